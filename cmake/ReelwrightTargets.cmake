@@ -1,0 +1,38 @@
+# Compiler switches shared by every target of the project, and the functions that make them.
+
+add_library(reelwright_options INTERFACE)
+target_compile_options(reelwright_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align -Wcast-qual
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wformat=2 -Wundef -Wmissing-declarations
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>)
+if(REELWRIGHT_WERROR)
+    target_compile_options(reelwright_options INTERFACE -Werror)
+endif()
+if(REELWRIGHT_SANITIZE)
+    # Every library has to be instrumented alike, so these are set for the whole build.
+    add_compile_options(-fsanitize=${REELWRIGHT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${REELWRIGHT_SANITIZE})
+endif()
+if(REELWRIGHT_BUILD_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# reelwright_layer(NAME PUBLIC libs... PRIVATE libs...): the library of one source folder.
+function(reelwright_layer name)
+    cmake_parse_arguments(ARG "" "" "PUBLIC;PRIVATE" ${ARGN})
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${name}/*.cpp ${PROJECT_SOURCE_DIR}/${name}/*.h)
+    add_library(reelwright_${name} STATIC ${sources})
+    target_include_directories(reelwright_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_link_libraries(reelwright_${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} reelwright_options)
+endfunction()
+
+# reelwright_test(NAME libs...): the test program of one folder below tests/.
+function(reelwright_test name)
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${name}/*.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    add_executable(test_${name} ${sources})
+    target_link_libraries(test_${name} PRIVATE ${ARGN} reelwright_test_support GTest::gmock_main reelwright_options)
+    gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600)
+endfunction()
