@@ -11,82 +11,86 @@
 namespace reelwright {
 namespace {
 
-std::uint64_t nextId()
-{
-    static std::atomic<std::uint64_t> counter = 1;
-    return counter.fetch_add(1, std::memory_order_relaxed);
-}
-
-/// Parses one tree: carries what the whole tree shares.
-class TreeParser
-{
-public:
-    explicit TreeParser(std::vector<MovieWarning>* warnings)
-        : m_warnings(warnings)
+    std::uint64_t nextId()
     {
+        static std::atomic<std::uint64_t> counter = 1;
+        return counter.fetch_add(1, std::memory_order_relaxed);
     }
 
-    /// `bytes` is exactly one atom with this header.
-    Atom parse(const Bytes& bytes, const AtomHeader& header, std::uint64_t offset, FourCC parent, int depth)
+    /// Parses one tree: carries what the whole tree shares.
+    class TreeParser
     {
-        ++m_count;
-        Atom atom;
-        atom.type = header.type;
-        atom.sizeForm = header.sizeForm;
-        atom.sourceOffset = offset;
-        const auto payload = bytes.slice(static_cast<std::size_t>(header.headerSize));
-        const auto first = childrenOffset(header.type, parent, payload.span());
-        if (!first || depth >= Atom::kMaxDepth || m_count >= Atom::kMaxAtoms) {
-            atom.head = payload;
+    public:
+        explicit TreeParser(std::vector<MovieWarning>* warnings)
+            : m_warnings(warnings)
+        {
+        }
+
+        /// `bytes` is exactly one atom with this header.
+        Atom parse(
+            const Bytes& bytes, const AtomHeader& header, std::uint64_t offset, FourCC parent, int depth)
+        {
+            ++m_count;
+            Atom atom;
+            atom.type = header.type;
+            atom.sizeForm = header.sizeForm;
+            atom.sourceOffset = offset;
+            const auto payload = bytes.slice(static_cast<std::size_t>(header.headerSize));
+            const auto first = childrenOffset(header.type, parent, payload.span());
+            if (!first || depth >= Atom::kMaxDepth || m_count >= Atom::kMaxAtoms) {
+                atom.head = payload;
+                return atom;
+            }
+            atom.isContainer = true;
+            atom.head = payload.slice(0, *first);
+            auto position = *first;
+            while (position < payload.size()) {
+                const auto rest = payload.slice(position);
+                const auto childOffset = offset + header.headerSize + position;
+                auto child = AtomHeader::parse(rest.span());
+                if (child && child->sizeForm == SizeForm::ToEnd)
+                    // Inside a container a zero size is a terminator: as a size it would swallow whatever
+                    // follows.
+                    child.reset();
+                if (!child || child->size > rest.size() || m_count >= Atom::kMaxAtoms) {
+                    atom.tail = rest;
+                    noteTail(atom, rest.span(), childOffset);
+                    break;
+                }
+                const auto size = static_cast<std::size_t>(child->size);
+                atom.children.emplace_back(
+                    parse(rest.slice(0, size), *child, childOffset, header.type, depth + 1));
+                position += size;
+            }
             return atom;
         }
-        atom.isContainer = true;
-        atom.head = payload.slice(0, *first);
-        auto position = *first;
-        while (position < payload.size()) {
-            const auto rest = payload.slice(position);
-            const auto childOffset = offset + header.headerSize + position;
-            auto child = AtomHeader::parse(rest.span());
-            if (child && child->sizeForm == SizeForm::ToEnd)
-                // Inside a container a zero size is a terminator: as a size it would swallow whatever follows.
-                child.reset();
-            if (!child || child->size > rest.size() || m_count >= Atom::kMaxAtoms) {
-                atom.tail = rest;
-                noteTail(atom, rest.span(), childOffset);
-                break;
-            }
-            const auto size = static_cast<std::size_t>(child->size);
-            atom.children.emplace_back(parse(rest.slice(0, size), *child, childOffset, header.type, depth + 1));
-            position += size;
+
+    private:
+        void noteTail(const Atom& parent, ByteSpan tail, std::uint64_t offset)
+        {
+            const bool zeros
+                = std::all_of(tail.begin(), tail.end(), [](std::byte b) { return b == std::byte {}; });
+            if (m_warnings && !zeros)
+                m_warnings->push_back({offset, parent.type.text(),
+                    fmt::format("{} bytes that are no atom are kept as they are", tail.size())});
         }
-        return atom;
-    }
 
-private:
-    void noteTail(const Atom& parent, ByteSpan tail, std::uint64_t offset)
+        std::vector<MovieWarning>* m_warnings;
+        int m_count = 0;
+    };
+
+    std::uint64_t headerSizeFor(SizeForm form, std::uint64_t contentSize)
     {
-        const bool zeros = std::all_of(tail.begin(), tail.end(), [](std::byte b) { return b == std::byte{}; });
-        if (m_warnings && !zeros)
-            m_warnings->push_back(
-                {offset, parent.type.text(), fmt::format("{} bytes that are no atom are kept as they are", tail.size())});
+        return form == SizeForm::Extended || contentSize > UINT32_MAX - 8 ? 16 : 8;
     }
 
-    std::vector<MovieWarning>* m_warnings;
-    int m_count = 0;
-};
-
-std::uint64_t headerSizeFor(SizeForm form, std::uint64_t contentSize)
-{
-    return form == SizeForm::Extended || contentSize > UINT32_MAX - 8 ? 16 : 8;
-}
-
-std::uint64_t contentSize(const Atom& atom)
-{
-    std::uint64_t size = atom.head.size() + atom.tail.size();
-    for (const auto& child : atom.children)
-        size += child->size();
-    return size;
-}
+    std::uint64_t contentSize(const Atom& atom)
+    {
+        std::uint64_t size = atom.head.size() + atom.tail.size();
+        for (const auto& child : atom.children)
+            size += child->size();
+        return size;
+    }
 
 } // namespace
 
@@ -104,7 +108,7 @@ Atom::Atom(FourCC atomType, Bytes payload)
 
 Atom Atom::container(FourCC atomType)
 {
-    Atom atom{atomType};
+    Atom atom {atomType};
     atom.isContainer = true;
     return atom;
 }
@@ -113,7 +117,7 @@ std::optional<AtomHeader> AtomHeader::parse(ByteSpan bytes)
 {
     if (bytes.size() < 8)
         return std::nullopt;
-    ByteReader in{bytes};
+    ByteReader in {bytes};
     AtomHeader header;
     header.size = in.u32();
     header.type = in.fourCC();
@@ -142,8 +146,8 @@ Result<Atom> Atom::parse(const Bytes& bytes, std::uint64_t fileOffset, std::vect
     if (header->size > bytes.size())
         return failure(MovieError::Code::Truncated, header->type.text(),
             fmt::format("the atom claims {} bytes, {} are there", header->size, bytes.size()), fileOffset);
-    return TreeParser{warnings}.parse(
-        bytes.slice(0, static_cast<std::size_t>(header->size)), *header, fileOffset, FourCC{}, 0);
+    return TreeParser {warnings}.parse(
+        bytes.slice(0, static_cast<std::size_t>(header->size)), *header, fileOffset, FourCC {}, 0);
 }
 
 std::uint64_t Atom::size() const
@@ -187,8 +191,8 @@ const Atom* Atom::find(FourCC childType) const
 const Atom* Atom::find(std::initializer_list<FourCC> path) const
 {
     const Atom* atom = this;
-    for (const auto type : path)
-        if (!(atom = atom->find(type)))
+    for (const auto step : path)
+        if (!(atom = atom->find(step)))
             return nullptr;
     return atom;
 }
@@ -206,8 +210,8 @@ Atom* Atom::edit(std::initializer_list<FourCC> path)
     if (!find(path))
         return nullptr;
     Atom* atom = this;
-    for (const auto type : path)
-        atom = atom->edit(type);
+    for (const auto step : path)
+        atom = atom->edit(step);
     return atom;
 }
 
@@ -215,7 +219,7 @@ Atom& Atom::ensure(FourCC childType)
 {
     if (auto* child = edit(childType))
         return *child;
-    Atom child{childType};
+    Atom child {childType};
     child.isContainer = childrenOffset(childType, type, {}).has_value();
     return append(std::move(child));
 }
@@ -227,8 +231,8 @@ Atom& Atom::append(Atom child)
 
 Atom& Atom::insertBefore(FourCC before, Atom child)
 {
-    const auto place
-        = std::find_if(children.begin(), children.end(), [&](const auto& other) { return other->type == before; });
+    const auto place = std::find_if(
+        children.begin(), children.end(), [&](const auto& other) { return other->type == before; });
     return children.insert(place, Cow<Atom>(std::move(child)))->edit();
 }
 

@@ -12,9 +12,9 @@ namespace reelwright {
 /// Where the children of an atom begin.
 enum class AtomLayout {
     Leaf,
-    Container,      ///< children fill the payload
-    FullContainer,  ///< version and flags, then children
-    CountedList,    ///< version and flags, a 32-bit count, then children
+    Container, ///< children fill the payload
+    FullContainer, ///< version and flags, then children
+    CountedList, ///< version and flags, a 32-bit count, then children
     ProbeContainer, ///< `meta`: children at once in QuickTime, after version and flags in ISO files
 };
 
@@ -30,8 +30,8 @@ struct AtomInfo
 /// All rows, the parser's and the dumper's one source.
 std::span<const AtomInfo> atomTable();
 
-/// Bytes before the first child of an atom of that type below that parent, or nothing for a leaf. `payload` decides
-/// where the bytes have to be asked.
+/// Bytes before the first child of an atom of that type below that parent, or nothing for a leaf. `payload`
+/// decides where the bytes have to be asked.
 std::optional<std::size_t> childrenOffset(FourCC type, FourCC parent, ByteSpan payload);
 
 } // namespace reelwright

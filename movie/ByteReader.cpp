@@ -36,7 +36,8 @@ std::uint32_t ByteReader::count32(std::size_t elementSize)
     const auto count = u32();
     if (!m_failed && count > left() / elementSize) {
         fail(MovieError::Code::Corrupt,
-            fmt::format("{} entries of {} bytes claimed, room for {}", count, elementSize, left() / elementSize));
+            fmt::format(
+                "{} entries of {} bytes claimed, room for {}", count, elementSize, left() / elementSize));
         return 0;
     }
     return count;

@@ -10,8 +10,8 @@
 
 namespace reelwright {
 
-/// Reads big-endian fields from a span. The first read past the end is latched; later reads give zero, and `finish`
-/// answers the error. Borrows the span and the name.
+/// Reads big-endian fields from a span. The first read past the end is latched; later reads give zero, and
+/// `finish` answers the error. Borrows the span and the name.
 class ByteReader
 {
 public:
@@ -29,10 +29,11 @@ public:
     std::int16_t i16() { return static_cast<std::int16_t>(u16()); }
     std::int32_t i32() { return static_cast<std::int32_t>(u32()); }
     std::int64_t i64() { return static_cast<std::int64_t>(u64()); }
-    FourCC fourCC() { return FourCC{u32()}; }
+    FourCC fourCC() { return FourCC {u32()}; }
     ByteSpan bytes(std::size_t count);
     void skip(std::size_t count) { bytes(count); }
-    /// A 32-bit count of elements of `elementSize` bytes each; latches an error when the bytes left cannot hold them.
+    /// A 32-bit count of elements of `elementSize` bytes each; latches an error when the bytes left cannot
+    /// hold them.
     std::uint32_t count32(std::size_t elementSize);
 
     [[nodiscard]] std::size_t position() const { return m_position; }
@@ -42,8 +43,7 @@ public:
     [[nodiscard]] ByteSpan rest() const { return m_bytes.subspan(m_position); }
 
     /// `value`, or the first error.
-    template <class T>
-    Result<std::decay_t<T>> finish(T&& value) const
+    template <class T> Result<std::decay_t<T>> finish(T&& value) const
     {
         if (m_failed)
             return failure(m_code, std::string(m_where), m_detail, m_failedAt);

@@ -26,7 +26,7 @@ public:
         m_bytes.insert(m_bytes.end(), data.begin(), data.end());
         return *this;
     }
-    ByteWriter& text(std::string_view data) { return bytes(std::as_bytes(std::span{data})); }
+    ByteWriter& text(std::string_view data) { return bytes(std::as_bytes(std::span {data})); }
     ByteWriter& zeros(std::size_t count)
     {
         m_bytes.resize(m_bytes.size() + count);

@@ -26,16 +26,15 @@ public:
                 std::memcpy(out.data(), bytes.data(), bytes.size());
         });
     }
-    static Bytes copyOf(std::string_view text) { return copyOf(std::as_bytes(std::span{text})); }
+    static Bytes copyOf(std::string_view text) { return copyOf(std::as_bytes(std::span {text})); }
     /// A buffer of `size` bytes that `fill(std::span<std::byte>)` writes before anybody sees it.
-    template <class Fill>
-    static Bytes make(std::size_t size, Fill&& fill)
+    template <class Fill> static Bytes make(std::size_t size, Fill&& fill)
     {
         Bytes result;
         if (size == 0)
             return result;
         auto owner = std::make_shared_for_overwrite<std::byte[]>(size);
-        fill(std::span{owner.get(), size});
+        fill(std::span {owner.get(), size});
         result.m_view = {owner.get(), size};
         result.m_owner = std::move(owner);
         return result;
@@ -58,7 +57,8 @@ public:
     friend bool operator==(const Bytes& a, const Bytes& b)
     {
         return a.size() == b.size()
-            && (a.m_view.data() == b.m_view.data() || std::memcmp(a.m_view.data(), b.m_view.data(), a.size()) == 0);
+            && (a.m_view.data() == b.m_view.data()
+                || std::memcmp(a.m_view.data(), b.m_view.data(), a.size()) == 0);
     }
 
 private:

@@ -6,18 +6,17 @@
 
 namespace reelwright {
 
-/// A value behind a shared pointer that is copied when it is changed: copies of a Cow cost a count, and `edit` gives
-/// this holder a value of its own first. Different holders may be used from different threads.
-template <class T>
-class Cow
+/// A value behind a shared pointer that is copied when it is changed: copies of a Cow cost a count, and
+/// `edit` gives this holder a value of its own first. Different holders may be used from different threads.
+template <class T> class Cow
 {
 public:
     Cow()
-        : m_node(new Node{})
+        : m_node(new Node {})
     {
     }
     explicit Cow(T value)
-        : m_node(new Node{std::move(value)})
+        : m_node(new Node {std::move(value)})
     {
     }
     Cow(const Cow& other) noexcept
@@ -52,7 +51,7 @@ public:
 private:
     struct Node
     {
-        T value{};
+        T value {};
         std::atomic<int> holders = 1;
 
         Node() = default;

@@ -7,7 +7,8 @@
 
 namespace reelwright {
 
-/// A four-character code: atom type, media type, sample format, brand. The first character is the most significant byte.
+/// A four-character code: atom type, media type, sample format, brand. The first character is the most
+/// significant byte.
 struct FourCC
 {
     std::uint32_t value = 0;
@@ -25,14 +26,14 @@ struct FourCC
 
 namespace literals {
 
-/// "moov"_cc. The copyright sign is written "\xA9nam"_cc. Shorter texts are padded with zero bytes.
-consteval FourCC operator""_cc(const char* text, std::size_t length)
-{
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-        value = value << 8U | (i < length ? static_cast<std::uint8_t>(text[i]) : 0U);
-    return FourCC{value};
-}
+    /// "moov"_cc. The copyright sign is written "\xA9nam"_cc. Shorter texts are padded with zero bytes.
+    consteval FourCC operator""_cc(const char* text, std::size_t length)
+    {
+        std::uint32_t value = 0;
+        for (std::size_t i = 0; i < 4; ++i)
+            value = value << 8U | (i < length ? static_cast<std::uint8_t>(text[i]) : 0U);
+        return FourCC {value};
+    }
 
 } // namespace literals
 

@@ -9,7 +9,7 @@ namespace reelwright {
 
 tl::unexpected<MovieError> systemFailure(int errorNumber, std::string where, std::string what)
 {
-    MovieError error{MovieError::Code::Io, 0, std::move(where), {}, errorNumber};
+    MovieError error {MovieError::Code::Io, 0, std::move(where), {}, errorNumber};
     error.detail = fmt::format("{}: {}", what, std::system_category().message(errorNumber));
     if (errorNumber == ENOSPC)
         error.detail += "; free some space on the volume and try again";

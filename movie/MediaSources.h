@@ -1,0 +1,48 @@
+#pragma once
+
+#include "movie/DataReference.h"
+#include "movie/MovieFile.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace reelwright {
+
+/// The files that hold a movie's media, and new media that wait in memory for the next save. Shared by a
+/// movie and its copies; safe to use from several threads.
+class MediaSources
+{
+public:
+    /// Offsets from here on mean media in memory: no file reaches them.
+    static constexpr std::uint64_t kMemoryBase = 1ULL << 62U;
+
+    explicit MediaSources(std::shared_ptr<const MovieFile> own)
+        : m_own(std::move(own))
+    {
+    }
+
+    /// The file of a reference. Errors: Io when none of its paths can be opened, naming what is missing.
+    Result<std::shared_ptr<StorageFile>> open(const DataReference& reference);
+    /// `size` bytes of media of that reference.
+    Result<Bytes> read(const DataReference& reference, std::uint64_t offset, std::uint64_t size);
+
+    /// Keeps new media and answers the offset (kMemoryBase or more) at which chunk tables refer to them.
+    std::uint64_t addMemory(Bytes media);
+    /// Bytes of media in memory at that offset, at most `size`; fewer at a block's end.
+    [[nodiscard]] Bytes memory(std::uint64_t offset, std::uint64_t size) const;
+
+    /// The own file after a save gave the movie another one.
+    void setOwn(std::shared_ptr<const MovieFile> own);
+
+private:
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const MovieFile> m_own;
+    std::map<std::string, std::shared_ptr<StorageFile>> m_files;
+    std::map<std::uint64_t, Bytes> m_memory; ///< by offset
+    std::uint64_t m_memoryEnd = kMemoryBase;
+};
+
+} // namespace reelwright

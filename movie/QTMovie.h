@@ -1,0 +1,132 @@
+#pragma once
+
+#include "movie/HeaderAtoms.h"
+#include "movie/MovieFile.h"
+#include "movie/QTTime.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace reelwright {
+
+class QTTrack;
+class MediaSources;
+
+/// Media types (`hdlr` subtypes) that the program treats by name.
+constexpr FourCC QTMediaTypeVideo = "vide"_cc;
+constexpr FourCC QTMediaTypeSound = "soun"_cc;
+constexpr FourCC QTMediaTypeTimeCode = "tmcd"_cc;
+constexpr FourCC QTMediaTypeText = "text"_cc;
+constexpr FourCC QTMediaTypeSprite = "sprt"_cc;
+constexpr FourCC QTMediaTypeClosedCaption = "clcp"_cc;
+
+struct QTSize
+{
+    double width = 0;
+    double height = 0;
+    bool operator==(const QTSize&) const = default;
+};
+
+/// A movie: a header (the `moov` atom tree) over the media of its file. A value: copies are cheap, share what
+/// is alike and change apart; two copies may be used from two threads. Tracks are views that borrow the movie
+/// they came from.
+///
+/// Edits are refused (Refused) unless the movie is editable; see EditableScope.
+class QTMovie
+{
+public:
+    /// An empty movie without a file, time scale 600.
+    QTMovie();
+
+    /// Opens a QuickTime or ISO movie file, or a WAV, AIFF or DV file as a movie of its media.
+    /// Cost: proportional to the header, whatever the size of the media.
+    /// Errors: Io; Unsupported when the file is no movie; Truncated or Corrupt with the place in the file.
+    static Result<QTMovie> open(const std::string& path, std::shared_ptr<Storage> storage = Storage::posix());
+    /// May the file be opened as a movie? Looks at its beginning and its outermost atoms only.
+    static bool canOpen(const std::string& path, Storage& storage);
+
+    /// The file as it was when it was opened or last saved; null for a movie that has none.
+    [[nodiscard]] const std::shared_ptr<const MovieFile>& file() const { return m_file; }
+    /// Its path, or the empty string.
+    [[nodiscard]] std::string fileName() const;
+    /// Were the samples gathered from movie fragments? Such a file is not updated in place.
+    [[nodiscard]] bool isFragmented() const { return m_fragmented; }
+    [[nodiscard]] const std::vector<MovieWarning>& warnings() const { return *m_warnings; }
+
+    /// The `moov` atom.
+    [[nodiscard]] const Atom& header() const { return *m_header; }
+    /// For changing. The movie must be editable.
+    [[nodiscard]] Atom& editHeader();
+    /// Was the header changed since the file was opened or last saved?
+    [[nodiscard]] bool isChanged() const;
+
+    [[nodiscard]] bool isEditable() const { return m_editable; }
+    void setEditable(bool editable) { m_editable = editable; }
+
+    [[nodiscard]] MovieHeader movieHeader() const;
+    /// QTMovieTimeScaleAttribute: units a second.
+    [[nodiscard]] std::int32_t timeScale() const;
+    [[nodiscard]] QTTime duration() const;
+    /// The box round all enabled video, text and sprite tracks after their matrices, in pixels.
+    [[nodiscard]] QTSize naturalSize() const;
+    [[nodiscard]] QTTime currentTime() const { return m_currentTime; }
+    void setCurrentTime(QTTime time) { m_currentTime = time; }
+    void gotoBeginning() { m_currentTime = {0, timeScale()}; }
+
+    /// In the order of the header.
+    [[nodiscard]] std::vector<QTTrack> tracks() const;
+    [[nodiscard]] std::vector<QTTrack> tracksOfMediaType(FourCC mediaType) const;
+
+    /// Items of the movie's user data, told apart by a 1-based index.
+    [[nodiscard]] std::optional<Bytes> userDataItem(FourCC type, std::size_t index = 1) const;
+    Result<void> setUserDataItem(FourCC type, Bytes payload, std::size_t index = 1);
+    Result<void> removeUserDataItem(FourCC type, std::size_t index = 1);
+
+    /// Makes the aperture dimensions (`tapt`) of each video track from its clean aperture, pixel aspect ratio
+    /// and encoded size. QuickTime File Format, "Track Aperture Mode Dimensions Atoms".
+    Result<void> generateApertureModeDimensions();
+    /// The aperture mode in force ('clas', 'clea', 'prod', 'enco'); zero while none was applied. Not stored
+    /// by itself.
+    [[nodiscard]] FourCC apertureMode() const { return m_apertureMode; }
+    void setApertureMode(FourCC mode) { m_apertureMode = mode; }
+
+    /// Recomputes the movie's duration from its tracks; called by every edit of a track's time.
+    void updateDuration();
+
+    /// The files that hold the media.
+    [[nodiscard]] MediaSources& sources() const { return *m_sources; }
+
+private:
+    friend class MovieSaver;
+
+    std::shared_ptr<const MovieFile> m_file;
+    std::shared_ptr<const std::vector<MovieWarning>> m_warnings;
+    std::shared_ptr<MediaSources> m_sources;
+    Cow<Atom> m_header;
+    Cow<Atom> m_savedHeader;
+    QTTime m_currentTime {0, 600};
+    FourCC m_apertureMode;
+    bool m_fragmented = false;
+    bool m_editable = false;
+};
+
+/// Makes a movie editable and makes it not editable again on every way out. Borrows the movie.
+class EditableScope
+{
+public:
+    explicit EditableScope(QTMovie& movie)
+        : m_movie(movie)
+    {
+        m_movie.setEditable(true);
+    }
+    EditableScope(const EditableScope&) = delete;
+    EditableScope& operator=(const EditableScope&) = delete;
+    ~EditableScope() { m_movie.setEditable(false); }
+
+private:
+    QTMovie& m_movie;
+};
+
+} // namespace reelwright

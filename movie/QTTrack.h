@@ -1,0 +1,116 @@
+#pragma once
+
+#include "movie/QTMovie.h"
+#include "movie/SampleDescription.h"
+#include "movie/SampleTable.h"
+
+#include <map>
+
+namespace reelwright {
+
+class QTMedia;
+
+/// A track of a movie. A view: borrows the movie, which must stay where it is, and finds its track by
+/// identity, so that it stays good through edits and through the undoing of them. A view of a track that was
+/// removed is not valid any more. As with any reference, a constant view does not make the movie constant;
+/// what guards it is the movie's editable flag.
+class QTTrack
+{
+public:
+    QTTrack(const QTMovie& movie, std::uint64_t atomId);
+
+    [[nodiscard]] bool isValid() const { return find() != nullptr; }
+    [[nodiscard]] const QTMovie& movie() const { return *m_movie; }
+    /// The `trak` atom. The view must be valid.
+    [[nodiscard]] const Atom& atom() const;
+    /// For changing; null when the movie is not editable or the track is gone.
+    [[nodiscard]] Atom* editAtom() const;
+
+    [[nodiscard]] TrackHeader header() const;
+    /// QTTrackIDAttribute. Files with two tracks of one ID occur.
+    [[nodiscard]] std::uint32_t trackID() const { return header().trackID; }
+    [[nodiscard]] FourCC mediaType() const;
+    [[nodiscard]] QTMedia media() const;
+
+    [[nodiscard]] bool isEnabled() const { return (header().flags & TrackHeader::kEnabled) != 0; }
+    Result<void> setEnabled(bool enabled) const;
+
+    /// QTTrackTimeScaleAttribute: the movie's time scale, in which tracks keep their edits.
+    [[nodiscard]] std::int32_t timeScale() const { return m_movie->timeScale(); }
+    /// QTTrackRangeAttribute: where in the movie the track plays: start (the leading empty edits) and
+    /// duration of the rest.
+    [[nodiscard]] QTTimeRange range() const;
+    /// Moves the start by making, changing or removing the leading empty edit (a start below zero becomes
+    /// zero); cuts the edit list at the end for a shorter duration; for a longer one extends the last edit
+    /// into media that is there, then appends an empty edit. No media is deleted and no rate changed; `range`
+    /// then answers what was set, in the movie's time scale.
+    ///
+    ///     | A | B |       start +2     |  |  | A | B |
+    ///     | A | B |       shorter      | A | B'|
+    ///     | A | B |       longer       | A | B+media |gap|
+    ///
+    /// Errors: Refused when the movie is not editable or the edit list cannot be understood.
+    Result<void> setRange(const QTTimeRange& range) const;
+
+    /// The edit list; one edit over the whole media where the track has none. Errors: those of
+    /// EditList::parse.
+    [[nodiscard]] Result<EditList> editList() const;
+    /// Writes the list and the durations that follow from it.
+    Result<void> setEditList(const EditList& list) const;
+
+    /// QTTrackBoundsAttribute: the box of the track's picture after its matrix, in pixels of the movie.
+    [[nodiscard]] QTRect bounds() const;
+    [[nodiscard]] Matrix matrix() const { return header().matrix; }
+    Result<void> setMatrix(const Matrix& matrix) const;
+
+    /// The track's own name: the `name` item of its user data, or the empty string.
+    [[nodiscard]] std::string name() const;
+    /// IDs of the tracks that this one refers to, by kind of reference.
+    [[nodiscard]] std::map<FourCC, std::vector<std::uint32_t>> references() const;
+
+    /// Same view of the same movie.
+    bool operator==(const QTTrack&) const = default;
+
+private:
+    [[nodiscard]] const Atom* find() const;
+    [[nodiscard]] std::uint64_t implicitDuration() const;
+    Result<void> setHeader(const TrackHeader& header) const;
+
+    QTMovie* m_movie;
+    std::uint64_t m_id;
+};
+
+/// The media of a track. A view like the track.
+class QTMedia
+{
+public:
+    explicit QTMedia(const QTTrack& track)
+        : m_track(track)
+    {
+    }
+
+    /// Is there one? Tracks without media occur.
+    [[nodiscard]] bool isValid() const;
+    [[nodiscard]] const Atom* atom() const;
+    /// QTMediaTimeScaleAttribute: units a second, 0 in damaged files.
+    [[nodiscard]] std::int32_t timeScale() const;
+    /// QTMediaDurationAttribute.
+    [[nodiscard]] QTTime duration() const;
+    /// QTMediaSampleCountAttribute.
+    [[nodiscard]] std::uint32_t sampleCount() const { return sampleTable().sampleCount(); }
+    [[nodiscard]] SampleTable sampleTable() const;
+    [[nodiscard]] std::size_t sampleDescriptionCount() const;
+    /// 1-based. Borrows the movie's header: read it before the next edit.
+    [[nodiscard]] std::optional<SampleDescription> sampleDescription(std::size_t index) const;
+    [[nodiscard]] std::vector<struct DataReference> dataReferences() const;
+    /// Packing of constant-rate sound under a description (1-based), nothing for other media.
+    [[nodiscard]] SoundPacking soundPacking(std::size_t descriptionIndex) const;
+    /// The bytes of a sample (1-based).
+    /// Errors: Corrupt when the tables do not hold it; Io and Truncated when its file does not.
+    [[nodiscard]] Result<Bytes> sampleData(std::uint32_t sample) const;
+
+private:
+    QTTrack m_track;
+};
+
+} // namespace reelwright

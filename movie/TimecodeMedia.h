@@ -1,0 +1,47 @@
+#pragma once
+
+#include "movie/QTTrack.h"
+
+#include <string>
+
+namespace reelwright {
+
+/// Hours, minutes, seconds and frames of a timecode; all positive, with the sign apart.
+struct TimecodeRecord
+{
+    bool negative = false;
+    std::int64_t hours = 0;
+    std::int64_t minutes = 0;
+    std::int64_t seconds = 0;
+    std::int64_t frames = 0;
+    bool operator==(const TimecodeRecord&) const = default;
+};
+
+/// The timecode media handler: exact SMPTE 12M counting between frame numbers and timecodes. Drop frame
+/// leaves out two labels (four at 60 frames a second) each minute but each tenth; other rates have none and
+/// count on.
+namespace timecodeMedia {
+
+    /// The record of a frame number. A counter's record is the number itself, in `frames`.
+    TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition);
+    /// The frame number of a record; labels that drop frame leaves out count as the next one there is.
+    std::int64_t frameNumber(const TimecodeRecord& record, const TimecodeDefinition& definition);
+    /// HH:MM:SS:FF, with ";" before the frames in drop frame and "-" in front of a negative time; a counter's
+    /// value in decimal.
+    std::string text(const TimecodeRecord& record, const TimecodeDefinition& definition);
+    std::string label(std::int64_t frame, const TimecodeDefinition& definition);
+
+    /// What a timecode track says at one time.
+    struct Reading
+    {
+        TimecodeDescription description;
+        std::int64_t frame = 0;
+        std::string text;
+    };
+    /// The timecode at a time of the media (in its time scale), counted on from the sample that holds it.
+    /// Errors: Refused when the track is no timecode track; Corrupt and Io when its sample cannot be read.
+    Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime);
+
+} // namespace timecodeMedia
+
+} // namespace reelwright
