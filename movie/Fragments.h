@@ -2,6 +2,9 @@
 
 #include "movie/MovieFile.h"
 
+#include <optional>
+#include <string>
+
 namespace reelwright {
 
 /// Does the file hold movie fragments (`moof`), or announce them (`mvex`)?
@@ -13,5 +16,9 @@ bool isFragmented(const Atom& moov, const FileLayout& layout);
 /// place in the file; Unsupported for a fragment that carries what ordinary tables as built here cannot
 /// (encryption data), naming it. Damage past which earlier fragments are whole is a warning.
 Result<void> gatherFragments(Atom& moov, const MovieFile& file, std::vector<MovieWarning>& warnings);
+
+/// Why a movie whose samples were gathered from this file cannot be written with ordinary tables without a
+/// loss; nothing when it can.
+std::optional<std::string> hindranceToFlattening(const Atom& moov, const MovieFile& file);
 
 } // namespace reelwright

@@ -92,6 +92,8 @@ public:
     /// Is there one? Tracks without media occur.
     [[nodiscard]] bool isValid() const;
     [[nodiscard]] const Atom* atom() const;
+    /// The `mdhd` fields; time scale 0 where there is none.
+    [[nodiscard]] MediaHeader header() const;
     /// QTMediaTimeScaleAttribute: units a second, 0 in damaged files.
     [[nodiscard]] std::int32_t timeScale() const;
     /// QTMediaDurationAttribute.

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "movie/MovieFile.h"
+
+#include <optional>
+#include <vector>
+
+namespace reelwright {
+
+/// Puts atoms into a movie file so that a reader, or the power failing, never finds half of one.
+///
+/// Everything rests on four-byte writes that are whole or not there (they never cross a 512-byte sector),
+/// each flushed before the next, with a valid file between any two:
+///
+///     | free ............... |   a gap: one or several free atoms, or the end of the file
+///     | free .... (anything) |   its inside is written; readers still skip all of it
+///     |f| free(new) | free . |   one size is changed: the new atom is there, typed free
+///     |f| moov      | free . |   one type is changed: it lives
+class InPlaceUpdate
+{
+public:
+    InPlaceUpdate(StorageFile& file, FileLayout layout)
+        : m_file(file)
+        , m_layout(std::move(layout))
+    {
+    }
+
+    /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies.
+    enum class Place { BeforeMedia, Anywhere, BehindMedia };
+    Result<std::uint64_t> place(ByteSpan atom, Place place);
+
+    /// Replaces the header at `oldOffset` by `header`. Two moves where that brings it back to its place.
+    Result<void> replaceHeader(std::uint64_t oldOffset, ByteSpan header);
+
+    /// Makes the atom at that offset free space; cuts the file instead where the atom ends it.
+    Result<void> retire(std::uint64_t offset);
+
+    [[nodiscard]] const FileLayout& layout() const { return m_layout; }
+    [[nodiscard]] std::uint64_t bytesWritten() const { return m_bytesWritten; }
+    /// Did `header` end up behind media that the old one stood before?
+    [[nodiscard]] bool headerLeftTheFront() const { return m_headerLeftTheFront; }
+
+private:
+    /// Space for one atom: `count` free atoms from `first` on, or the end of the file (count 0).
+    struct Gap
+    {
+        std::size_t first = 0;
+        std::size_t count = 0;
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0;
+        std::uint64_t lead = 0; ///< free bytes left in front of the new atom
+    };
+
+    [[nodiscard]] std::optional<Gap> findGap(
+        std::uint64_t size, Place place, std::optional<std::size_t> alsoFree) const;
+    [[nodiscard]] Gap endGap(std::uint64_t size) const;
+    Result<std::uint64_t> fill(const Gap& gap, ByteSpan atom);
+    Result<void> write(std::uint64_t offset, ByteSpan bytes);
+    Result<void> write32(std::uint64_t offset, std::uint32_t value);
+    [[nodiscard]] std::uint64_t firstMediaOffset() const;
+    [[nodiscard]] std::size_t indexAt(std::uint64_t offset) const;
+
+    StorageFile& m_file;
+    FileLayout m_layout;
+    std::uint64_t m_bytesWritten = 0;
+    bool m_headerLeftTheFront = false;
+};
+
+} // namespace reelwright

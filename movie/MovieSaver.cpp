@@ -1,0 +1,220 @@
+#include "movie/MovieSaver.h"
+
+#include "movie/FlattenPlan.h"
+#include "movie/InPlaceUpdate.h"
+#include "movie/MediaSources.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace reelwright {
+namespace {
+
+    tl::unexpected<MovieError> changedByOthers(const std::string& path)
+    {
+        return failure(MovieError::Code::Refused, path,
+            "another program changed the file since it was opened; open it again to see its present state");
+    }
+
+    /// Is the file behind that handle still what was opened?
+    Result<void> checkUnchanged(StorageFile& file, const MovieFile& opened)
+    {
+        RW_TRY(const auto now, file.state());
+        if (!(now == opened.state))
+            return changedByOthers(opened.path);
+        return {};
+    }
+
+    /// The same by its name: a file renamed over it is another one.
+    Result<std::shared_ptr<StorageFile>> openForUpdate(const MovieFile& opened)
+    {
+        RW_TRY(auto file, opened.storage->open(opened.path, Storage::Access::ReadWrite));
+        RW_CHECK(file->lock());
+        RW_CHECK(checkUnchanged(*file, opened));
+        // Times can be set back; the header's own bytes cannot lie.
+        const auto* atom = opened.headerAtom();
+        RW_TRY(const auto bytes, readExactly(*file, atom->offset, atom->size, opened.path));
+        if (!(bytes == opened.header))
+            return changedByOthers(opened.path);
+        return file;
+    }
+
+    /// Other movie headers of the file: an interrupted save left them.
+    std::vector<std::uint64_t> spareHeaders(const MovieFile& file)
+    {
+        std::vector<std::uint64_t> offsets;
+        for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
+            const auto& atom = file.layout.atoms[i];
+            if (atom.type == "moov"_cc && i != file.headerIndex && atom.end() <= file.layout.end)
+                offsets.push_back(atom.offset);
+        }
+        return offsets;
+    }
+
+    /// Puts all media that wait in memory into one new media atom of the file and answers where each of them
+    /// lies.
+    Result<std::vector<std::pair<std::uint64_t, std::uint64_t>>> placeMedia(
+        InPlaceUpdate& update, const QTMovie& movie, const std::vector<MediaExtent>& extents)
+    {
+        ByteWriter out;
+        out.u32(0).fourCC("mdat"_cc);
+        std::vector<std::pair<std::uint64_t, std::uint64_t>> places; // memory offset, place in the atom
+        for (const auto& extent : extents) {
+            places.emplace_back(extent.offset, out.size());
+            const auto bytes = movie.sources().memory(extent.offset, extent.size);
+            if (bytes.size() < extent.size)
+                return failure(MovieError::Code::Corrupt, movie.fileName(), "media in memory are not whole");
+            out.bytes(bytes.span());
+        }
+        auto atom = out.take();
+        if (atom.size() > UINT32_MAX - 64)
+            return failure(MovieError::Code::Unsupported, movie.fileName(),
+                "more than four gigabytes of new media cannot be added in place; save the movie as a new "
+                "file");
+        const auto size = ByteWriter {}.u32(static_cast<std::uint32_t>(atom.size())).take();
+        std::copy(size.begin(), size.end(), atom.begin());
+        RW_TRY(const auto offset, update.place(atom, InPlaceUpdate::Place::BehindMedia));
+        for (auto& place : places)
+            place.second += offset;
+        return places;
+    }
+
+} // namespace
+
+Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule volumes)
+{
+    const auto& file = movie.file();
+    const auto refuse = [&](std::string why) {
+        return failure(MovieError::Code::Refused, movie.fileName(), std::move(why));
+    };
+    if (!file)
+        return refuse("the movie has no file yet");
+    if (!file->headerAtom())
+        return refuse("the file is no movie file but was opened as one; it can be saved as a movie");
+    if (movie.isFragmented())
+        return refuse("the file is fragmented; it has to be flattened");
+    switch (file->layout.ending) {
+    case FileLayout::Ending::ToEnd:
+        return refuse("the file ends in an atom without a size; it has to be flattened");
+    case FileLayout::Ending::Truncated:
+        return refuse("the file ends in an atom that is cut short; it has to be flattened");
+    case FileLayout::Ending::Garbage:
+        return refuse("the file ends in bytes that are no atom; it has to be flattened");
+    case FileLayout::Ending::Clean:
+    case FileLayout::Ending::Zeros:
+    case FileLayout::Ending::CutFree:
+        break;
+    }
+    if (volumes == VolumeRule::JournalledOnly)
+        if (const auto type = file->storage->volumeType(file->path); !volumeAllowsInPlaceUpdate(type))
+            return refuse(
+                fmt::format("the file lies on a {} volume, on which files are not updated in place", type));
+    RW_TRY(const auto current, file->storage->open(file->path, Storage::Access::Read));
+    return checkUnchanged(*current, *file);
+}
+
+Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions& options)
+{
+    RW_CHECK(canUpdateMovieFile(movie, options.volumes));
+    const auto opened = movie.file();
+    const auto spares = spareHeaders(*opened);
+    if (!movie.isChanged() && spares.empty())
+        return SaveReport {};
+    if (options.progress && !options.progress(0))
+        return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
+
+    RW_TRY(const auto file, openForUpdate(*opened));
+    InPlaceUpdate update {*file, opened->layout};
+    for (const auto spare : spares)
+        RW_CHECK(update.retire(spare));
+
+    auto header = movie.m_header;
+    if (movie.isChanged()) {
+        if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
+            RW_TRY(const auto places, placeMedia(update, movie, waiting));
+            RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
+                const auto place = std::find_if(
+                    places.begin(), places.end(), [&](const auto& p) { return p.first == offset; });
+                return place == places.end() ? std::nullopt : std::optional(place->second);
+            }));
+        }
+        header.edit().sizeForm = SizeForm::Compact;
+        if (header->size() > MovieFile::kMaxHeaderSize)
+            return failure(
+                MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
+        RW_CHECK(update.replaceHeader(opened->headerAtom()->offset, header->toBytes().span()));
+    }
+
+    auto saved = std::make_shared<MovieFile>(*opened);
+    RW_TRY(saved->state, file->state());
+    RW_TRY(saved->layout, FileLayout::scan(*file, saved->path));
+    const auto live = std::find_if(saved->layout.atoms.begin(), saved->layout.atoms.end(),
+        [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
+    RW_ASSERT(live != saved->layout.atoms.end());
+    saved->headerIndex = static_cast<std::size_t>(live - saved->layout.atoms.begin());
+    RW_TRY(saved->header, readExactly(*file, live->offset, live->size, saved->path));
+    movie.m_file = saved;
+    movie.m_header = header;
+    movie.m_savedHeader = header;
+    movie.m_sources->setOwn(saved);
+    if (options.progress)
+        options.progress(1);
+    return SaveReport {update.bytesWritten(), update.headerLeftTheFront()};
+}
+
+Result<SaveReport> MovieSaver::writeToFile(
+    const QTMovie& movie, const std::string& path, const SaveOptions& options)
+{
+    const auto& source = movie.file();
+    const auto storage = source ? source->storage : Storage::posix();
+    const auto target = storage->resolve(path);
+    if (source)
+        RW_CHECK(checkUnchanged(*source->file, *source));
+    RW_TRY(const auto plan, FlattenPlan::make(movie));
+
+    const bool replaces = storage->exists(target);
+    std::shared_ptr<StorageFile> replaced; // holds the lock while its name is taken over
+    if (replaces) {
+        RW_TRY(replaced, storage->open(target, Storage::Access::Read));
+        RW_CHECK(replaced->lock());
+    }
+    std::string hidden;
+    RW_TRY(auto file, storage->createSibling(target, hidden));
+    const auto writeAll = [&]() -> Result<void> {
+        // Copied step by step, so that progress shows and a cancel is heard within a long stretch.
+        constexpr std::uint64_t kStep = 64U << 20U;
+        std::uint64_t done = 0;
+        for (const auto& segment : plan.segments()) {
+            if (!segment.file)
+                RW_CHECK(file->writeAt(segment.offset, segment.bytes.span()));
+            for (std::uint64_t at = 0; at < segment.size; at += kStep) {
+                const auto part = std::min(kStep, segment.size - at);
+                if (options.progress
+                    && !options.progress(static_cast<double>(done) / static_cast<double>(plan.size())))
+                    return failure(MovieError::Code::Cancelled, path, "the save was cancelled");
+                if (segment.file)
+                    RW_CHECK(
+                        file->copyFrom(*segment.file, segment.fileOffset + at, segment.offset + at, part));
+                done += part;
+            }
+        }
+        RW_CHECK(file->flush());
+        if (replaces || source)
+            RW_CHECK(storage->copyAttributes(replaces ? target : source->path, hidden));
+        // The sources must have held still while they were copied.
+        if (source)
+            RW_CHECK(checkUnchanged(*source->file, *source));
+        return storage->rename(hidden, target);
+    };
+    if (auto written = writeAll(); !written) {
+        static_cast<void>(storage->remove(hidden));
+        return tl::unexpected<MovieError>(std::move(written).error());
+    }
+    RW_CHECK(storage->flushFolder(target));
+    if (options.progress)
+        options.progress(1);
+    return SaveReport {plan.size(), false};
+}
+
+} // namespace reelwright

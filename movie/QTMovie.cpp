@@ -1,0 +1,415 @@
+#include "movie/QTMovie.h"
+
+#include "movie/ByteReader.h"
+#include "movie/Fragments.h"
+#include "movie/Importer.h"
+#include "movie/MediaSources.h"
+#include "movie/QTTrack.h"
+#include "movie/UserData.h"
+
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace reelwright {
+namespace {
+
+    /// The `moov` inside a compressed header (`cmov`: `dcom` names the method, `cmvd` holds size and data).
+    Result<Atom> inflateHeader(const Atom& moov, std::vector<MovieWarning>& warnings)
+    {
+        const auto* method = moov.find({"cmov"_cc, "dcom"_cc});
+        const auto* data = moov.find({"cmov"_cc, "cmvd"_cc});
+        if (!method || !data)
+            return failure(MovieError::Code::Corrupt, "moov/cmov", "the compressed header lacks its parts",
+                moov.sourceOffset);
+        ByteReader methodIn {method->head.span()};
+        if (const auto name = methodIn.fourCC(); name != "zlib"_cc)
+            return failure(MovieError::Code::Unsupported, "moov/cmov/dcom",
+                fmt::format("the header is compressed by an unknown method ({})", name.text()),
+                method->sourceOffset);
+        ByteReader in {data->head.span(), "moov/cmov/cmvd"};
+        const auto claimed = in.u32();
+        const auto packed = in.rest();
+        RW_CHECK(in.finish(true));
+        // Deflate cannot do better than this, so a larger claim is a lie that must not be believed with
+        // memory.
+        constexpr std::uint64_t kBestRatio = 1032;
+        if (claimed > packed.size() * kBestRatio + 64)
+            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
+                fmt::format("{} bytes cannot hold a header of {} bytes", packed.size(), claimed),
+                data->sourceOffset);
+        int status = Z_OK;
+        auto size = static_cast<uLongf>(claimed);
+        const auto bytes = Bytes::make(claimed, [&](std::span<std::byte> out) {
+            std::fill(out.begin(), out.end(), std::byte {});
+            // zlib's interface takes bytes as unsigned char.
+            status = ::uncompress(reinterpret_cast<Bytef*>(out.data()), &size, // NOLINT
+                reinterpret_cast<const Bytef*>(packed.data()), static_cast<uLong>(packed.size())); // NOLINT
+        });
+        if (status != Z_OK && size == 0)
+            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
+                "the compressed header cannot be unpacked", data->sourceOffset);
+        if (status != Z_OK)
+            warnings.push_back(
+                {data->sourceOffset, "moov/cmov/cmvd", "the compressed header is damaged at its end"});
+        RW_TRY(auto inner, Atom::parse(bytes.slice(0, size), 0, &warnings));
+        if (inner.type != "moov"_cc)
+            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
+                "the compressed header holds no movie", data->sourceOffset);
+        return inner;
+    }
+
+    /// The movie header of one `moov` candidate of the file.
+    Result<Atom> readHeader(const Bytes& bytes, std::uint64_t offset, std::vector<MovieWarning>& warnings)
+    {
+        RW_TRY(auto moov, Atom::parse(bytes, offset, &warnings));
+        if (moov.find("cmov"_cc) && !moov.find("mvhd"_cc)) {
+            RW_TRY(moov, inflateHeader(moov, warnings));
+        }
+        const auto* header = moov.find("mvhd"_cc);
+        if (!header && moov.find("rmra"_cc))
+            return failure(MovieError::Code::Unsupported, "moov/rmra",
+                "the file is a list of other movies, without a movie of its own; open one of those", offset);
+        if (!header)
+            return failure(MovieError::Code::Corrupt, "moov", "the movie header has no mvhd atom", offset);
+        auto parsed = MovieHeader::parse(header->head);
+        if (!parsed) {
+            auto error = std::move(parsed).error();
+            error.where = "moov/mvhd";
+            error.offset += header->sourceOffset;
+            return tl::unexpected<MovieError>(std::move(error));
+        }
+        return moov;
+    }
+
+    MovieError noHeaderError(const MovieFile& file)
+    {
+        const auto& layout = file.layout;
+        MovieError error {
+            MovieError::Code::Unsupported, 0, file.path, {}, defaultStatus(MovieError::Code::Unsupported)};
+        if (layout.fileSize == 0) {
+            error.detail = "the file is empty";
+            return error;
+        }
+        for (const auto& atom : layout.atoms)
+            if (atom.type == "moov"_cc) { // only the last one, cut short, can have been passed over
+                error.code = MovieError::Code::Truncated;
+                error.status = defaultStatus(error.code);
+                error.offset = atom.offset;
+                error.detail = "the movie header (moov) is cut short: the file ends inside it; copy the file "
+                               "again from its "
+                               "source";
+                return error;
+            }
+        const bool movieLike
+            = std::any_of(layout.atoms.begin(), layout.atoms.end(), [](const TopLevelAtom& atom) {
+                  return atom.type == "mdat"_cc || atom.type == "ftyp"_cc || atom.type == "wide"_cc;
+              });
+        error.detail = movieLike
+            ? "the file has no movie header (moov): its recording or copy was not finished"
+            : "the file is neither a movie nor a sound or DV file that can be opened as one";
+        error.offset = layout.end == layout.fileSize ? 0 : layout.end;
+        return error;
+    }
+
+    /// Finds the live header among the `moov` atoms: the first that is whole and can be read.
+    Result<Atom> chooseHeader(MovieFile& file, std::vector<MovieWarning>& warnings)
+    {
+        std::optional<MovieError> firstError;
+        for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
+            const auto& atom = file.layout.atoms[i];
+            const bool whole = atom.end() <= file.layout.end;
+            if (atom.type != "moov"_cc || !whole)
+                continue;
+            if (atom.size > MovieFile::kMaxHeaderSize)
+                return failure(MovieError::Code::Unsupported, file.path,
+                    fmt::format("the movie header claims {} bytes; headers of more than {} are not opened",
+                        atom.size, MovieFile::kMaxHeaderSize),
+                    atom.offset);
+            RW_TRY(auto bytes, readExactly(*file.file, atom.offset, atom.size, file.path));
+            std::vector<MovieWarning> own;
+            auto header = readHeader(bytes, atom.offset, own);
+            if (header) {
+                warnings.insert(warnings.end(), own.begin(), own.end());
+                file.headerIndex = i;
+                file.header = std::move(bytes);
+                return header;
+            }
+            if (!firstError)
+                firstError = std::move(header).error();
+        }
+        auto error = firstError ? std::move(*firstError) : noHeaderError(file);
+        if (firstError)
+            error.where = file.path + ": " + error.where;
+        return tl::unexpected<MovieError>(std::move(error));
+    }
+
+    Result<FourCC> readMajorBrand(const MovieFile& file)
+    {
+        for (const auto& atom : file.layout.atoms)
+            if (atom.type == "ftyp"_cc && atom.size >= atom.headerSize + 4) {
+                RW_TRY(
+                    const auto brand, readExactly(*file.file, atom.offset + atom.headerSize, 4, file.path));
+                return ByteReader {brand.span()}.fourCC();
+            }
+        return FourCC {};
+    }
+
+    /// Payload of a new `mvhd`.
+    Bytes newMovieHeader()
+    {
+        MovieHeader header;
+        header.nextTrackID = 1;
+        return header.write();
+    }
+
+    struct Pixels
+    {
+        double width = 0;
+        double height = 0;
+    };
+
+    /// A `clef`, `prof` or `enof` atom: version, flags, width and height in 16.16.
+    Atom apertureAtom(FourCC type, Pixels size)
+    {
+        const auto fixed = [](double pixels) {
+            return static_cast<std::uint32_t>(std::clamp(pixels, 0.0, 65535.0) * 65536.0);
+        };
+        ByteWriter out;
+        out.u32(0).u32(fixed(size.width)).u32(fixed(size.height));
+        return Atom {type, out.toBytes()};
+    }
+
+    /// The three aperture sizes of a video description. Clean: the clean aperture at square pixels;
+    /// production: all encoded pixels at square pixels; encoded: the encoded pixels as they are.
+    std::optional<Atom> apertureDimensions(const SampleDescription& description)
+    {
+        const auto video = description.video();
+        if (!video || video->width == 0 || video->height == 0)
+            return std::nullopt;
+        double aspect = 1.0;
+        if (const auto pasp = description.extension(QTMediaTypeVideo, "pasp"_cc)) {
+            ByteReader in {pasp->span()};
+            const auto horizontal = in.u32();
+            const auto vertical = in.u32();
+            if (in.ok() && horizontal != 0 && vertical != 0)
+                aspect = static_cast<double>(horizontal) / vertical;
+        }
+        const Pixels encoded {static_cast<double>(video->width), static_cast<double>(video->height)};
+        Pixels clean = encoded;
+        if (const auto clap = description.extension(QTMediaTypeVideo, "clap"_cc)) {
+            ByteReader in {clap->span()};
+            const double widthN = in.u32();
+            const double widthD = in.u32();
+            const double heightN = in.u32();
+            const double heightD = in.u32();
+            if (in.ok() && widthD != 0 && heightD != 0)
+                clean = {widthN / widthD, heightN / heightD};
+        }
+        auto tapt = Atom::container("tapt"_cc);
+        tapt.append(apertureAtom("clef"_cc, {clean.width * aspect, clean.height}));
+        tapt.append(apertureAtom("prof"_cc, {encoded.width * aspect, encoded.height}));
+        tapt.append(apertureAtom("enof"_cc, encoded));
+        return tapt;
+    }
+
+    tl::unexpected<MovieError> notEditable(const QTMovie& movie)
+    {
+        return failure(MovieError::Code::Refused, movie.fileName(), "the movie is not editable");
+    }
+
+} // namespace
+
+QTMovie::QTMovie()
+    : m_warnings(std::make_shared<std::vector<MovieWarning>>())
+    , m_sources(std::make_shared<MediaSources>(nullptr))
+{
+    auto& moov = m_header.edit();
+    moov = Atom::container("moov"_cc);
+    moov.append(Atom {"mvhd"_cc, newMovieHeader()});
+    m_savedHeader = m_header;
+}
+
+Result<QTMovie> QTMovie::open(const std::string& path, std::shared_ptr<Storage> storage)
+{
+    auto file = std::make_shared<MovieFile>();
+    file->storage = std::move(storage);
+    file->path = path;
+    RW_TRY(file->file, file->storage->open(path, Storage::Access::Read));
+    RW_TRY(file->state, file->file->state());
+
+    std::vector<MovieWarning> warnings;
+    QTMovie movie;
+    RW_TRY(auto imported, importMediaFile(*file->file, path));
+    if (imported) {
+        file->layout.fileSize = file->state.size;
+        movie.m_header = Cow<Atom>(std::move(*imported));
+    } else {
+        RW_TRY(file->layout, FileLayout::scan(*file->file, path));
+        RW_TRY(file->majorBrand, readMajorBrand(*file));
+        RW_TRY(auto moov, chooseHeader(*file, warnings));
+        if (reelwright::isFragmented(moov, file->layout)) {
+            movie.m_fragmented = true;
+            RW_CHECK(gatherFragments(moov, *file, warnings));
+        }
+        movie.m_header = Cow<Atom>(std::move(moov));
+    }
+    movie.m_savedHeader = movie.m_header;
+    movie.m_file = file;
+    movie.m_sources = std::make_shared<MediaSources>(file);
+    movie.m_warnings = std::make_shared<const std::vector<MovieWarning>>(std::move(warnings));
+    movie.gotoBeginning();
+    return movie;
+}
+
+bool QTMovie::canOpen(const std::string& path, Storage& storage)
+{
+    const auto file = storage.open(path, Storage::Access::Read);
+    if (!file)
+        return false;
+    if (const auto imported = importMediaFile(**file, path); !imported || *imported)
+        return true; // of such a kind; opening it says what is wrong with it
+    const auto layout = FileLayout::scan(**file, path);
+    return layout && std::any_of(layout->atoms.begin(), layout->atoms.end(), [](const TopLevelAtom& atom) {
+        return atom.type == "moov"_cc;
+    });
+}
+
+std::string QTMovie::fileName() const
+{
+    return m_file ? m_file->path : std::string {};
+}
+
+Atom& QTMovie::editHeader()
+{
+    RW_ASSERT(m_editable);
+    return m_header.edit();
+}
+
+bool QTMovie::isChanged() const
+{
+    // Copies of one node are alike without looking; after edits that were undone by hand the bytes decide.
+    return &*m_header != &*m_savedHeader && !(m_header->toBytes() == m_savedHeader->toBytes());
+}
+
+MovieHeader QTMovie::movieHeader() const
+{
+    const auto* atom = m_header->find("mvhd"_cc);
+    auto header = atom ? MovieHeader::parse(atom->head) : Result<MovieHeader> {};
+    return header ? std::move(*header) : MovieHeader {};
+}
+
+std::int32_t QTMovie::timeScale() const
+{
+    const auto scale = movieHeader().timeScale;
+    return scale > INT32_MAX ? 0 : static_cast<std::int32_t>(scale);
+}
+
+QTTime QTMovie::duration() const
+{
+    const auto header = movieHeader();
+    if (header.duration <= INT64_MAX)
+        return {static_cast<std::int64_t>(header.duration), timeScale()};
+    // Unknown in the header: the longest track says.
+    QTTime longest {0, timeScale()};
+    for (const auto& track : tracks()) {
+        const auto range = track.range();
+        longest = std::max(longest, range.time + range.duration);
+    }
+    return longest;
+}
+
+QTSize QTMovie::naturalSize() const
+{
+    std::optional<QTRect> all;
+    for (const auto& track : tracks()) {
+        const auto type = track.mediaType();
+        if (!track.isEnabled()
+            || (type != QTMediaTypeVideo && type != QTMediaTypeText && type != QTMediaTypeSprite))
+            continue;
+        const auto box = track.bounds();
+        if (!all)
+            all = box;
+        *all = {std::min(all->left, box.left), std::min(all->top, box.top), std::max(all->right, box.right),
+            std::max(all->bottom, box.bottom)};
+    }
+    return all ? QTSize {all->width(), all->height()} : QTSize {};
+}
+
+std::vector<QTTrack> QTMovie::tracks() const
+{
+    std::vector<QTTrack> result;
+    for (const auto& child : m_header->children)
+        if (child->type == "trak"_cc)
+            result.emplace_back(*this, child->id);
+    return result;
+}
+
+std::vector<QTTrack> QTMovie::tracksOfMediaType(FourCC mediaType) const
+{
+    auto result = tracks();
+    std::erase_if(result, [&](const QTTrack& track) { return track.mediaType() != mediaType; });
+    return result;
+}
+
+std::optional<Bytes> QTMovie::userDataItem(FourCC type, std::size_t index) const
+{
+    return userData::item(*m_header, type, index);
+}
+
+Result<void> QTMovie::setUserDataItem(FourCC type, Bytes payload, std::size_t index)
+{
+    if (!m_editable)
+        return notEditable(*this);
+    userData::setItem(m_header.edit(), type, std::move(payload), index);
+    return {};
+}
+
+Result<void> QTMovie::removeUserDataItem(FourCC type, std::size_t index)
+{
+    if (!m_editable)
+        return notEditable(*this);
+    if (userData::item(*m_header, type, index))
+        userData::removeItem(m_header.edit(), type, index);
+    return {};
+}
+
+Result<void> QTMovie::generateApertureModeDimensions()
+{
+    if (!m_editable)
+        return notEditable(*this);
+    for (const auto& track : tracksOfMediaType(QTMediaTypeVideo)) {
+        const auto description = track.media().sampleDescription(1);
+        auto tapt = description ? apertureDimensions(*description) : std::nullopt;
+        if (!tapt)
+            continue;
+        auto* trak = track.editAtom();
+        if (const auto* old = trak->find("tapt"_cc)) {
+            if (old->toBytes() == tapt->toBytes())
+                continue;
+            trak->remove("tapt"_cc);
+        }
+        // Behind the track header, where the dimensions are looked for first.
+        trak->insertBefore(trak->find("edts"_cc) ? "edts"_cc : "mdia"_cc, std::move(*tapt));
+    }
+    return {};
+}
+
+void QTMovie::updateDuration()
+{
+    QTTime longest {0, timeScale()};
+    for (const auto& track : tracks()) {
+        const auto range = track.range();
+        longest = std::max(longest, range.time + range.duration);
+    }
+    auto header = movieHeader();
+    const auto duration = static_cast<std::uint64_t>(std::max<std::int64_t>(longest.value, 0));
+    if (header.duration == duration)
+        return;
+    header.duration = duration;
+    m_header.edit().setLeaf("mvhd"_cc, header.write());
+}
+
+} // namespace reelwright

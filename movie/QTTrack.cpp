@@ -1,0 +1,376 @@
+#include "movie/QTTrack.h"
+
+#include "movie/ByteReader.h"
+#include "movie/DataReference.h"
+#include "movie/MediaSources.h"
+#include "movie/UserData.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace reelwright {
+namespace {
+
+    __extension__ using Wide = __int128;
+
+    /// Movie time units of media that lie behind an edit and could still be shown at its rate.
+    std::uint64_t extensible(const EditList::Edit& edit, std::uint64_t mediaDuration, std::int64_t mediaScale,
+        std::int64_t movieScale)
+    {
+        if (edit.isEmpty() || edit.rate == 0)
+            return UINT64_MAX; // a gap or a held picture can last for ever
+        if (edit.rate < 0 || mediaScale <= 0 || movieScale <= 0 || edit.mediaTime < 0)
+            return 0;
+        constexpr Wide kOne = 1 << 16;
+        // All of the media behind the edit's start, in movie units at the edit's rate.
+        const Wide left = static_cast<Wide>(mediaDuration) - edit.mediaTime;
+        const Wide showable
+            = left <= 0 ? 0 : left * movieScale * kOne / (static_cast<Wide>(mediaScale) * edit.rate);
+        const Wide behind = showable - static_cast<Wide>(edit.duration);
+        return behind <= 0 ? 0 : behind > INT64_MAX ? INT64_MAX : static_cast<std::uint64_t>(behind);
+    }
+
+    /// Total duration of the empty edits that the list begins with.
+    std::uint64_t leadingGap(const EditList& list)
+    {
+        std::uint64_t gap = 0;
+        for (const auto& edit : list.edits) {
+            if (!edit.isEmpty())
+                break;
+            gap += edit.duration;
+        }
+        return gap;
+    }
+
+    void setStart(EditList& list, std::uint64_t start)
+    {
+        const auto first = std::find_if(
+            list.edits.begin(), list.edits.end(), [](const auto& edit) { return !edit.isEmpty(); });
+        list.edits.erase(list.edits.begin(), first);
+        if (start > 0)
+            list.edits.insert(list.edits.begin(), EditList::Edit {start, -1, 1 << 16});
+    }
+
+} // namespace
+
+QTTrack::QTTrack(const QTMovie& movie, std::uint64_t atomId)
+    : m_movie(const_cast<QTMovie*>(&movie)) // NOLINT: see the class comment
+    , m_id(atomId)
+{
+}
+
+const Atom* QTTrack::find() const
+{
+    for (const auto& child : m_movie->header().children)
+        if (child->id == m_id)
+            return &*child;
+    return nullptr;
+}
+
+const Atom& QTTrack::atom() const
+{
+    const auto* trak = find();
+    RW_ASSERT(trak);
+    return *trak;
+}
+
+Atom* QTTrack::editAtom() const
+{
+    if (!m_movie->isEditable())
+        return nullptr;
+    for (auto& child : m_movie->editHeader().children)
+        if (child->id == m_id)
+            return &child.edit();
+    return nullptr;
+}
+
+TrackHeader QTTrack::header() const
+{
+    const auto* trak = find();
+    const auto* tkhd = trak ? trak->find("tkhd"_cc) : nullptr;
+    auto header = tkhd ? TrackHeader::parse(tkhd->head) : Result<TrackHeader> {};
+    return header ? std::move(*header) : TrackHeader {};
+}
+
+Result<void> QTTrack::setHeader(const TrackHeader& header) const
+{
+    auto* trak = editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
+    if (!trak->find("tkhd"_cc))
+        return failure(
+            MovieError::Code::Corrupt, "moov/trak", "the track has no header (tkhd)", trak->sourceOffset);
+    trak->setLeaf("tkhd"_cc, header.write());
+    return {};
+}
+
+FourCC QTTrack::mediaType() const
+{
+    const auto* trak = find();
+    const auto* handler = trak ? trak->find({"mdia"_cc, "hdlr"_cc}) : nullptr;
+    if (!handler)
+        return {};
+    ByteReader in {handler->head.span()};
+    in.skip(8); // version, flags, component type
+    return in.fourCC();
+}
+
+QTMedia QTTrack::media() const
+{
+    return QTMedia {*this};
+}
+
+Result<void> QTTrack::setEnabled(bool enabled) const
+{
+    auto changed = header();
+    changed.flags = enabled ? changed.flags | TrackHeader::kEnabled : changed.flags & ~TrackHeader::kEnabled;
+    return setHeader(changed);
+}
+
+std::uint64_t QTTrack::implicitDuration() const
+{
+    const auto own = header().duration;
+    if (own != kUnknownDuration && own <= INT64_MAX)
+        return own;
+    const auto scaled = atScale(media().duration(), timeScale());
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(scaled.value, 0));
+}
+
+Result<EditList> QTTrack::editList() const
+{
+    const auto* trak = find();
+    const auto* elst = trak ? trak->find({"edts"_cc, "elst"_cc}) : nullptr;
+    if (elst) {
+        auto list = EditList::parse(elst->head);
+        if (!list) {
+            auto error = std::move(list).error();
+            error.where = fmt::format("track {}/edts/elst", trackID());
+            error.offset += elst->sourceOffset;
+            return tl::unexpected<MovieError>(std::move(error));
+        }
+        if (!list->edits.empty())
+            return list;
+    }
+    EditList whole;
+    whole.edits.push_back({implicitDuration(), 0, 1 << 16});
+    return whole;
+}
+
+Result<void> QTTrack::setEditList(const EditList& list) const
+{
+    auto changed = header();
+    changed.duration = list.duration();
+    RW_CHECK(setHeader(changed));
+    auto* trak = editAtom();
+    if (!trak->find("edts"_cc))
+        trak->insertBefore("mdia"_cc, Atom::container("edts"_cc));
+    trak->edit("edts"_cc)->setLeaf("elst"_cc, list.write());
+    m_movie->updateDuration();
+    return {};
+}
+
+QTTimeRange QTTrack::range() const
+{
+    const auto scale = timeScale();
+    const auto list = editList();
+    // A list that cannot be understood leaves the track header's word.
+    const auto total = list ? list->duration() : implicitDuration();
+    const auto gap = list ? leadingGap(*list) : 0;
+    const auto clamp = [](std::uint64_t value) {
+        return static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX));
+    };
+    return {{clamp(gap), scale}, {clamp(total - std::min(gap, total)), scale}};
+}
+
+Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
+{
+    const auto scale = timeScale();
+    const auto units = [&](const QTTime& time) {
+        return static_cast<std::uint64_t>(std::max<std::int64_t>(atScale(time, scale).value, 0));
+    };
+    const auto start = units(wanted.time);
+    const auto duration = units(wanted.duration);
+    if (!m_movie->isEditable())
+        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
+    RW_TRY(auto list, editList());
+    const auto before = list.edits;
+    const auto gap = leadingGap(list);
+    const auto present = list.duration() - gap;
+
+    if (duration < present) {
+        auto surplus = present - duration;
+        while (surplus > 0) {
+            auto& last = list.edits.back();
+            const auto cut = std::min(surplus, last.duration);
+            last.duration -= cut;
+            surplus -= cut;
+            if (last.duration == 0)
+                list.edits.pop_back();
+        }
+    } else if (duration > present) {
+        auto missing = duration - present;
+        const bool allGap = std::all_of(
+            list.edits.begin(), list.edits.end(), [](const auto& edit) { return edit.isEmpty(); });
+        if (!list.edits.empty() && !allGap) {
+            const auto mediaDuration = media().duration();
+            const auto available = extensible(list.edits.back(),
+                static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)),
+                mediaDuration.scale, scale);
+            const auto extension = std::min(missing, available);
+            list.edits.back().duration += extension;
+            missing -= extension;
+        }
+        if (missing > 0)
+            list.edits.push_back({missing, -1, 1 << 16});
+    }
+    if (start != gap)
+        setStart(list, start);
+    if (list.edits.empty()) // a track that shows nothing still needs an edit to say so
+        list.edits.push_back({0, -1, 1 << 16});
+    if (list.edits == before)
+        return {};
+    return setEditList(list);
+}
+
+QTRect QTTrack::bounds() const
+{
+    const auto track = header();
+    return track.matrix.boxOf(track.width / 65536.0, track.height / 65536.0);
+}
+
+Result<void> QTTrack::setMatrix(const Matrix& matrix) const
+{
+    auto changed = header();
+    changed.matrix = matrix;
+    return setHeader(changed);
+}
+
+std::string QTTrack::name() const
+{
+    const auto* trak = find();
+    const auto item = trak ? userData::item(*trak, "name"_cc) : std::nullopt;
+    if (!item)
+        return {};
+    // Mostly plain text without a terminator; some writers end it with a zero.
+    auto text = decodeText(item->span());
+    if (const auto zero = text.find('\0'); zero != std::string::npos)
+        text.resize(zero);
+    return text;
+}
+
+std::map<FourCC, std::vector<std::uint32_t>> QTTrack::references() const
+{
+    std::map<FourCC, std::vector<std::uint32_t>> result;
+    const auto* trak = find();
+    const auto* tref = trak ? trak->find("tref"_cc) : nullptr;
+    if (!tref)
+        return result;
+    for (const auto& kind : tref->children) {
+        auto& ids = result[kind->type];
+        for (ByteReader in {kind->head.span()}; in.left() >= 4;)
+            ids.push_back(in.u32());
+    }
+    return result;
+}
+
+const Atom* QTMedia::atom() const
+{
+    return m_track.isValid() ? m_track.atom().find("mdia"_cc) : nullptr;
+}
+
+bool QTMedia::isValid() const
+{
+    const auto* mdia = atom();
+    return mdia && mdia->find("mdhd"_cc);
+}
+
+MediaHeader QTMedia::header() const
+{
+    const auto* mdia = atom();
+    const auto* mdhd = mdia ? mdia->find("mdhd"_cc) : nullptr;
+    if (mdhd)
+        if (auto header = MediaHeader::parse(mdhd->head))
+            return std::move(*header);
+    MediaHeader none;
+    none.timeScale = 0;
+    return none;
+}
+
+std::int32_t QTMedia::timeScale() const
+{
+    const auto scale = header().timeScale;
+    return scale > INT32_MAX ? 0 : static_cast<std::int32_t>(scale);
+}
+
+QTTime QTMedia::duration() const
+{
+    const auto known = header().duration;
+    const auto value = known == kUnknownDuration ? sampleTable().duration() : known;
+    return {static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX)), timeScale()};
+}
+
+SampleTable QTMedia::sampleTable() const
+{
+    const auto* mdia = atom();
+    const auto* stbl = mdia ? mdia->find({"minf"_cc, "stbl"_cc}) : nullptr;
+    return stbl ? SampleTable::parse(*stbl) : SampleTable {};
+}
+
+std::size_t QTMedia::sampleDescriptionCount() const
+{
+    const auto* mdia = atom();
+    const auto* stsd = mdia ? mdia->find({"minf"_cc, "stbl"_cc, "stsd"_cc}) : nullptr;
+    return stsd ? stsd->children.size() : 0;
+}
+
+std::optional<SampleDescription> QTMedia::sampleDescription(std::size_t index) const
+{
+    const auto* mdia = atom();
+    const auto* stsd = mdia ? mdia->find({"minf"_cc, "stbl"_cc, "stsd"_cc}) : nullptr;
+    if (!stsd || index == 0 || index > stsd->children.size())
+        return std::nullopt;
+    return SampleDescription {*stsd->children[index - 1]};
+}
+
+std::vector<DataReference> QTMedia::dataReferences() const
+{
+    const auto* mdia = atom();
+    const auto* dref = mdia ? mdia->find({"minf"_cc, "dinf"_cc, "dref"_cc}) : nullptr;
+    if (!dref)
+        return {};
+    const auto path = m_track.movie().fileName();
+    const auto slash = path.rfind('/');
+    return DataReference::parseAll(
+        *dref, slash == std::string::npos ? std::string {} : path.substr(0, slash));
+}
+
+SoundPacking QTMedia::soundPacking(std::size_t descriptionIndex) const
+{
+    if (m_track.mediaType() != QTMediaTypeSound)
+        return {};
+    const auto description = sampleDescription(descriptionIndex);
+    const auto sound = description ? description->sound() : failure(MovieError::Code::Corrupt, {}, {});
+    return sound ? sound->packing : SoundPacking {};
+}
+
+Result<Bytes> QTMedia::sampleData(std::uint32_t sample) const
+{
+    const auto table = sampleTable();
+    const auto where = [&] { return fmt::format("track {}, sample {}", m_track.trackID(), sample); };
+    auto place = table.locate(sample);
+    if (!place)
+        return failure(MovieError::Code::Corrupt, where(), "the sample tables do not hold it");
+    if (const auto packing = soundPacking(place->description); packing.frames != 0)
+        place = table.locate(sample, packing);
+    const auto description = sampleDescription(place->description);
+    const auto references = dataReferences();
+    const std::size_t index = description ? description->dataReferenceIndex() : 0;
+    DataReference self;
+    self.isSelf = true;
+    // Index 0 and missing references occur in files whose media are their own.
+    const auto& reference = index >= 1 && index <= references.size() ? references[index - 1] : self;
+    return m_track.movie().sources().read(reference, place->offset, place->size);
+}
+
+} // namespace reelwright
