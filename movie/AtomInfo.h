@@ -23,8 +23,8 @@ struct AtomInfo
 {
     FourCC type;
     FourCC parent; ///< the row holds only below this parent; zero: anywhere
-    AtomLayout layout;
-    const char* quirk;
+    AtomLayout layout = AtomLayout::Leaf;
+    const char* quirk = "";
 };
 
 /// All rows, the parser's and the dumper's one source.

@@ -163,36 +163,36 @@ namespace {
     /// File system magic numbers as statfs(2) gives them.
     struct VolumeName
     {
-        std::uint32_t magic;
         const char* name;
+        std::uint32_t magic;
         bool inPlace;
     };
 
     constexpr VolumeName kVolumes[] = {
-        {0x0000EF53, "ext4", true}, // ext2 and ext3 have the same number
-        {0x58465342, "xfs", true},
-        {0x9123683E, "btrfs", true},
-        {0xF2F52010, "f2fs", true},
-        {0x2FC12FC1, "zfs", true},
-        {0xCA451A4E, "bcachefs", true},
-        {0x794C7630, "overlay", true},
-        {0x01021994, "tmpfs", true},
-        {0x858458F6, "ramfs", true},
-        {0x00004244, "hfs", true},
-        {0x0000482B, "hfs+", true},
-        {0x42535041, "apfs", true},
-        {0x00004D44, "vfat", false},
-        {0x2011BAB0, "exfat", false},
-        {0x5346544E, "ntfs", false},
-        {0x7366746E, "ntfs3", false},
-        {0x00006969, "nfs", false},
-        {0xFF534D42, "cifs", false},
-        {0xFE534D42, "smb2", false},
-        {0x01021997, "9p", false},
-        {0x00C36400, "ceph", false},
-        {0x65735546, "fuse", false},
-        {0x00009660, "iso9660", false},
-        {0x15013346, "udf", false},
+        {"ext4", 0x0000EF53, true}, // ext2 and ext3 have the same number
+        {"xfs", 0x58465342, true},
+        {"btrfs", 0x9123683E, true},
+        {"f2fs", 0xF2F52010, true},
+        {"zfs", 0x2FC12FC1, true},
+        {"bcachefs", 0xCA451A4E, true},
+        {"overlay", 0x794C7630, true},
+        {"tmpfs", 0x01021994, true},
+        {"ramfs", 0x858458F6, true},
+        {"hfs", 0x00004244, true},
+        {"hfs+", 0x0000482B, true},
+        {"apfs", 0x42535041, true},
+        {"vfat", 0x00004D44, false},
+        {"exfat", 0x2011BAB0, false},
+        {"ntfs", 0x5346544E, false},
+        {"ntfs3", 0x7366746E, false},
+        {"nfs", 0x00006969, false},
+        {"cifs", 0xFF534D42, false},
+        {"smb2", 0xFE534D42, false},
+        {"9p", 0x01021997, false},
+        {"ceph", 0x00C36400, false},
+        {"fuse", 0x65735546, false},
+        {"iso9660", 0x00009660, false},
+        {"udf", 0x15013346, false},
     };
 
     class PosixStorage : public Storage

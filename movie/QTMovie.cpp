@@ -11,7 +11,7 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <limits>
+#include <set>
 
 namespace reelwright {
 namespace {
@@ -220,6 +220,32 @@ namespace {
         return failure(MovieError::Code::Refused, movie.fileName(), "the movie is not editable");
     }
 
+    /// Damage in the tracks that edits and saves live with, but that a user should know of.
+    void noteTrackDamage(const QTMovie& movie, std::vector<MovieWarning>& warnings)
+    {
+        std::set<std::uint32_t> seen;
+        for (const auto& track : movie.tracks()) {
+            const auto id = track.trackID();
+            const auto where = fmt::format("track {}", id);
+            const auto offset = track.atom().sourceOffset;
+            if (!seen.insert(id).second)
+                warnings.push_back({offset, where, "another track has the same ID"});
+            if (const auto list = track.editList(); !list)
+                warnings.push_back({list.error().offset, list.error().where, list.error().detail});
+            const auto media = track.media();
+            if (!media.isValid()) {
+                warnings.push_back({offset, where, "the track has no media"});
+                continue;
+            }
+            if (media.timeScale() == 0)
+                warnings.push_back({offset, where, "the media's time scale is 0"});
+            if (const auto* stbl = media.atom()->find({"minf"_cc, "stbl"_cc}))
+                SampleTable::parse(*stbl, &warnings);
+            else
+                warnings.push_back({offset, where, "the media has no sample tables"});
+        }
+    }
+
 } // namespace
 
 QTMovie::QTMovie()
@@ -259,6 +285,7 @@ Result<QTMovie> QTMovie::open(const std::string& path, std::shared_ptr<Storage> 
     movie.m_savedHeader = movie.m_header;
     movie.m_file = file;
     movie.m_sources = std::make_shared<MediaSources>(file);
+    noteTrackDamage(movie, warnings);
     movie.m_warnings = std::make_shared<const std::vector<MovieWarning>>(std::move(warnings));
     movie.gotoBeginning();
     return movie;

@@ -146,11 +146,17 @@ std::optional<SampleTable::TimedSample> SampleTable::sampleAt(std::uint64_t medi
 
 std::uint64_t SampleTable::bytesOf(std::uint32_t firstSample, std::uint32_t count, SoundPacking packing) const
 {
-    if (m_uniformSize != 0 && packing.frames != 0)
+    const auto plain = static_cast<std::uint64_t>(count) * m_uniformSize;
+    if (m_uniformSize != 0 && packing.frames != 0) {
         // A last, partial packet is stored whole.
-        return (static_cast<std::uint64_t>(count) + packing.frames - 1) / packing.frames * packing.bytes;
+        const auto packed
+            = (static_cast<std::uint64_t>(count) + packing.frames - 1) / packing.frames * packing.bytes;
+        // Size 1 is how QuickTime writes "see the description". Where a table says another size, writers
+        // disagree about which of the two is true: the larger one loses nothing.
+        return m_uniformSize == 1 ? packed : std::max(plain, packed);
+    }
     if (m_uniformSize != 0)
-        return static_cast<std::uint64_t>(count) * m_uniformSize;
+        return plain;
     std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < count; ++i)
         total += sampleSize(firstSample + i);
