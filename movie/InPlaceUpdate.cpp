@@ -43,6 +43,20 @@ namespace {
 
 } // namespace
 
+InPlaceUpdate::InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<std::uint64_t> inUse)
+    : m_file(file)
+    , m_layout(std::move(layout))
+    , m_inUse(std::move(inUse))
+{
+    std::sort(m_inUse.begin(), m_inUse.end());
+}
+
+bool InPlaceUpdate::isInUse(const TopLevelAtom& atom) const
+{
+    const auto first = std::lower_bound(m_inUse.begin(), m_inUse.end(), atom.offset);
+    return first != m_inUse.end() && *first < atom.end();
+}
+
 std::uint64_t InPlaceUpdate::firstMediaOffset() const
 {
     for (const auto& atom : m_layout.atoms)
@@ -66,7 +80,7 @@ std::optional<InPlaceUpdate::Gap> InPlaceUpdate::findGap(
     const auto& atoms = m_layout.atoms;
     const auto usable = [&](std::size_t i) {
         // An atom that is cut short reaches behind the end of what can be written over.
-        return (isFree(atoms[i]) || i == alsoFree) && atoms[i].end() <= m_layout.end;
+        return ((isFree(atoms[i]) && !isInUse(atoms[i])) || i == alsoFree) && atoms[i].end() <= m_layout.end;
     };
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto offset = atoms[i].offset;

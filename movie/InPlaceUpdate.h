@@ -19,11 +19,8 @@ namespace reelwright {
 class InPlaceUpdate
 {
 public:
-    InPlaceUpdate(StorageFile& file, FileLayout layout)
-        : m_file(file)
-        , m_layout(std::move(layout))
-    {
-    }
+    /// `inUse` are offsets that the header refers to: a free atom that holds one of them is left alone.
+    InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<std::uint64_t> inUse = {});
 
     /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies.
     enum class Place { BeforeMedia, Anywhere, BehindMedia };
@@ -57,11 +54,13 @@ private:
     Result<std::uint64_t> fill(const Gap& gap, ByteSpan atom);
     Result<void> write(std::uint64_t offset, ByteSpan bytes);
     Result<void> write32(std::uint64_t offset, std::uint32_t value);
+    [[nodiscard]] bool isInUse(const TopLevelAtom& atom) const;
     [[nodiscard]] std::uint64_t firstMediaOffset() const;
     [[nodiscard]] std::size_t indexAt(std::uint64_t offset) const;
 
     StorageFile& m_file;
     FileLayout m_layout;
+    std::vector<std::uint64_t> m_inUse; ///< sorted
     std::uint64_t m_bytesWritten = 0;
     bool m_headerLeftTheFront = false;
 };

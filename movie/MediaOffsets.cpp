@@ -277,4 +277,36 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
+std::vector<std::uint64_t> MediaOffsets::inFreeSpace(const QTMovie& movie)
+{
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> freeSpace;
+    for (const auto& atom : movie.file()->layout.atoms)
+        if (atom.type == "free"_cc || atom.type == "skip"_cc)
+            freeSpace.emplace_back(atom.offset, atom.end());
+    std::vector<std::uint64_t> offsets;
+    if (freeSpace.empty())
+        return offsets;
+    const auto note = [&](std::uint64_t offset) {
+        const auto next
+            = std::upper_bound(freeSpace.begin(), freeSpace.end(), std::pair {offset, UINT64_MAX});
+        if (next != freeSpace.begin() && offset < std::prev(next)->second)
+            offsets.push_back(offset);
+    };
+    for (const auto& track : movie.tracks()) {
+        const auto table = tableOf(track);
+        for (std::uint32_t chunk = 1; chunk <= table.chunkCount(); ++chunk)
+            note(table.chunkOffset(chunk));
+    }
+    if (const auto* positions = movie.header().find("gps "_cc)) {
+        // Version, count, then offset and size of each record.
+        ByteReader in {positions->head.span()};
+        in.skip(4);
+        for (auto count = in.count32(8); count > 0; --count) {
+            note(in.u32());
+            in.skip(4);
+        }
+    }
+    return offsets;
+}
+
 } // namespace reelwright

@@ -48,6 +48,10 @@ struct MediaOffsets
     /// (`saio`), item locations (`iloc`). Null when there is none.
     static const Atom* findImmovable(const Atom& atom);
 
+    /// Offsets that the header refers to and that lie in free atoms of the movie's file: media where nobody
+    /// expects them, and the position records of dashboard cameras (`gps `).
+    static std::vector<std::uint64_t> inFreeSpace(const QTMovie& movie);
+
     /// For an update in place: maps only chunk offsets of media in memory, and leaves every other byte as it
     /// is.
     static Result<Cow<Atom>> placeMemory(const QTMovie& movie, const Map& map);

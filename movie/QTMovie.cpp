@@ -321,6 +321,15 @@ bool QTMovie::isChanged() const
     return &*m_header != &*m_savedHeader && !(m_header->toBytes() == m_savedHeader->toBytes());
 }
 
+void QTMovie::adoptSave(const QTMovie& before, const QTMovie& saved)
+{
+    if (&*m_header == &*before.m_header)
+        m_header = saved.m_header;
+    m_savedHeader = saved.m_header;
+    m_file = saved.m_file;
+    m_sources = saved.m_sources;
+}
+
 MovieHeader QTMovie::movieHeader() const
 {
     const auto* atom = m_header->find("mvhd"_cc);

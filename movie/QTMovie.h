@@ -62,6 +62,10 @@ public:
     /// Was the header changed since the file was opened or last saved?
     [[nodiscard]] bool isChanged() const;
 
+    /// After a copy of this movie, as it was in `before`, was saved as `saved`: this movie belongs to the
+    /// saved file too, and edits made meanwhile stay unsaved.
+    void adoptSave(const QTMovie& before, const QTMovie& saved);
+
     [[nodiscard]] bool isEditable() const { return m_editable; }
     void setEditable(bool editable) { m_editable = editable; }
 
