@@ -210,17 +210,18 @@ Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
         }
     } else if (duration > present) {
         auto missing = duration - present;
-        const bool allGap = std::all_of(
-            list.edits.begin(), list.edits.end(), [](const auto& edit) { return edit.isEmpty(); });
-        if (!list.edits.empty() && !allGap) {
-            const auto mediaDuration = media().duration();
-            const auto available = extensible(list.edits.back(),
-                static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)),
-                mediaDuration.scale, scale);
-            const auto extension = std::min(missing, available);
-            list.edits.back().duration += extension;
-            missing -= extension;
-        }
+        // A track that shows only gaps starts over with its media; where it has none, an edit of no length
+        // tells the gap that is its duration from the gap in front of it.
+        if (std::all_of(
+                list.edits.begin(), list.edits.end(), [](const auto& edit) { return edit.isEmpty(); }))
+            list.edits.push_back({0, 0, 1 << 16});
+        const auto mediaDuration = media().duration();
+        const auto available = extensible(list.edits.back(),
+            static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)), mediaDuration.scale,
+            scale);
+        const auto extension = std::min(missing, available);
+        list.edits.back().duration += extension;
+        missing -= extension;
         if (missing > 0)
             list.edits.push_back({missing, -1, 1 << 16});
     }
