@@ -276,7 +276,7 @@ Result<QTMovie> QTMovie::open(const std::string& path, std::shared_ptr<Storage> 
         RW_TRY(file->layout, FileLayout::scan(*file->file, path));
         RW_TRY(file->majorBrand, readMajorBrand(*file));
         RW_TRY(auto moov, chooseHeader(*file, warnings));
-        if (reelwright::isFragmented(moov, file->layout)) {
+        if (reelwright::isFragmented(file->layout)) {
             movie.m_fragmented = true;
             RW_CHECK(gatherFragments(moov, *file, warnings));
         }
