@@ -11,6 +11,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <numeric>
 #include <set>
 
 namespace reelwright {
@@ -215,11 +216,6 @@ namespace {
         return tapt;
     }
 
-    tl::unexpected<MovieError> notEditable(const QTMovie& movie)
-    {
-        return failure(MovieError::Code::Refused, movie.fileName(), "the movie is not editable");
-    }
-
     /// Damage in the tracks that edits and saves live with, but that a user should know of.
     void noteTrackDamage(const QTMovie& movie, std::vector<MovieWarning>& warnings)
     {
@@ -390,6 +386,122 @@ std::vector<QTTrack> QTMovie::tracksOfMediaType(FourCC mediaType) const
     return result;
 }
 
+Result<void> QTMovie::checkEditable() const
+{
+    if (!m_editable)
+        return failure(MovieError::Code::Refused, fileName(), "the movie is not editable");
+    return {};
+}
+
+Result<QTTrack> QTMovie::addTrack(Atom trak)
+{
+    RW_CHECK(checkEditable());
+    auto* atom = trak.edit("tkhd"_cc);
+    RW_ASSERT(atom);
+    RW_TRY(auto header, TrackHeader::parse(atom->head));
+    auto movie = movieHeader();
+    std::uint32_t highest = 0;
+    for (const auto& track : tracks())
+        highest = std::max(highest, track.trackID());
+    // The header's next ID is wrong in many files; all ones mean "search".
+    const auto next = movie.nextTrackID == UINT32_MAX ? 0 : movie.nextTrackID;
+    header.trackID = std::max({next, highest < UINT32_MAX ? highest + 1 : highest, 1U});
+    atom->head = header.write();
+    movie.nextTrackID = header.trackID + 1;
+
+    auto& moov = m_header.edit();
+    moov.setLeaf("mvhd"_cc, movie.write());
+    const auto last = std::find_if(moov.children.rbegin(), moov.children.rend(),
+        [](const auto& child) { return child->type == "trak"_cc; });
+    const auto place = last == moov.children.rend() ? std::find_if(moov.children.begin(), moov.children.end(),
+                           [](const auto& child) { return child->type == "mvhd"_cc; })
+                                                    : last.base() - 1;
+    const auto id = trak.id;
+    moov.children.insert(place == moov.children.end() ? place : place + 1, Cow<Atom>(std::move(trak)));
+    updateDuration();
+    return QTTrack {*this, id};
+}
+
+Result<void> QTMovie::removeTrack(const QTTrack& track)
+{
+    RW_CHECK(checkEditable());
+    const auto removedID = track.trackID();
+    const auto identity = track.atom().id;
+    std::erase_if(m_header.edit().children, [&](const auto& child) { return child->id == identity; });
+    const auto left = tracks();
+    // Of two tracks with one ID the other one is what references mean now.
+    if (std::none_of(
+            left.begin(), left.end(), [&](const QTTrack& other) { return other.trackID() == removedID; }))
+        for (const auto& other : left)
+            RW_CHECK(other.removeReferencesTo(removedID));
+    updateDuration();
+    return {};
+}
+
+Result<bool> QTMovie::raiseTimeScale(std::int32_t unit)
+{
+    RW_CHECK(checkEditable());
+    const auto scale = timeScale();
+    if (scale <= 0 || unit <= 0 || scale % unit == 0)
+        return scale > 0 && unit > 0;
+    const auto raised = std::lcm<std::int64_t>(scale, unit);
+    const auto factor = static_cast<std::uint64_t>(raised / scale);
+    if (raised > INT32_MAX)
+        return false;
+    // Compact times only: a longer one would change the version of its atom, which old readers do not know.
+    const auto fits
+        = [&](std::uint64_t time) { return time == kUnknownDuration || time < UINT32_MAX / factor; };
+    auto movie = movieHeader();
+    if (!fits(movie.duration))
+        return false;
+    struct Raised
+    {
+        QTTrack track;
+        TrackHeader header;
+        std::optional<EditList> edits;
+    };
+    std::vector<Raised> raisedTracks;
+    for (const auto& track : tracks()) {
+        Raised row {track, track.header(), std::nullopt};
+        if (!fits(row.header.duration))
+            return false;
+        if (row.header.duration != kUnknownDuration)
+            row.header.duration *= factor;
+        if (track.atom().find({"edts"_cc, "elst"_cc})) {
+            auto edits = track.editList();
+            if (!edits || std::any_of(edits->edits.begin(), edits->edits.end(), [&](const auto& edit) {
+                    return !fits(edit.duration);
+                }))
+                return false;
+            for (auto& edit : edits->edits)
+                edit.duration *= factor;
+            row.edits = std::move(*edits);
+        }
+        raisedTracks.push_back(std::move(row));
+    }
+    movie.timeScale = static_cast<std::uint32_t>(raised);
+    if (movie.duration != kUnknownDuration)
+        movie.duration *= factor;
+    // Preview, poster, selection and current times count in the movie's scale too.
+    ByteReader in {movie.preview.span()};
+    ByteWriter preview;
+    while (in.left() >= 4) {
+        const auto time = in.u32();
+        preview.u32(fits(time) ? static_cast<std::uint32_t>(time * factor) : time);
+    }
+    movie.preview = preview.toBytes();
+    m_header.edit().setLeaf("mvhd"_cc, movie.write());
+    for (const auto& row : raisedTracks) {
+        auto* trak = row.track.editAtom();
+        if (trak->find("tkhd"_cc))
+            trak->setLeaf("tkhd"_cc, row.header.write());
+        if (row.edits)
+            trak->edit("edts"_cc)->setLeaf("elst"_cc, row.edits->write());
+    }
+    m_currentTime = atScale(m_currentTime, static_cast<std::int32_t>(raised));
+    return true;
+}
+
 std::optional<Bytes> QTMovie::userDataItem(FourCC type, std::size_t index) const
 {
     return userData::item(*m_header, type, index);
@@ -397,16 +509,14 @@ std::optional<Bytes> QTMovie::userDataItem(FourCC type, std::size_t index) const
 
 Result<void> QTMovie::setUserDataItem(FourCC type, Bytes payload, std::size_t index)
 {
-    if (!m_editable)
-        return notEditable(*this);
+    RW_CHECK(checkEditable());
     userData::setItem(m_header.edit(), type, std::move(payload), index);
     return {};
 }
 
 Result<void> QTMovie::removeUserDataItem(FourCC type, std::size_t index)
 {
-    if (!m_editable)
-        return notEditable(*this);
+    RW_CHECK(checkEditable());
     if (userData::item(*m_header, type, index))
         userData::removeItem(m_header.edit(), type, index);
     return {};
@@ -414,8 +524,7 @@ Result<void> QTMovie::removeUserDataItem(FourCC type, std::size_t index)
 
 Result<void> QTMovie::generateApertureModeDimensions()
 {
-    if (!m_editable)
-        return notEditable(*this);
+    RW_CHECK(checkEditable());
     for (const auto& track : tracksOfMediaType(QTMediaTypeVideo)) {
         const auto description = track.media().sampleDescription(1);
         auto tapt = description ? apertureDimensions(*description) : std::nullopt;

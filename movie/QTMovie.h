@@ -83,6 +83,16 @@ public:
     [[nodiscard]] std::vector<QTTrack> tracks() const;
     [[nodiscard]] std::vector<QTTrack> tracksOfMediaType(FourCC mediaType) const;
 
+    /// Puts a new track (a `trak` atom, see TrackBuilder.h) behind the others and gives it an ID of its own.
+    Result<QTTrack> addTrack(Atom trak);
+    /// Removes the track and other tracks' references to it. The views of it are not valid any more.
+    Result<void> removeTrack(const QTTrack& track);
+
+    /// Multiplies the time scale so that it becomes a multiple of `unit`, and all movie times with it,
+    /// exactly: the movie's and the tracks' durations and edit lengths. Answers false, and changes nothing,
+    /// when a time would not fit 32 bits any more or an edit list cannot be understood.
+    Result<bool> raiseTimeScale(std::int32_t unit);
+
     /// Items of the movie's user data, told apart by a 1-based index.
     [[nodiscard]] std::optional<Bytes> userDataItem(FourCC type, std::size_t index = 1) const;
     Result<void> setUserDataItem(FourCC type, Bytes payload, std::size_t index = 1);
@@ -104,6 +114,8 @@ public:
 
 private:
     friend class MovieSaver;
+
+    [[nodiscard]] Result<void> checkEditable() const;
 
     std::shared_ptr<const MovieFile> m_file;
     std::shared_ptr<const std::vector<MovieWarning>> m_warnings;

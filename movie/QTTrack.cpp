@@ -275,6 +275,50 @@ std::map<FourCC, std::vector<std::uint32_t>> QTTrack::references() const
     return result;
 }
 
+Result<void> QTTrack::addReference(FourCC kind, std::uint32_t trackID) const
+{
+    const auto present = references();
+    if (const auto ids = present.find(kind); ids != present.end()
+        && std::find(ids->second.begin(), ids->second.end(), trackID) != ids->second.end())
+        return {};
+    auto* trak = editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
+    if (!trak->find("tref"_cc))
+        trak->insertBefore("mdia"_cc, Atom::container("tref"_cc));
+    auto& tref = *trak->edit("tref"_cc);
+    const auto* ids = tref.find(kind);
+    ByteWriter out;
+    if (ids)
+        out.bytes(ids->head.span());
+    tref.setLeaf(kind, out.u32(trackID).toBytes());
+    return {};
+}
+
+Result<void> QTTrack::removeReferencesTo(std::uint32_t trackID) const
+{
+    for (const auto& [kind, ids] : references()) {
+        if (std::find(ids.begin(), ids.end(), trackID) == ids.end())
+            continue;
+        auto* trak = editAtom();
+        if (!trak)
+            return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
+        ByteWriter out;
+        for (const auto id : ids)
+            if (id != trackID)
+                out.u32(id);
+        auto& tref = *trak->edit("tref"_cc);
+        if (out.size() != 0) {
+            tref.setLeaf(kind, out.toBytes());
+            continue;
+        }
+        tref.remove(kind);
+        if (tref.children.empty())
+            trak->remove("tref"_cc);
+    }
+    return {};
+}
+
 const Atom* QTMedia::atom() const
 {
     return m_track.isValid() ? m_track.atom().find("mdia"_cc) : nullptr;

@@ -68,6 +68,11 @@ public:
     /// IDs of the tracks that this one refers to, by kind of reference.
     [[nodiscard]] std::map<FourCC, std::vector<std::uint32_t>> references() const;
 
+    /// Adds a reference to another track; nothing happens when there is one of that kind already.
+    Result<void> addReference(FourCC kind, std::uint32_t trackID) const;
+    /// Removes all references to a track; kinds and lists that become empty go too.
+    Result<void> removeReferencesTo(std::uint32_t trackID) const;
+
     /// Same view of the same movie.
     bool operator==(const QTTrack&) const = default;
 
