@@ -11,11 +11,8 @@ namespace reelwright::test {
 namespace {
 
     using testing::Contains;
-    using testing::Each;
     using testing::ElementsAre;
-    using testing::IsEmpty;
     using testing::IsSupersetOf;
-    using testing::Not;
     using testing::SizeIs;
     using testing::UnorderedElementsAre;
 
