@@ -1,26 +1,13 @@
 #include "tests/helpers/TestFiles.h"
 
-#include <sys/wait.h>
+#include "tests/helpers/Process.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 namespace reelwright::test {
-namespace {
-
-    std::string quoted(const std::string& argument)
-    {
-        std::string result = "'";
-        for (const char c : argument)
-            result += c == '\'' ? "'\\''" : std::string(1, c);
-        return result + "'";
-    }
-
-} // namespace
 
 TempFolder::TempFolder()
 {
@@ -75,25 +62,14 @@ std::vector<std::string> corpusFiles(const std::string& folder, const std::strin
 
 bool hasProgram(const std::string& name)
 {
-    return std::system(("command -v " + quoted(name) + " >/dev/null 2>&1").c_str()) == 0; // NOLINT
+    return runProcess({"sh", "-c", "command -v \"$0\"", name}).exitCode == 0;
 }
 
 std::string run(const std::vector<std::string>& arguments)
 {
-    std::string command;
-    for (const auto& argument : arguments)
-        command += quoted(argument) + ' ';
-    std::string output;
-    auto* pipe = ::popen(command.c_str(), "r"); // NOLINT: the arguments are quoted
-    if (!pipe) {
-        ADD_FAILURE() << "cannot start " << command;
-        return output;
-    }
-    std::array<char, 65536> buffer; // NOLINT: filled by the read
-    while (const auto count = std::fread(buffer.data(), 1, buffer.size(), pipe))
-        output.append(buffer.data(), count);
-    EXPECT_EQ(::pclose(pipe), 0) << command;
-    return output;
+    auto result = runProcess(arguments);
+    EXPECT_EQ(result.exitCode, 0) << arguments.front() << ": " << result.errors;
+    return std::move(result.output);
 }
 
 } // namespace reelwright::test
