@@ -114,10 +114,12 @@ namespace {
         } catch (const std::system_error&) {
             return operation(); // no thread to be had: better without a limit than not at all
         }
-        // Far beyond any wait a user bears; keeps the clock arithmetic from overflowing.
+        // Far beyond any wait a user bears; the limits keep the clock arithmetic from overflowing.
+        constexpr std::chrono::milliseconds kNone {0};
         constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24);
         std::unique_lock lock(attempt->mutex);
-        attempt->changed.wait_for(lock, std::min(timeout, kLongest), [&] { return attempt->finished; });
+        attempt->changed.wait_for(
+            lock, std::clamp(timeout, kNone, kLongest), [&] { return attempt->finished; });
         attempt->abandoned = true;
         attempt->changed.notify_all();
         return attempt->result;
