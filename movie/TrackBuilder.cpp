@@ -144,6 +144,21 @@ Atom makeTrack(const NewTrack& track)
     return trak;
 }
 
+Atom makeMovie(std::uint32_t timeScale, Atom trak, std::uint64_t time)
+{
+    MovieHeader header;
+    header.creationTime = header.modificationTime = time;
+    header.timeScale = timeScale;
+    if (const auto track = TrackHeader::parse(trak.find("tkhd"_cc)->head)) {
+        header.duration = track->duration;
+        header.nextTrackID = track->trackID + 1;
+    }
+    Atom moov = Atom::container("moov"_cc);
+    moov.append(Atom {"mvhd"_cc, header.write()});
+    moov.append(std::move(trak));
+    return moov;
+}
+
 Atom* editSampleTables(Atom& trak)
 {
     return trak.edit({"mdia"_cc, "minf"_cc, "stbl"_cc});

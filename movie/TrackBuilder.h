@@ -39,6 +39,9 @@ Atom* editSampleTables(Atom& trak);
 /// Adds an entry to the sample descriptions of a track made by makeTrack or read; answers its 1-based index.
 std::uint32_t addSampleDescription(Atom& trak, Atom entry);
 
+/// A movie header (`moov`) over that one track, which plays for its whole duration.
+Atom makeMovie(std::uint32_t timeScale, Atom trak, std::uint64_t time);
+
 /// Seconds from 1904-01-01, where the format's times start, to 1970-01-01.
 constexpr std::int64_t kSecondsFrom1904To1970 = 2'082'844'800;
 
