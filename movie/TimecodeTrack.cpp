@@ -68,7 +68,7 @@ namespace {
 
 } // namespace
 
-Atom makeDescription(const TimecodeDefinition& definition, const std::string& reel)
+Atom makeDescription(const TimecodeDefinition& definition, const std::optional<std::string>& reel)
 {
     ByteWriter out;
     out.zeros(6).u16(1).u32(0); // reserved bytes, data reference 1
@@ -77,14 +77,14 @@ Atom makeDescription(const TimecodeDefinition& definition, const std::string& re
         .u32(definition.frameDuration)
         .u8(definition.numberOfFrames)
         .u8(0);
-    if (reel.empty())
+    if (!reel)
         out.u32(0);
     else
-        reelItem(reel).write(out);
+        reelItem(*reel).write(out);
     return Atom {"tmcd"_cc, out.toBytes()};
 }
 
-Atom changeDescription(const Atom& description, std::uint32_t flags, const std::string& reel)
+Atom changeDescription(const Atom& description, std::uint32_t flags, const std::optional<std::string>& reel)
 {
     const auto extensions = SampleDescription {description}.extensions(QTMediaTypeTimeCode);
     // The fixed part with its one or three reserved bytes ends where the first extension begins.
@@ -104,11 +104,11 @@ Atom changeDescription(const Atom& description, std::uint32_t flags, const std::
     for (const auto& extension : extensions) {
         if (extension.type != "name"_cc)
             extension.write(out);
-        else if (!std::exchange(named, true) && !reel.empty())
-            reelItem(reel).write(out);
+        else if (!std::exchange(named, true) && reel)
+            reelItem(*reel).write(out);
     }
-    if (!named && !reel.empty())
-        reelItem(reel).write(out);
+    if (!named && reel)
+        reelItem(*reel).write(out);
     out.bytes(description.head.slice(extensionsEnd).span());
     Atom changed {description.type, out.toBytes()};
     return changed;

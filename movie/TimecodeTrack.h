@@ -2,16 +2,19 @@
 
 #include "movie/TimecodeMedia.h"
 
+#include <optional>
+#include <string>
+
 namespace reelwright::timecodeMedia {
 
-/// A timecode description (an entry of `stsd`): 34 bytes, then the reel's name, where there is one, as a
+/// A timecode description (an entry of `stsd`) with data reference 1: 34 bytes, then the reel's name, where there is one, as a
 /// `name` item in the form of international text, language 0. Without a reel the 38 bytes that have always
 /// been written. A reel is at most 255 bytes of UTF-8; longer ones are cut at a character.
-Atom makeDescription(const TimecodeDefinition& definition, const std::string& reel);
+Atom makeDescription(const TimecodeDefinition& definition, const std::optional<std::string>& reel);
 
 /// A copy of a description with these flags and reel; time scale, frame duration, number of frames, the
 /// reserved bytes and every other extension stay as they are.
-Atom changeDescription(const Atom& description, std::uint32_t flags, const std::string& reel);
+Atom changeDescription(const Atom& description, std::uint32_t flags, const std::optional<std::string>& reel);
 
 /// What a timecode track is made from.
 struct NewTimecode
