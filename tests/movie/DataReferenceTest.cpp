@@ -132,11 +132,11 @@ namespace {
             alias2("Disk", "clip.mov",
                 {{0, "media"}, {2, "Disk:job:media:clip.mov"}, {18, "/job/media/clip.mov"},
                     {19, "/Volumes/Disk"}}),
-            "/home/me");
+            "/users/me");
         EXPECT_EQ(reference.name, "clip.mov");
         EXPECT_THAT(reference.candidates,
-            ElementsAre("/home/me/clip.mov", "/home/me/job/media/clip.mov", "/home/me/media/clip.mov",
-                "/home/job/media/clip.mov", "/home/media/clip.mov", "/job/media/clip.mov", "/media/clip.mov",
+            ElementsAre("/users/me/clip.mov", "/users/me/job/media/clip.mov", "/users/me/media/clip.mov",
+                "/users/job/media/clip.mov", "/users/media/clip.mov", "/job/media/clip.mov", "/media/clip.mov",
                 "/Volumes/Disk/job/media/clip.mov"));
     }
 

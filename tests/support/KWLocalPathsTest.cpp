@@ -16,17 +16,17 @@ namespace {
             for (const char* name :
                 {"XDG_STATE_HOME", "XDG_CONFIG_HOME", "REELWRIGHT_LIBRARY_DIR", "REELWRIGHT_PREFS_DIR"})
                 unsetenv(name);
-            setenv("HOME", "/home/editor", 1);
+            setenv("HOME", "/users/editor", 1);
         }
     };
 
     TEST_F(KWLocalPathsTest, PreferencesFollowTheDesktopsRules)
     {
-        EXPECT_EQ(KWLocalPaths::prefsDirectory(true), "/home/editor/.config/reelwright");
+        EXPECT_EQ(KWLocalPaths::prefsDirectory(true), "/users/editor/.config/reelwright");
         setenv("XDG_CONFIG_HOME", "/elsewhere", 1);
         EXPECT_EQ(KWLocalPaths::prefsDirectory(true), "/elsewhere/reelwright");
         setenv("XDG_CONFIG_HOME", "relative", 1);
-        EXPECT_EQ(KWLocalPaths::prefsDirectory(true), "/home/editor/.config/reelwright")
+        EXPECT_EQ(KWLocalPaths::prefsDirectory(true), "/users/editor/.config/reelwright")
             << "relative values are void";
         EXPECT_EQ(KWLocalPaths::prefsDirectory(false), "/etc/xdg/reelwright");
     }
@@ -49,7 +49,7 @@ namespace {
 
     TEST_F(KWLocalPathsTest, DocumentsFolderIsTheOneTheDesktopNames)
     {
-        EXPECT_EQ(KWLocalPaths::documentsDirectory(), "/home/editor/Documents");
+        EXPECT_EQ(KWLocalPaths::documentsDirectory(), "/users/editor/Documents");
         setenv("XDG_CONFIG_HOME", m_folder.c_str(), 1);
         struct DocumentsFact
         {
@@ -58,10 +58,10 @@ namespace {
         };
         constexpr DocumentsFact kFacts[] = {
             {"# comment\nXDG_MUSIC_DIR=\"$HOME/M\"\nXDG_DOCUMENTS_DIR=\"$HOME/Dokumente\"\n",
-                "/home/editor/Dokumente"},
+                "/users/editor/Dokumente"},
             {"XDG_DOCUMENTS_DIR=\"/data/docs\"", "/data/docs"},
-            {"XDG_DOCUMENTS_DIR=\"relative\"", "/home/editor/Documents"},
-            {"XDG_DOCUMENTS_DIR=\"/unfinished", "/home/editor/Documents"},
+            {"XDG_DOCUMENTS_DIR=\"relative\"", "/users/editor/Documents"},
+            {"XDG_DOCUMENTS_DIR=\"/unfinished", "/users/editor/Documents"},
         };
         for (const auto& fact : kFacts) {
             writeFile(m_folder / "user-dirs.dirs", fact.line);
