@@ -73,6 +73,7 @@ public:
     {
     }
 
+    [[nodiscard]] const Atom& entry() const { return *m_entry; }
     [[nodiscard]] FourCC format() const { return m_entry->type; }
     /// 1-based index into the data references; 0 in a damaged entry.
     [[nodiscard]] std::uint16_t dataReferenceIndex() const;
