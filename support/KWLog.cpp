@@ -4,6 +4,7 @@
 #include "support/FolderLock.h"
 #include "support/KWLocalPaths.h"
 #include "support/Preferences.h"
+#include "support/Text.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -36,15 +37,6 @@ namespace {
     constexpr std::size_t kBatchBytes = 64U << 10U;
     constexpr std::string_view kProductName = "Reelwright";
     constexpr std::string_view kLogsFolder = "/Logs/Kestrelwick";
-
-    std::string_view trimmed(std::string_view text)
-    {
-        constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
-        const auto first = text.find_first_not_of(kWhiteSpace);
-        if (first == std::string_view::npos)
-            return {};
-        return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
-    }
 
     /// Bytes of the UTF-8 sequence at the start of `text`, 0 when there is none.
     std::size_t sequenceLength(std::string_view text)

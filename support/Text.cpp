@@ -1,0 +1,57 @@
+#include "support/Text.h"
+
+#include <cstddef>
+
+namespace reelwright {
+namespace {
+
+    constexpr std::string_view kWhiteSpace[] = {
+        // space, tab, line feed, vertical tab, form feed, carriage return, next line,
+        // no-break space, ogham space mark
+        " ", "\t", "\n", "\v", "\f", "\r", "\xC2\x85", "\xC2\xA0", "\xE1\x9A\x80",
+        // the spaces of given widths, U+2000 to U+200B
+        "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
+        "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A", "\xE2\x80\x8B",
+        // line and paragraph separators, narrow no-break, mathematical and ideographic space
+        "\xE2\x80\xA8", "\xE2\x80\xA9", "\xE2\x80\xAF", "\xE2\x81\x9F", "\xE3\x80\x80"};
+
+    /// Most texts begin and end so; it spares them the table.
+    bool isPlain(char c)
+    {
+        return c > ' ' && c < '\x7F';
+    }
+
+    std::size_t spaceAtStart(std::string_view text)
+    {
+        if (text.empty() || isPlain(text.front()))
+            return 0;
+        for (const auto space : kWhiteSpace) {
+            if (text.starts_with(space))
+                return space.size();
+        }
+        return 0;
+    }
+
+    std::size_t spaceAtEnd(std::string_view text)
+    {
+        if (text.empty() || isPlain(text.back()))
+            return 0;
+        for (const auto space : kWhiteSpace) {
+            if (text.ends_with(space))
+                return space.size();
+        }
+        return 0;
+    }
+
+} // namespace
+
+std::string_view trimmed(std::string_view text)
+{
+    while (const auto length = spaceAtStart(text))
+        text.remove_prefix(length);
+    while (const auto length = spaceAtEnd(text))
+        text.remove_suffix(length);
+    return text;
+}
+
+} // namespace reelwright
