@@ -4,10 +4,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace reelwright::timecodeMedia {
 namespace {
+
+    __extension__ using Wide = __int128;
 
     constexpr std::int64_t kMinutesPerDay = 24 * 60;
 
@@ -26,20 +29,32 @@ namespace {
         return std::int64_t {definition.numberOfFrames} * 60 * kMinutesPerDay - dropped;
     }
 
+    /// Without its sign, and not so large that counting the left-out labels back in could overflow.
+    std::int64_t magnitude(std::int64_t number)
+    {
+        constexpr std::int64_t kMost = INT64_MAX / 2;
+        return std::abs(std::clamp(number, -kMost, kMost));
+    }
+
+    std::int64_t saturated(Wide number)
+    {
+        return static_cast<std::int64_t>(std::clamp<Wide>(number, INT64_MIN, INT64_MAX));
+    }
+
 } // namespace
 
 TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition)
 {
     if ((definition.flags & TimecodeDefinition::kCounter) != 0 || definition.numberOfFrames == 0)
-        return {frame < 0, 0, 0, 0, std::abs(frame)};
+        return {frame < 0, 0, 0, 0, magnitude(frame)};
     const bool mayBeNegative = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
     const auto day = framesPerDay(definition);
     if ((definition.flags & TimecodeDefinition::k24HourMax) != 0)
         frame %= day;
     if (frame < 0 && !mayBeNegative)
-        frame = frame % day + day; // before midnight
+        frame = (frame % day + day) % day; // before midnight
     const bool negative = frame < 0;
-    auto number = negative ? -frame : frame;
+    auto number = magnitude(frame);
     if (const auto dropped = droppedPerMinute(definition); dropped != 0) {
         // Count the left-out labels back in: nine times `dropped` in each ten minutes, then once for each
         // further minute that has begun, of which the first loses none.
@@ -109,14 +124,13 @@ Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)
     const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
     const std::int64_t first
         = isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
-    const auto elapsed = mediaTime - static_cast<std::int64_t>(sample->start);
+    const auto elapsed = static_cast<Wide>(mediaTime) - sample->start;
     // Media units to units of the definition, then to whole frames.
-    __extension__ using Wide = __int128;
     const Wide divisor = static_cast<Wide>(media.timeScale()) * definition.frameDuration;
-    Wide frames = divisor == 0 ? 0 : static_cast<Wide>(elapsed) * definition.timeScale / divisor;
-    if (frames * divisor > static_cast<Wide>(elapsed) * definition.timeScale)
+    Wide frames = divisor == 0 ? 0 : elapsed * definition.timeScale / divisor;
+    if (frames * divisor > elapsed * definition.timeScale)
         --frames; // before the first sample: the frame that has begun
-    reading.frame = first + static_cast<std::int64_t>(frames);
+    reading.frame = saturated(first + frames);
     reading.text = label(reading.frame, definition);
     return reading;
 }

@@ -1,6 +1,10 @@
 #pragma once
 
 #include <string_view>
+<<<<<<< HEAD
+=======
+#include <vector>
+>>>>>>> document
 
 namespace reelwright {
 
@@ -8,4 +12,14 @@ namespace reelwright {
 /// are kept.
 std::string_view trimmed(std::string_view text);
 
+<<<<<<< HEAD
+=======
+/// The parts between the separators, any one of the characters of `separators`; n of them give n + 1 parts.
+std::vector<std::string_view> split(std::string_view text, std::string_view separators);
+
+/// The number that a text begins with: ASCII white space, a sign and digits, whatever follows them. The
+/// nearest 32-bit number where it does not fit; 0 when there are no digits.
+int integerValue(std::string_view text);
+
+>>>>>>> document
 } // namespace reelwright
