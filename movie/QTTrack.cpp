@@ -217,45 +217,19 @@ Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
     const auto present = durationOf(contentOf(edits), edits.end());
 
     if (duration < present) {
-<<<<<<< HEAD
-        auto surplus = present - duration;
-        while (surplus > 0) {
-            auto& last = list.edits.back();
-            const auto cut = std::min(surplus, last.duration);
-            last.duration -= cut;
-            surplus -= cut;
-            if (last.duration == 0)
-                list.edits.pop_back();
-        }
-    } else if (duration > present) {
-        auto missing = duration - present;
+        shorten(list, duration);
+    } else if (auto missing = duration - present; missing > 0) {
         // A track that shows only gaps starts over with its media; where it has none, an edit of no length
         // tells the gap that is its duration from the gap in front of it.
-        if (std::all_of(
-                list.edits.begin(), list.edits.end(), [](const auto& edit) { return edit.isEmpty(); }))
-            list.edits.push_back({0, 0, 1 << 16});
+        if (contentOf(edits) == edits.end())
+            edits.push_back({0, 0, 1 << 16});
         const auto mediaDuration = media().duration();
-        const auto available = extensible(list.edits.back(),
+        const auto available = extensible(edits.back(),
             static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)), mediaDuration.scale,
             scale);
         const auto extension = std::min(missing, available);
-        list.edits.back().duration += extension;
+        edits.back().duration += extension;
         missing -= extension;
-=======
-        shorten(list, duration);
-    } else if (auto missing = duration - present; missing > 0) {
-        if (contentOf(edits) == edits.end()) // keeps the gap that comes now apart from the leading one
-            edits.push_back({0, 0, 1 << 16});
-        else {
-            const auto mediaDuration = media().duration();
-            const auto available = extensible(edits.back(),
-                static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)),
-                mediaDuration.scale, scale);
-            const auto extension = std::min(missing, available);
-            edits.back().duration += extension;
-            missing -= extension;
-        }
->>>>>>> document
         if (missing > 0)
             edits.push_back({missing, -1, 1 << 16});
     }
