@@ -1,13 +1,9 @@
 #include "support/Text.h"
 
-<<<<<<< HEAD
-#include <cstddef>
-=======
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
->>>>>>> document
 
 namespace reelwright {
 namespace {
@@ -61,8 +57,6 @@ std::string_view trimmed(std::string_view text)
     return text;
 }
 
-<<<<<<< HEAD
-=======
 std::vector<std::string_view> split(std::string_view text, std::string_view separators)
 {
     std::vector<std::string_view> parts;
@@ -92,5 +86,4 @@ int integerValue(std::string_view text)
     return static_cast<int>(isNegative ? -number : number);
 }
 
->>>>>>> document
 } // namespace reelwright

@@ -1,10 +1,7 @@
 #pragma once
 
 #include <string_view>
-<<<<<<< HEAD
-=======
 #include <vector>
->>>>>>> document
 
 namespace reelwright {
 
@@ -12,8 +9,6 @@ namespace reelwright {
 /// are kept.
 std::string_view trimmed(std::string_view text);
 
-<<<<<<< HEAD
-=======
 /// The parts between the separators, any one of the characters of `separators`; n of them give n + 1 parts.
 std::vector<std::string_view> split(std::string_view text, std::string_view separators);
 
@@ -21,5 +16,4 @@ std::vector<std::string_view> split(std::string_view text, std::string_view sepa
 /// nearest 32-bit number where it does not fit; 0 when there are no digits.
 int integerValue(std::string_view text);
 
->>>>>>> document
 } // namespace reelwright
