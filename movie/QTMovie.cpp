@@ -176,7 +176,7 @@ namespace {
     Atom apertureAtom(FourCC type, Pixels size)
     {
         const auto fixed = [](double pixels) {
-            return static_cast<std::uint32_t>(std::clamp(pixels, 0.0, 65535.0) * 65536.0);
+            return static_cast<std::uint32_t>(std::lround(std::clamp(pixels, 0.0, 65535.0) * 65536.0));
         };
         ByteWriter out;
         out.u32(0).u32(fixed(size.width)).u32(fixed(size.height));

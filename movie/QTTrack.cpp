@@ -145,7 +145,7 @@ Result<void> QTTrack::setEnabled(bool enabled) const
 std::uint64_t QTTrack::implicitDuration() const
 {
     const auto own = header().duration;
-    if (own != kUnknownDuration && own <= INT64_MAX)
+    if (own != 0 && own <= INT64_MAX) // some writers leave it at 0
         return own;
     const auto scaled = atScale(media().duration(), timeScale());
     return static_cast<std::uint64_t>(std::max<std::int64_t>(scaled.value, 0));

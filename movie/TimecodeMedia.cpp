@@ -14,19 +14,30 @@ namespace {
 
     constexpr std::int64_t kMinutesPerDay = 24 * 60;
 
+    /// Frame labels a second. Some cameras write the number of frames of an NTSC rate rounded down (29 for
+    /// 30000/1001) and count as if it were right.
+    std::int64_t labelsPerSecond(const TimecodeDefinition& definition)
+    {
+        const std::int64_t nominal = definition.numberOfFrames + 1;
+        const bool roundedDown = definition.frameDuration != 0
+            && std::int64_t {definition.timeScale} * 1001 == nominal * 1000 * definition.frameDuration;
+        return roundedDown ? nominal : definition.numberOfFrames;
+    }
+
     /// Frame labels that drop frame leaves out each minute but each tenth; 0 for definitions that leave out
     /// none.
     std::int64_t droppedPerMinute(const TimecodeDefinition& definition)
     {
-        const bool drops = (definition.flags & TimecodeDefinition::kDropFrame) != 0
-            && definition.numberOfFrames != 0 && definition.numberOfFrames % 30 == 0;
-        return drops ? definition.numberOfFrames / 15 : 0;
+        const auto rate = labelsPerSecond(definition);
+        const bool drops
+            = (definition.flags & TimecodeDefinition::kDropFrame) != 0 && rate != 0 && rate % 30 == 0;
+        return drops ? rate / 15 : 0;
     }
 
     std::int64_t framesPerDay(const TimecodeDefinition& definition)
     {
         const std::int64_t dropped = droppedPerMinute(definition) * (kMinutesPerDay - kMinutesPerDay / 10);
-        return std::int64_t {definition.numberOfFrames} * 60 * kMinutesPerDay - dropped;
+        return labelsPerSecond(definition) * 60 * kMinutesPerDay - dropped;
     }
 
     /// Without its sign, and not so large that counting the left-out labels back in could overflow.
@@ -55,17 +66,17 @@ TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition)
         frame = (frame % day + day) % day; // before midnight
     const bool negative = frame < 0;
     auto number = magnitude(frame);
+    const auto rate = labelsPerSecond(definition);
     if (const auto dropped = droppedPerMinute(definition); dropped != 0) {
         // Count the left-out labels back in: nine times `dropped` in each ten minutes, then once for each
         // further minute that has begun, of which the first loses none.
-        const std::int64_t tenMinutes = std::int64_t {definition.numberOfFrames} * 600 - 9 * dropped;
-        const std::int64_t minute = std::int64_t {definition.numberOfFrames} * 60 - dropped;
+        const std::int64_t tenMinutes = rate * 600 - 9 * dropped;
+        const std::int64_t minute = rate * 60 - dropped;
         const auto inTen = number % tenMinutes;
         number += number / tenMinutes * 9 * dropped;
         if (inTen >= minute + dropped)
             number += (inTen - dropped) / minute * dropped;
     }
-    const std::int64_t rate = definition.numberOfFrames;
     return {negative, number / rate / 3600, number / rate / 60 % 60, number / rate % 60, number % rate};
 }
 
@@ -78,7 +89,7 @@ std::int64_t frameNumber(const TimecodeRecord& record, const TimecodeDefinition&
     auto frames = record.frames;
     if (dropped != 0 && record.seconds == 0 && frames < dropped && record.minutes % 10 != 0)
         frames = dropped;
-    const auto number = (minutes * 60 + record.seconds) * definition.numberOfFrames + frames
+    const auto number = (minutes * 60 + record.seconds) * labelsPerSecond(definition) + frames
         - dropped * (minutes - minutes / 10);
     return record.negative ? -number : number;
 }

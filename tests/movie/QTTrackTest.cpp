@@ -239,6 +239,16 @@ namespace {
         EXPECT_EQ(track.media().header().duration, kUnknownDuration) << "the media were not touched";
     }
 
+    TEST(QTTrackRange, DurationOfZeroWithoutAnEditListIsTheMedias)
+    {
+        auto movie = emptyMovie(kMovieScale);
+        auto source = trackWith({});
+        source.trackDuration = 0;
+        EXPECT_EQ(addTrack(movie, source).range(), rangeOf(0, 1200));
+        source.times = {};
+        EXPECT_EQ(addTrack(movie, source).range(), rangeOf(0, 0)) << "without media it is nothing";
+    }
+
     TEST(QTTrackRange, LongestTrackMakesTheMoviesDuration)
     {
         auto movie = emptyMovie(kMovieScale);

@@ -132,6 +132,29 @@ namespace {
         EXPECT_EQ(frameOf(10, 1), 17983);
     }
 
+    TEST(TimecodeMedia, RatesThatCamerasRoundedDownCountAsTheyMeant)
+    {
+        struct RoundedFact
+        {
+            TimecodeDefinition definition;
+            const char* label; ///< of frame 1800
+            const char* why;
+        };
+        constexpr RoundedFact kFacts[] = {
+            {{0, 90000, 3003, 29}, "00:01:00:00", "29 for 29.97"},
+            {{kDrop, 30000, 1001, 29}, "00:01:00;02", "in drop frame"},
+            {{0, 24000, 1001, 23}, "00:01:15:00", "23 for 23.976"},
+            {{0, 60000, 1001, 59}, "00:00:30:00", "59 for 59.94"},
+            {{0, 25, 1, 24}, "00:01:15:00", "24 labels a second played at 25 are meant"},
+            {{0, 30000, 1000, 29}, "00:01:02:02", "so are 29 at a whole rate"},
+        };
+        for (const auto& fact : kFacts) {
+            EXPECT_EQ(timecodeMedia::label(1800, fact.definition), fact.label) << fact.why;
+            const auto record = timecodeMedia::record(1800, fact.definition);
+            EXPECT_EQ(timecodeMedia::frameNumber(record, fact.definition), 1800) << fact.why;
+        }
+    }
+
     TEST(TimecodeMedia, FramesBeyondAllMeasureAreSurvived)
     {
         for (const auto& rate : {definition(kDrop, 30), definition(kDrop | kSigned, 240), definition(0, 1),
