@@ -218,9 +218,15 @@ std::string KWTimecode::timecodeFromUserString(
 std::string KWTimecode::timeOfDayTimecode(
     int timebase, bool ntsc, bool dropFrame, std::chrono::system_clock::time_point now)
 {
-    const auto second = std::chrono::floor<std::chrono::seconds>(now);
-    const auto hundredths = std::chrono::floor<std::chrono::duration<int, std::centi>>(now - second).count();
-    const std::time_t time = std::chrono::system_clock::to_time_t(second);
+    using Hundredths = std::chrono::duration<int, std::centi>;
+    auto second = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch());
+    auto rest = now.time_since_epoch() - second;
+    if (rest.count() < 0) { // before 1970; rounded down only now, so that the earliest time does not overflow
+        rest += std::chrono::seconds(1);
+        second -= std::chrono::seconds(1);
+    }
+    const auto hundredths = std::chrono::duration_cast<Hundredths>(rest).count();
+    const std::time_t time = second.count();
     std::tm local {};
     localtime_r(&time, &local);
     const auto frames = std::floor(hundredths / 100.0 * frameRateFromTimebase(timebase, ntsc));
