@@ -313,8 +313,7 @@ Atom& QTMovie::editHeader()
 
 bool QTMovie::isChanged() const
 {
-    // Copies of one node are alike without looking; after edits that were undone by hand the bytes decide.
-    return &*m_header != &*m_savedHeader && !(m_header->toBytes() == m_savedHeader->toBytes());
+    return !m_header->writesSameAs(*m_savedHeader);
 }
 
 void QTMovie::adoptSave(const QTMovie& before, const QTMovie& saved)
@@ -532,7 +531,7 @@ Result<void> QTMovie::generateApertureModeDimensions()
             continue;
         auto* trak = track.editAtom();
         if (const auto* old = trak->find("tapt"_cc)) {
-            if (old->toBytes() == tapt->toBytes())
+            if (old->writesSameAs(*tapt))
                 continue;
             trak->remove("tapt"_cc);
         }

@@ -11,7 +11,7 @@ namespace {
 
     std::uint32_t number32(const Bytes& bytes, std::size_t offset)
     {
-        return static_cast<std::uint32_t>(readBigEndian(bytes.span().data() + offset, 4));
+        return readBigEndian32(bytes.span().data() + offset);
     }
 
     /// Entries of a table: a 32-bit count at `countAt`, then `count` entries of `size` bytes; cut to what the
@@ -72,6 +72,8 @@ std::uint32_t SampleTable::sampleSize(std::uint32_t sample) const
         return m_uniformSize;
     const std::size_t index = sample - 1;
     const auto* bytes = m_sizes.span().data();
+    if (m_sizeBits == 32)
+        return readBigEndian32(bytes + index * 4);
     if (m_sizeBits >= 8)
         return static_cast<std::uint32_t>(readBigEndian(bytes + index * (m_sizeBits / 8), m_sizeBits / 8));
     const auto pair = std::to_integer<std::uint32_t>(bytes[index / 2]);
@@ -97,8 +99,9 @@ std::uint32_t SampleTable::chunkCount() const
 std::uint64_t SampleTable::chunkOffset(std::uint32_t chunk) const
 {
     RW_ASSERT(chunk >= 1 && chunk <= chunkCount());
-    const std::size_t width = m_wideOffsets ? 8 : 4;
-    return readBigEndian(m_chunkOffsets.span().data() + (chunk - 1) * width, width);
+    const auto* bytes = m_chunkOffsets.span().data();
+    const std::size_t index = chunk - 1;
+    return m_wideOffsets ? readBigEndian64(bytes + index * 8) : readBigEndian32(bytes + index * 4);
 }
 
 std::uint64_t SampleTable::duration() const
@@ -159,6 +162,13 @@ std::uint64_t SampleTable::bytesOf(std::uint32_t firstSample, std::uint32_t coun
     if (m_uniformSize != 0)
         return plain;
     std::uint64_t total = 0;
+    if (m_sizeBits == 32) {
+        const auto sizes
+            = m_sizes.span().subspan((firstSample - std::size_t {1}) * 4, std::size_t {count} * 4);
+        for (std::size_t i = 0; i < sizes.size(); i += 4)
+            total += readBigEndian32(sizes.data() + i);
+        return total;
+    }
     for (std::uint32_t i = 0; i < count; ++i)
         total += sampleSize(firstSample + i);
     return total;
