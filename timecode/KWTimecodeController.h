@@ -9,28 +9,32 @@
 
 namespace reelwright {
 
-/// Makes, changes and reads timecode tracks. Keeps no state. What fails is logged with the engine's status and answered
-/// with nothing or false; the movie is made editable for the time of a change only.
+/// Makes, changes and reads timecode tracks. Keeps no state. What fails is logged with the engine's status
+/// and answered with nothing or false; the movie is made editable for the time of a change only.
 class KWTimecodeController
 {
 public:
     using Byte = std::uint8_t;
     using Reel = std::optional<std::string>;
 
-    /// Adds a timecode track that starts with that timecode and lasts for the movie, referred to by the first video track (or the
-    /// first track of any kind). `flags` as in TimecodeDefinition; a counter's start is `frames`. The movie's time scale is
-    /// raised first where a frame has no whole length in it. Nothing for files whose format has no timecode (mp4, m4v, dv).
+    /// Adds a timecode track that starts with that timecode and lasts for the movie, referred to by the first
+    /// video track (or the first track of any kind). `flags` as in TimecodeDefinition; a counter's start is
+    /// `frames`. The movie's time scale is raised first where a frame has no whole length in it. Nothing for
+    /// files whose format has no timecode (mp4, m4v, dv).
     static std::optional<KWMovTrack> insertTimecodeTrack(
         Byte hours, Byte mins, Byte secs, Byte frames, std::uint32_t flags, const Reel& reel, QTMovie& movie);
-    static std::optional<KWMovTrack> insertTimecodeTrack(Byte hours, Byte mins, Byte secs, Byte frames, QTMovie& movie);
+    static std::optional<KWMovTrack> insertTimecodeTrack(
+        Byte hours, Byte mins, Byte secs, Byte frames, QTMovie& movie);
     /// From 01:00:00:00.
     static std::optional<KWMovTrack> insertBlankTimecodeTrack(QTMovie& movie);
 
-    /// Rewrites a timecode track with another start, reel and flags; its time scale, frame duration and number of frames stay.
-    /// No reel is stored as an empty text. A counter drops all other flags and starts at `frames`.
-    static bool modifyTimecode(Byte hours, Byte mins, Byte secs, Byte frames, const Reel& reel, const QTTrack& track,
-        QTMovie& movie, bool dropFrame, bool negativeTC, bool limit24Hrs, bool counter);
-    static bool modifyTimecode(Byte hours, Byte mins, Byte secs, Byte frames, const QTTrack& track, QTMovie& movie);
+    /// Rewrites a timecode track with another start, reel and flags; its time scale, frame duration and
+    /// number of frames stay. No reel is stored as an empty text. A counter drops all other flags and starts
+    /// at `frames`.
+    static bool modifyTimecode(Byte hours, Byte mins, Byte secs, Byte frames, const Reel& reel,
+        const QTTrack& track, QTMovie& movie, bool dropFrame, bool negativeTC, bool limit24Hrs, bool counter);
+    static bool modifyTimecode(
+        Byte hours, Byte mins, Byte secs, Byte frames, const QTTrack& track, QTMovie& movie);
     /// A new track in place of this one with the same start, flags and reel, at the movie's present rate.
     static bool replaceTimecodeTrack(const QTTrack& track, QTMovie& movie);
 
