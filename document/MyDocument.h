@@ -1,6 +1,8 @@
 #pragma once
 
 #include "document/DocumentWindow.h"
+#include "document/KWMovTrack.h"
+#include "document/MovieWriter.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
 #include "document/TrackList.h"
@@ -8,36 +10,18 @@
 #include "movie/QTMovie.h"
 #include "movie/QTTrack.h"
 
-#include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace reelwright {
 
-class KWMovTrack;
 class MainThread;
 class Preferences;
-
-/// The kinds of save, with the numbers that they have in a save request.
-enum class SaveOperation { Save = 0, SaveAs = 1, SaveTo = 2 };
-
-/// Moves and removals of a save, so that a test can make them fail. As FileHelper has them.
-struct SaveFiles
-{
-    std::function<std::error_code(
-        const std::string& from, const std::string& to, std::chrono::milliseconds timeout)>
-        move;
-    std::function<std::error_code(const std::string& path, std::chrono::milliseconds timeout)> remove;
-
-    /// FileHelper's own.
-    static SaveFiles real();
-};
 
 /// What movie documents work with. All of it outlives them.
 struct DocumentEnvironment
@@ -95,7 +79,7 @@ public:
     /// Shows the movie again at the same time, and the track list.
     void resetQTMovieView();
     /// The Cancel button of the progress sheet.
-    void cancelProgress() { m_processingCancelled = true; }
+    void cancelProgress();
 
     // What it holds
 
@@ -107,6 +91,8 @@ public:
     /// Are there changes that were not saved?
     [[nodiscard]] bool isEdited() const;
     [[nodiscard]] bool isSaving() const { return m_isSaving; }
+    /// Is a save being written, on whatever thread?
+    [[nodiscard]] bool isWriting() const;
     /// The movie got media that live in another file.
     [[nodiscard]] bool needsFlattening() const { return m_needsFlattening; }
     void setNeedsFlattening() { m_needsFlattening = true; }
@@ -165,7 +151,7 @@ public:
 
     // Movie settings
 
-    [[nodiscard]] MovieSettings loadMovieSettings() const;
+    [[nodiscard]] MovieSettings loadMovieSettings();
     void movieSettingsAutoplayToggle(bool on);
     void movieSettingsAutoCloseToggle(bool on);
     void movieSettingsAutoQuitToggle(bool on);
@@ -187,10 +173,12 @@ public:
 
     // Saving
 
-    /// Save: into the document's file; Save As when it has none. Returns once the save has begun.
-    void saveDocument();
-    void saveDocumentAs();
-    void saveDocumentTo();
+    /// Save: into the document's file; Save As when it has none, or one that only its media come from (sound
+    /// and DV files). These return once the save has begun; false when the user chose no file, or a save is
+    /// being written already.
+    bool saveDocument();
+    bool saveDocumentAs();
+    bool saveDocumentTo();
     /// Begins a save: on a thread, or while the application quits on this one. False when one is being
     /// written already.
     bool writeSafelyToURL(const std::string& path, SaveOperation operation);
@@ -203,8 +191,6 @@ public:
     /// quitting, until quitCancelled.
     bool documentCanQuit();
     void quitCancelled() { m_isQuitting = false; }
-    /// The user does not want the unsaved changes: they count as saved.
-    void discardChanges();
     /// The question about unsaved changes, before closing or quitting.
     enum class Review { Save, Discard, Cancel };
     [[nodiscard]] Review reviewChanges();
@@ -228,16 +214,48 @@ public:
     void loadAudioDataForTrack(const KWMovTrack& record) const;
 
 private:
+    struct SaveJob;
+
+    void installMovie(QTMovie movie);
+    [[nodiscard]] QTTime currentTime() const;
+    void setCurrentTime(const QTTime& time);
+    void setPath(const std::string& path);
+    void showInfoForSelection();
+
+    /// The track of an edited row, or nothing after telling the user that it cannot be found.
+    [[nodiscard]] std::optional<QTTrack> editedTrack(const KWMovTrack& record);
+    static void setTrackRange(QTMovie& movie, const QTTrack& track, const QTTimeRange& range);
+    /// One edit of the movie settings: marks the document changed even when nothing came of it.
+    void performSetting(const std::string& name, const std::function<void(QTMovie&)>& edit,
+        ViewUpdate view = ViewUpdate::None);
+    void showState(QTMovie movie, bool wasEdited);
+    void tellChanges(bool wasEdited);
+
+    bool chooseAndSave(SaveOperation operation, const std::string& title);
+    bool saveToURL(const std::string& path, SaveOperation operation);
+    static void writeToURLOnThread(const std::shared_ptr<SaveJob>& job);
+    void endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome);
+    void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
+    void takeFlattenedFile(const SaveJob& job);
+    void releaseSaveThread();
+    /// Of the document's file as it is now.
+    [[nodiscard]] std::optional<FileState> fileState() const;
+
     DocumentEnvironment m_environment;
     std::string m_path;
     QTMovie m_movie;
     TrackList m_trackList {m_movie};
     std::optional<std::size_t> m_selectedRow;
     UndoHistory m_history;
+    std::uint64_t m_otherChanges = 0; ///< changes that are no steps, counted,
+    std::uint64_t m_savedOtherChanges = 0; ///< and how many of them were saved
+    std::int64_t m_oneFrameLength = 0;
     DocumentWindow* m_window = nullptr;
     std::vector<NotificationCenter::Observation> m_observations;
-    std::int64_t m_oneFrameLength = 0;
-    std::atomic<bool> m_processingCancelled = false;
+
+    std::optional<FileState> m_fileState; ///< of the document's file when it was last opened or written
+    std::shared_ptr<SaveJob> m_job; ///< the present save, or the last one
+    std::thread m_saveThread;
     bool m_needsFlattening = false;
     bool m_isQuitting = false;
     bool m_isClosing = false;

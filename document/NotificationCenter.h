@@ -14,6 +14,8 @@ constexpr std::string_view KWTrackIncrementFrame = "KWTrackIncrementFrame";
 constexpr std::string_view KWTrackDecrementFrame = "KWTrackDecrementFrame";
 /// A save during quitting ended.
 constexpr std::string_view KWDocumentFinishedWriting = "KWDocumentFinishedWriting";
+/// A save during quitting was given up half way: the application has to stay.
+constexpr std::string_view KWDocumentAbandonedWriting = "KWDocumentAbandonedWriting";
 
 /// Tells whoever wants to know, by name. Main thread only.
 class NotificationCenter

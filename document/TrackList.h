@@ -1,5 +1,6 @@
 #pragma once
 
+#include "document/KWMovTrack.h"
 #include "movie/QTMovie.h"
 
 #include <cstddef>
@@ -11,25 +12,12 @@
 
 namespace reelwright {
 
-class KWMovTrack;
-
 /// Columns of the track table.
 enum class TrackColumn { TrackView, In, Duration, Enabled };
 
 /// "trackView", "in", "duration", "enabled".
 std::string_view trackColumnIdentifier(TrackColumn column);
 std::optional<TrackColumn> trackColumnWithIdentifier(std::string_view identifier);
-
-/// Codes of the kinds of track; a row of another kind has none.
-namespace trackType {
-    constexpr int kMovie = 0;
-    constexpr int kVideo = 1;
-    constexpr int kAudio = 2;
-    constexpr int kTimecode = 3;
-    constexpr int kText = 4;
-    constexpr int kSprite = 5;
-    constexpr int kCaptions = 6;
-} // namespace trackType
 
 /// The rows of the track table: row 0 is the movie itself, the others its tracks in ascending track ID.
 /// Borrows the movie, which must stay where it is.
@@ -39,7 +27,6 @@ public:
     explicit TrackList(const QTMovie& movie);
     TrackList(const TrackList&) = delete;
     TrackList& operator=(const TrackList&) = delete;
-    ~TrackList();
 
     /// Makes the records anew from the movie's tracks.
     void rebuild();
@@ -51,7 +38,7 @@ public:
     /// The row of that very record.
     [[nodiscard]] std::optional<std::size_t> rowOf(const KWMovTrack& record) const;
 
-    /// 0 for the movie; nothing for a track of a kind without a code, or no row.
+    /// KWMovTrack::kMovie for row 0; nothing for a track of a kind without a code, or no row.
     [[nodiscard]] std::optional<int> typeCode(std::size_t row) const;
     /// The value of a column as text; nothing where the cell is empty. "trackView": the type code, for sound
     /// with the name of the first channel ("2(Left)"); "in" and "duration": hours:minutes:seconds:frames at
@@ -63,9 +50,6 @@ public:
     [[nodiscard]] std::string title(std::size_t row) const;
     /// Can the cell be edited (a text, or the check box of "enabled")?
     [[nodiscard]] bool isEditable(TrackColumn column, std::size_t row) const;
-
-    /// "Movie", "Video", "Audio", "Timecode", "Text", "Sprite", "Captions", else "Unknown".
-    static std::string nameForType(std::optional<int> typeCode);
 
 private:
     const QTMovie& m_movie;

@@ -53,6 +53,8 @@ private:
         State state;
     };
 
+    QTMovie step(std::deque<Step>& from, std::deque<Step>& to, QTMovie present);
+
     std::deque<Step> m_undo;
     std::deque<Step> m_redo;
     State m_state = 0;
