@@ -96,6 +96,23 @@ namespace {
         return places;
     }
 
+    /// The movie file as it is after a write to it, with `header` alive.
+    Result<std::shared_ptr<const MovieFile>> presentFile(
+        StorageFile& file, const MovieFile& opened, const Bytes& header)
+    {
+        auto present = std::make_shared<MovieFile>(opened);
+        RW_TRY(present->state, file.state());
+        RW_TRY(present->layout, FileLayout::scan(file, present->path));
+        const auto& atoms = present->layout.atoms;
+        const auto live = std::find_if(
+            atoms.begin(), atoms.end(), [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
+        if (live == atoms.end())
+            return failure(MovieError::Code::Corrupt, opened.path, "the movie header cannot be found again");
+        present->headerIndex = static_cast<std::size_t>(live - atoms.begin());
+        present->header = header;
+        return present;
+    }
+
 } // namespace
 
 Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule volumes)
@@ -142,12 +159,13 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
 
     RW_TRY(const auto file, openForUpdate(*opened));
     InPlaceUpdate update {*file, opened->layout};
-    for (const auto spare : spares)
-        RW_CHECK(update.retire(spare));
-
     auto header = movie.m_header;
     auto headerBytes = opened->header;
-    if (movie.isChanged()) {
+    const auto write = [&]() -> Result<void> {
+        for (const auto spare : spares)
+            RW_CHECK(update.retire(spare));
+        if (!movie.isChanged())
+            return {};
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
             RW_TRY(const auto places, placeMedia(update, movie, waiting));
             RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
@@ -161,21 +179,20 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
             return failure(
                 MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
         headerBytes = header->toBytes();
-        RW_CHECK(update.replaceHeader(opened->headerAtom()->offset, headerBytes.span()));
+        return update.replaceHeader(opened->headerAtom()->offset, headerBytes.span());
+    };
+    if (const auto written = write(); !written) {
+        // What an update left half done is this movie's own doing: it can still be saved, in place or not.
+        for (const auto& live : {opened->header, headerBytes})
+            if (auto present = presentFile(*file, *opened, live))
+                if (holds(*file, (*present)->headerAtom()->offset, live.span()).value_or(false))
+                    movie.m_file = std::move(*present);
+        return tl::unexpected<MovieError>(written.error());
     }
-
-    auto saved = std::make_shared<MovieFile>(*opened);
-    RW_TRY(saved->state, file->state());
-    RW_TRY(saved->layout, FileLayout::scan(*file, saved->path));
-    const auto live = std::find_if(saved->layout.atoms.begin(), saved->layout.atoms.end(),
-        [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
-    RW_ASSERT(live != saved->layout.atoms.end());
-    saved->headerIndex = static_cast<std::size_t>(live - saved->layout.atoms.begin());
-    saved->header = headerBytes;
-    movie.m_file = saved;
+    RW_TRY(movie.m_file, presentFile(*file, *opened, headerBytes));
     movie.m_header = header;
     movie.m_savedHeader = header;
-    movie.m_sources->setOwn(saved);
+    movie.m_sources->setOwn(movie.m_file);
     if (options.progress)
         options.progress(1);
     return SaveReport {update.bytesWritten(), update.headerLeftTheFront()};
@@ -218,8 +235,10 @@ Result<SaveReport> MovieSaver::writeToFile(
             }
         }
         RW_CHECK(file->flush());
-        if (replaces || source)
-            RW_CHECK(storage->copyAttributes(replaces ? target : source->path, hidden));
+        // The source may have lost its name meanwhile; its bytes are still there.
+        const auto model = replaces ? target : source ? source->path : std::string {};
+        if (!model.empty() && storage->exists(model))
+            RW_CHECK(storage->copyAttributes(model, hidden));
         // The sources must have held still while they were copied.
         if (source)
             RW_CHECK(checkUnchanged(*source->file, *source));
