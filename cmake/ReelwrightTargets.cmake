@@ -17,10 +17,10 @@ if(REELWRIGHT_BUILD_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# reelwright_layer(NAME [FILES stems...] PUBLIC libs... PRIVATE libs...): the library of one layer: the sources of the
-# folder of that name, or those that the stems match.
+# reelwright_layer(NAME [FILES stems...] [EXCEPT regex] PUBLIC libs... PRIVATE libs...): the library of one layer: the sources of the
+# folder of that name, or those that the stems match, without those that the expression matches.
 function(reelwright_layer name)
-    cmake_parse_arguments(ARG "" "" "FILES;PUBLIC;PRIVATE" ${ARGN})
+    cmake_parse_arguments(ARG "" "EXCEPT" "FILES;PUBLIC;PRIVATE" ${ARGN})
     if(NOT ARG_FILES)
         set(ARG_FILES ${name}/*)
     endif()
@@ -29,6 +29,9 @@ function(reelwright_layer name)
         list(APPEND patterns ${PROJECT_SOURCE_DIR}/${stem}.cpp ${PROJECT_SOURCE_DIR}/${stem}.h)
     endforeach()
     file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+    if(ARG_EXCEPT)
+        list(FILTER sources EXCLUDE REGEX ${ARG_EXCEPT})
+    endif()
     add_library(reelwright_${name} STATIC ${sources})
     target_include_directories(reelwright_${name} PUBLIC ${PROJECT_SOURCE_DIR})
     target_link_libraries(reelwright_${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} reelwright_options)
