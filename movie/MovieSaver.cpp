@@ -8,10 +8,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 namespace reelwright {
 namespace {
+
+    /// Of the atom that new media are put into.
+    constexpr std::uint64_t kMediaHeaderSize = 8;
 
     tl::unexpected<MovieError> changedByOthers(const std::string& path)
     {
@@ -158,7 +162,12 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
 
     RW_TRY(const auto file, openForUpdate(*opened));
-    InPlaceUpdate update {*file, opened->layout};
+    // What the old header refers to counts too: a crash can leave that one alive.
+    QTMovie before = movie;
+    before.m_header = movie.m_savedHeader;
+    auto inUse = MediaOffsets::inFreeSpace(before);
+    std::ranges::copy(MediaOffsets::inFreeSpace(movie), std::back_inserter(inUse));
+    InPlaceUpdate update {*file, opened->layout, std::move(inUse)};
     auto header = movie.m_header;
     auto headerBytes = opened->header;
     const auto write = [&]() -> Result<void> {
@@ -166,8 +175,10 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
             RW_CHECK(update.retire(spare));
         if (!movie.isChanged())
             return {};
+        std::optional<std::uint64_t> newMedia;
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
             RW_TRY(const auto places, placeMedia(update, movie, waiting));
+            newMedia = places.front().second - kMediaHeaderSize;
             RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
                 const auto place = std::find_if(
                     places.begin(), places.end(), [&](const auto& p) { return p.first == offset; });
@@ -179,7 +190,11 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
             return failure(
                 MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
         headerBytes = header->toBytes();
-        return update.replaceHeader(opened->headerAtom()->offset, headerBytes.span());
+        auto replaced = update.replaceHeader(opened->headerAtom()->offset, headerBytes.span());
+        // Media that no header came to refer to are let go again.
+        if (!replaced && newMedia && !update.mayHaveReplacedHeader())
+            static_cast<void>(update.retire(*newMedia));
+        return replaced;
     };
     if (const auto written = write(); !written) {
         // What an update left half done is this movie's own doing: it can still be saved, in place or not.
