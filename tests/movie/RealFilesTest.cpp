@@ -90,10 +90,12 @@ namespace {
     {
         bool all = true;
         for (const auto& track : movie.tracks())
-            track.media().sampleTable().forEachChunk([&](std::uint32_t, const SampleTable::Chunk& chunk) {
-                all = chunk.offset + chunk.size <= movie.file()->layout.fileSize;
-                return all;
-            });
+            track.media().sampleTable().forEachChunk(
+                [&](std::uint32_t, const SampleTable::Chunk& chunk) {
+                    all = chunk.offset + chunk.size <= movie.file()->layout.fileSize;
+                    return all;
+                },
+                track.media().soundPacking(1));
         return all;
     }
 
