@@ -36,6 +36,15 @@ namespace {
         return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
     }
 
+    /// Rounded down, where a number that only the rounding of doubles keeps below a whole one counts as that:
+    /// at 24000/1001 every third frame would begin a unit too early, with the picture before it.
+    double roundedDown(double number)
+    {
+        constexpr double kNoise = 4 * std::numeric_limits<double>::epsilon();
+        const double nearest = std::round(number);
+        return std::abs(number - nearest) <= std::abs(nearest) * kNoise ? nearest : std::floor(number);
+    }
+
     bool isRate(double rate)
     {
         return std::isfinite(rate) && rate != 0;
@@ -145,7 +154,7 @@ QTTime KWQuickTime::qtTimeFromFrame(std::int32_t frame, std::int32_t timeScale, 
 {
     if (!isRate(frameRate))
         return {0, timeScale};
-    return {saturated<std::int64_t>(std::floor(frame / frameRate * timeScale)), timeScale};
+    return {saturated<std::int64_t>(roundedDown(frame / frameRate * timeScale)), timeScale};
 }
 
 QTTime KWQuickTime::qtTimeFromFrame(std::int32_t frame, const QTMovie& movie)
@@ -163,7 +172,7 @@ QTTime KWQuickTime::lastFrameTimeForMovie(const QTMovie& movie)
 std::int64_t KWQuickTime::frameLengthForMovie(const QTMovie& movie)
 {
     const auto rate = fpsForMovie(movie);
-    return isRate(rate) ? saturated<std::int64_t>(movie.duration().scale / rate) : 0;
+    return isRate(rate) ? saturated<std::int64_t>(roundedDown(movie.duration().scale / rate)) : 0;
 }
 
 std::string KWQuickTime::formattedQTTime(const QTTime& time, double fps)
