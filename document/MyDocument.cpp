@@ -291,12 +291,13 @@ bool MyDocument::isEdited() const
 void MyDocument::loadTracks(SelectionNotice notice)
 {
     const auto* selected = selectedTrack();
-    const auto id = selected ? std::optional(selected->trackID()) : std::nullopt;
+    const auto id = selected ? selected->trackID() : 0;
+    const bool followsTrack = selected != nullptr;
     m_trackList.rebuild();
-    if (id) {
+    if (followsTrack) {
         const auto isSame = [&](std::size_t row) {
             const auto* track = m_trackList.track(row);
-            return track && track->trackID() == *id;
+            return track && track->trackID() == id;
         };
         auto row = *m_selectedRow;
         if (!isSame(row))

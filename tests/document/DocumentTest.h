@@ -234,9 +234,10 @@ class DocumentTest : public testing::Test
 protected:
     struct Open
     {
-        explicit Open(DocumentTest& test)
+        explicit Open(DocumentTest& test, std::shared_ptr<Storage> volume = nullptr)
             : window(test.mainThread)
-            , document({test.mainThread, test.notifications, test.preferences, test.storage, test.files})
+            , document({test.mainThread, test.notifications, test.preferences,
+                  volume ? std::move(volume) : test.storage, test.files})
         {
         }
 

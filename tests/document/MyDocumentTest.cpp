@@ -424,6 +424,43 @@ namespace {
         EXPECT_EQ(film->document.oneFrameLength(), film->document.movie().timeScale() / 25);
     }
 
+    TEST_F(MyDocumentTest, EveryRealFileIsListedAndEditedAndUndone)
+    {
+        REELWRIGHT_NEEDS_CORPUS();
+        std::size_t opened = 0;
+        for (const auto* kind : {"movies", "bad", "audio"})
+            for (const auto& path : corpusFiles(kind)) {
+                SCOPED_TRACE(path);
+                Open clip {*this};
+                if (!clip.document.readFromURL(path))
+                    continue;
+                ++opened;
+                auto& document = clip.document;
+                document.windowControllerDidLoadNib(clip.window);
+                const auto before = document.movie().header().toBytes();
+                EXPECT_FALSE(document.loadMovieSettings().conformFrameRate.empty());
+                for (std::size_t row = 0; row < document.trackList().rowCount(); ++row) {
+                    document.selectRow(row);
+                    EXPECT_FALSE(document.trackList().title(row).empty());
+                    for (const auto column : {TrackColumn::TrackView, TrackColumn::In, TrackColumn::Duration,
+                             TrackColumn::Enabled})
+                        EXPECT_EQ(document.trackList().value(column, row).has_value(),
+                            row > 0 || column == TrackColumn::TrackView);
+                    EXPECT_FALSE(document.panelTabs().tabs.empty());
+                    document.incrementTrackByOneFrame();
+                    document.setColumnText(TrackColumn::Duration, row, "1.");
+                    document.setTrackEnabled(row, false);
+                }
+                document.updateTimecode();
+                document.changeTimecode();
+                document.movieSettingsRotateLeft();
+                while (document.history().canUndo())
+                    document.undo();
+                EXPECT_EQ(document.movie().header().toBytes(), before);
+            }
+        EXPECT_GT(opened, 0U);
+    }
+
     TEST_F(MyDocumentTest, TextBoxFollowsTheTracksBounds)
     {
         const auto opened = open(build({}));

@@ -565,9 +565,7 @@ namespace {
         for (std::size_t failing = 1;; ++failing) {
             const auto volume = std::make_shared<SimulatedStorage>();
             volume->put(path, clip);
-            Open opened {*this};
-            opened.document.~MyDocument();
-            new (&opened.document) MyDocument {{mainThread, notifications, preferences, volume, files}};
+            Open opened {*this, volume};
             ASSERT_TRUE(opened.document.readFromURL(path));
             opened.document.windowControllerDidLoadNib(opened.window);
             edit(opened.document);
@@ -612,6 +610,35 @@ namespace {
         EXPECT_TRUE(document.isEdited());
         saveAs(*opened, folder.file("mine.mov"));
         EXPECT_TRUE(isTurned(folder.file("mine.mov"), 1)) << "under another name nothing is lost";
+    }
+
+    TEST_F(SavingTest, AMovieWhoseFileWasRemovedCanBeSaved)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        std::filesystem::remove(path);
+        edit(opened->document);
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_THAT(opened->window.alerts, IsEmpty());
+    }
+
+    TEST_F(SavingTest, AFileThatIsNoMovieIsNotOverwrittenByOne)
+    {
+        using namespace std::string_literals;
+        const auto wave
+            = "RIFF\x2c\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x80\x3e\0\0\2\0\x10\0data\x08\0\0\0\1\2\3\4\5\6\7\x08"s;
+        const auto path = folder.file("sound.wav");
+        writeFile(path, Bytes::copyOf(wave).span());
+        const auto opened = open(path);
+        opened->document.movieSettingsAutoplayToggle(true);
+        EXPECT_FALSE(opened->document.saveDocument()) << "no name was chosen";
+        EXPECT_EQ(opened->window.suggestedPath, folder.file("sound.mov"));
+        opened->window.savePath = opened->window.suggestedPath;
+        save(*opened);
+        EXPECT_EQ(opened->document.displayName(), "sound.mov");
+        EXPECT_TRUE(read(folder.file("sound.mov")).userDataItem("play"_cc));
+        EXPECT_EQ(readFile(path), Bytes::copyOf(wave).toVector());
     }
 
     TEST_F(SavingTest, WrittenFilesCarryTypeAndCreator)
