@@ -155,6 +155,9 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
 {
     RW_CHECK(canUpdateMovieFile(movie, options.volumes));
     const auto opened = movie.file();
+    if (movie.isOutline())
+        return failure(
+            MovieError::Code::Refused, opened->path, "only the outline of the movie was read, not all of it");
     const auto spares = spareHeaders(*opened);
     if (!movie.isChanged() && spares.empty())
         return SaveReport {};
