@@ -58,8 +58,9 @@ namespace {
         if (counts && frame >= 0 && frame < kYear)
             require(timecodeMedia::frameNumber(record, definition) == frame,
                 "a frame's number comes back from its timecode");
-        TimecodeRecord any {input.number<std::uint8_t>() % 2 == 1, input.number<std::int64_t>(),
-            input.number<std::int64_t>(), input.number<std::int64_t>(), input.number<std::int64_t>()};
+        const bool negative = input.number<std::uint8_t>() % 2 == 1;
+        const auto positive = [&] { return input.number<std::int64_t>() & INT64_MAX; };
+        const TimecodeRecord any {negative, positive(), positive(), positive(), positive()};
         static_cast<void>(timecodeMedia::text(any, definition));
         static_cast<void>(timecodeMedia::frameNumber(any, definition));
     }
