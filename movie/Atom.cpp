@@ -177,7 +177,22 @@ Bytes Atom::toBytes() const
     ByteWriter out;
     out.reserve(static_cast<std::size_t>(size()));
     write(out);
-    return out.toBytes();
+    return Bytes::adopt(out.take());
+}
+
+bool Atom::writesSameAs(const Atom& other) const
+{
+    if (this == &other)
+        return true;
+    if (type != other.type)
+        return false;
+    if (sizeForm == other.sizeForm && isContainer == other.isContainer
+        && children.size() == other.children.size())
+        return head == other.head && tail == other.tail
+            && std::equal(children.begin(), children.end(), other.children.begin(),
+                [](const Cow<Atom>& a, const Cow<Atom>& b) { return a->writesSameAs(*b); });
+    // Cut up otherwise, as where a leaf was put for a container: only the bytes can tell.
+    return size() == other.size() && toBytes() == other.toBytes();
 }
 
 const Atom* Atom::find(FourCC childType) const

@@ -56,6 +56,8 @@ public:
     [[nodiscard]] std::uint64_t size() const;
     void write(ByteWriter& out) const;
     [[nodiscard]] Bytes toBytes() const;
+    /// Would both write the same bytes? Costs little for trees that share most of their atoms.
+    [[nodiscard]] bool writesSameAs(const Atom& other) const;
 
     /// The first child of that type, or null.
     [[nodiscard]] const Atom* find(FourCC childType) const;

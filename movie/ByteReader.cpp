@@ -4,14 +4,6 @@
 
 namespace reelwright {
 
-std::uint64_t readBigEndian(const std::byte* bytes, std::size_t width)
-{
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; ++i)
-        value = value << 8U | std::to_integer<std::uint64_t>(bytes[i]);
-    return value;
-}
-
 ByteSpan ByteReader::bytes(std::size_t count)
 {
     if (m_failed)

@@ -64,6 +64,23 @@ private:
 };
 
 /// The big-endian number of `width` (1 to 8) bytes at the start of `bytes`, which must hold them.
-std::uint64_t readBigEndian(const std::byte* bytes, std::size_t width);
+inline std::uint64_t readBigEndian(const std::byte* bytes, std::size_t width)
+{
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i)
+        value = value << 8U | std::to_integer<std::uint64_t>(bytes[i]);
+    return value;
+}
+
+/// The same for four and eight bytes, of which compilers make one load: tables have millions of them.
+inline std::uint32_t readBigEndian32(const std::byte* bytes)
+{
+    const auto byte = [&](std::size_t i) { return std::to_integer<std::uint32_t>(bytes[i]); };
+    return byte(0) << 24U | byte(1) << 16U | byte(2) << 8U | byte(3);
+}
+inline std::uint64_t readBigEndian64(const std::byte* bytes)
+{
+    return static_cast<std::uint64_t>(readBigEndian32(bytes)) << 32U | readBigEndian32(bytes + 4);
+}
 
 } // namespace reelwright

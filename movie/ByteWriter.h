@@ -3,6 +3,7 @@
 #include "movie/Bytes.h"
 #include "movie/FourCC.h"
 
+#include <array>
 #include <string_view>
 #include <vector>
 
@@ -42,9 +43,10 @@ public:
 private:
     ByteWriter& number(std::uint64_t value, unsigned width)
     {
-        for (unsigned i = width; i-- > 0;)
-            m_bytes.push_back(static_cast<std::byte>(value >> (8 * i) & 0xFFU));
-        return *this;
+        std::array<std::byte, 8> field {};
+        for (unsigned i = 0; i < width; ++i)
+            field[i] = static_cast<std::byte>(value >> (8 * (width - 1 - i)) & 0xFFU);
+        return bytes(std::span {field}.first(width));
     }
 
     std::vector<std::byte> m_bytes;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace reelwright {
@@ -27,6 +28,15 @@ public:
         });
     }
     static Bytes copyOf(std::string_view text) { return copyOf(std::as_bytes(std::span {text})); }
+    /// A buffer of its own that was somebody else's: nothing is copied.
+    static Bytes adopt(std::vector<std::byte> bytes)
+    {
+        auto owner = std::make_shared<const std::vector<std::byte>>(std::move(bytes));
+        Bytes result;
+        result.m_view = *owner;
+        result.m_owner = std::shared_ptr<const std::byte[]>(owner, owner->data());
+        return result;
+    }
     /// A buffer of `size` bytes that `fill(std::span<std::byte>)` writes before anybody sees it.
     template <class Fill> static Bytes make(std::size_t size, Fill&& fill)
     {

@@ -202,9 +202,10 @@ Bytes EditList::write() const
 
 std::uint64_t EditList::duration() const
 {
+    constexpr std::uint64_t kMost = kUnknownDuration - 1;
     std::uint64_t total = 0;
     for (const auto& edit : edits)
-        total = edit.duration > UINT64_MAX - total ? UINT64_MAX - 1 : total + edit.duration;
+        total = edit.duration > kMost - total ? kMost : total + edit.duration;
     return total;
 }
 

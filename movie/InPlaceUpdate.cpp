@@ -143,14 +143,15 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
     }
 
     // 2. Its inside, with the atom typed free.
-    ByteWriter inside;
-    inside.reserve(atom.size() + kHeaderSize);
-    if (gap.lead > 0)
-        inside.zeros(static_cast<std::size_t>(gap.lead - kHeaderSize)).bytes(atom.first(4)).fourCC("free"_cc);
-    inside.bytes(atom.subspan(kHeaderSize));
+    if (gap.lead > 0) {
+        ByteWriter lead;
+        lead.zeros(static_cast<std::size_t>(gap.lead - kHeaderSize)).bytes(atom.first(4)).fourCC("free"_cc);
+        RW_CHECK(write(gap.offset + kHeaderSize, lead.span()));
+    }
+    RW_CHECK(write(at + kHeaderSize, atom.subspan(kHeaderSize)));
     if (rest > 0)
-        inside.u32(static_cast<std::uint32_t>(rest)).fourCC("free"_cc);
-    RW_CHECK(write(gap.offset + kHeaderSize, inside.span()));
+        RW_CHECK(write(
+            at + atom.size(), ByteWriter {}.u32(static_cast<std::uint32_t>(rest)).fourCC("free"_cc).span()));
     RW_CHECK(m_file.flush());
 
     // 3. The cover shrinks to its first atom; 4. the type makes the new one live.

@@ -21,6 +21,17 @@ namespace {
         return track.media().sampleTable();
     }
 
+    /// Are media in memory among what the table refers to? Looks at the offsets only.
+    bool refersToMemory(const SampleTable& table)
+    {
+        if (!table.hasWideOffsets()) // offsets of media in memory need 64 bits
+            return false;
+        for (std::uint32_t chunk = 1; chunk <= table.chunkCount(); ++chunk)
+            if (table.chunkOffset(chunk) >= MediaSources::kMemoryBase)
+                return true;
+        return false;
+    }
+
     void forEachChunkOf(
         const QTTrack& track, const std::function<bool(std::uint32_t, const SampleTable::Chunk&)>& visit)
     {
@@ -240,7 +251,7 @@ std::vector<MediaExtent> MediaOffsets::memoryExtents(const QTMovie& movie)
 {
     std::vector<MediaExtent> extents;
     for (const auto& track : movie.tracks())
-        if (tableOf(track).hasWideOffsets()) // media in memory have offsets that need 64 bits
+        if (refersToMemory(tableOf(track)))
             forEachChunkOf(track, [&](std::uint32_t, const SampleTable::Chunk& chunk) {
                 if (chunk.offset >= MediaSources::kMemoryBase)
                     extents.push_back({MediaExtent::kMemorySource, chunk.offset, chunk.size, 0});
@@ -255,9 +266,8 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     const EditableScope scope {copy};
     for (const auto& track : copy.tracks()) {
         const auto table = tableOf(track);
-        if (!table.hasWideOffsets())
+        if (!refersToMemory(table))
             continue;
-        bool any = false;
         std::vector<std::uint64_t> offsets;
         for (std::uint32_t chunk = 1; chunk <= table.chunkCount(); ++chunk) {
             auto offset = table.chunkOffset(chunk);
@@ -267,12 +277,10 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
                     return failure(MovieError::Code::Corrupt, movie.fileName(),
                         "media in memory have no place in the file");
                 offset = *target;
-                any = true;
             }
             offsets.push_back(offset);
         }
-        if (any)
-            setChunkOffsets(*track.editAtom()->edit({"mdia"_cc, "minf"_cc, "stbl"_cc}), offsets);
+        setChunkOffsets(*track.editAtom()->edit({"mdia"_cc, "minf"_cc, "stbl"_cc}), offsets);
     }
     return Cow<Atom>(copy.header());
 }

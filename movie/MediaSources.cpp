@@ -37,7 +37,12 @@ Result<Bytes> MediaSources::read(const DataReference& reference, std::uint64_t o
         return bytes;
     }
     RW_TRY(const auto file, open(reference));
-    return readExactly(*file, offset, size, reference.isSelf ? m_own->path : reference.name);
+    auto path = reference.name;
+    if (reference.isSelf) {
+        const std::lock_guard lock {m_mutex}; // a save may give the movie another file meanwhile
+        path = m_own->path;
+    }
+    return readExactly(*file, offset, size, path);
 }
 
 std::uint64_t MediaSources::addMemory(Bytes media)

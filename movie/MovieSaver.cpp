@@ -7,6 +7,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
+#include <vector>
 
 namespace reelwright {
 namespace {
@@ -26,6 +28,21 @@ namespace {
         return {};
     }
 
+    /// Does the file have those bytes at `offset`?
+    Result<bool> holds(StorageFile& file, std::uint64_t offset, ByteSpan bytes)
+    {
+        std::vector<std::byte> window(std::min<std::size_t>(bytes.size(), 256 << 10U));
+        while (!bytes.empty()) {
+            const auto part = std::span {window}.first(std::min(window.size(), bytes.size()));
+            RW_TRY(const auto count, file.readAt(offset, part));
+            if (count < part.size() || std::memcmp(part.data(), bytes.data(), count) != 0)
+                return false;
+            bytes = bytes.subspan(count);
+            offset += count;
+        }
+        return true;
+    }
+
     /// The same by its name: a file renamed over it is another one.
     Result<std::shared_ptr<StorageFile>> openForUpdate(const MovieFile& opened)
     {
@@ -33,9 +50,8 @@ namespace {
         RW_CHECK(file->lock());
         RW_CHECK(checkUnchanged(*file, opened));
         // Times can be set back; the header's own bytes cannot lie.
-        const auto* atom = opened.headerAtom();
-        RW_TRY(const auto bytes, readExactly(*file, atom->offset, atom->size, opened.path));
-        if (!(bytes == opened.header))
+        RW_TRY(const bool same, holds(*file, opened.headerAtom()->offset, opened.header.span()));
+        if (!same)
             return changedByOthers(opened.path);
         return file;
     }
@@ -130,6 +146,7 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         RW_CHECK(update.retire(spare));
 
     auto header = movie.m_header;
+    auto headerBytes = opened->header;
     if (movie.isChanged()) {
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
             RW_TRY(const auto places, placeMedia(update, movie, waiting));
@@ -143,7 +160,8 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         if (header->size() > MovieFile::kMaxHeaderSize)
             return failure(
                 MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
-        RW_CHECK(update.replaceHeader(opened->headerAtom()->offset, header->toBytes().span()));
+        headerBytes = header->toBytes();
+        RW_CHECK(update.replaceHeader(opened->headerAtom()->offset, headerBytes.span()));
     }
 
     auto saved = std::make_shared<MovieFile>(*opened);
@@ -153,7 +171,7 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
     RW_ASSERT(live != saved->layout.atoms.end());
     saved->headerIndex = static_cast<std::size_t>(live - saved->layout.atoms.begin());
-    RW_TRY(saved->header, readExactly(*file, live->offset, live->size, saved->path));
+    saved->header = headerBytes;
     movie.m_file = saved;
     movie.m_header = header;
     movie.m_savedHeader = header;

@@ -176,7 +176,7 @@ namespace {
     Atom apertureAtom(FourCC type, Pixels size)
     {
         const auto fixed = [](double pixels) {
-            return static_cast<std::uint32_t>(std::clamp(pixels, 0.0, 65535.0) * 65536.0);
+            return static_cast<std::uint32_t>(std::lround(std::clamp(pixels, 0.0, 65535.0) * 65536.0));
         };
         ByteWriter out;
         out.u32(0).u32(fixed(size.width)).u32(fixed(size.height));
@@ -313,8 +313,7 @@ Atom& QTMovie::editHeader()
 
 bool QTMovie::isChanged() const
 {
-    // Copies of one node are alike without looking; after edits that were undone by hand the bytes decide.
-    return &*m_header != &*m_savedHeader && !(m_header->toBytes() == m_savedHeader->toBytes());
+    return !m_header->writesSameAs(*m_savedHeader);
 }
 
 void QTMovie::adoptSave(const QTMovie& before, const QTMovie& saved)
@@ -532,7 +531,7 @@ Result<void> QTMovie::generateApertureModeDimensions()
             continue;
         auto* trak = track.editAtom();
         if (const auto* old = trak->find("tapt"_cc)) {
-            if (old->toBytes() == tapt->toBytes())
+            if (old->writesSameAs(*tapt))
                 continue;
             trak->remove("tapt"_cc);
         }

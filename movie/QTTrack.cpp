@@ -31,25 +31,38 @@ namespace {
         return behind <= 0 ? 0 : behind > INT64_MAX ? INT64_MAX : static_cast<std::uint64_t>(behind);
     }
 
-    /// Total duration of the empty edits that the list begins with.
-    std::uint64_t leadingGap(const EditList& list)
+    /// The first edit behind the empty ones that the list begins with.
+    template <class Edits> auto contentOf(Edits& edits)
     {
-        std::uint64_t gap = 0;
-        for (const auto& edit : list.edits) {
-            if (!edit.isEmpty())
-                break;
-            gap += edit.duration;
-        }
-        return gap;
+        return std::find_if(edits.begin(), edits.end(), [](const auto& edit) { return !edit.isEmpty(); });
+    }
+
+    /// Sum of durations, saturating.
+    template <class Edit> std::uint64_t durationOf(Edit first, Edit last)
+    {
+        std::uint64_t total = 0;
+        for (; first != last; ++first)
+            total = first->duration > UINT64_MAX - total ? UINT64_MAX : total + first->duration;
+        return total;
     }
 
     void setStart(EditList& list, std::uint64_t start)
     {
-        const auto first = std::find_if(
-            list.edits.begin(), list.edits.end(), [](const auto& edit) { return !edit.isEmpty(); });
-        list.edits.erase(list.edits.begin(), first);
+        list.edits.erase(list.edits.begin(), contentOf(list.edits));
         if (start > 0)
             list.edits.insert(list.edits.begin(), EditList::Edit {start, -1, 1 << 16});
+    }
+
+    /// Leaves `duration` behind the leading gap, which is less than there is. The first edit there stays,
+    /// with a length of 0 if need be: it remembers its place in the media, should the track become longer
+    /// again.
+    void shorten(EditList& list, std::uint64_t duration)
+    {
+        auto last = contentOf(list.edits);
+        for (; last->duration < duration; ++last)
+            duration -= last->duration;
+        last->duration = duration;
+        list.edits.erase(last + 1, list.edits.end());
     }
 
 } // namespace
@@ -98,9 +111,10 @@ Result<void> QTTrack::setHeader(const TrackHeader& header) const
     auto* trak = editAtom();
     if (!trak)
         return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
-    if (!trak->find("tkhd"_cc))
-        return failure(
-            MovieError::Code::Corrupt, "moov/trak", "the track has no header (tkhd)", trak->sourceOffset);
+    const auto* present = trak->find("tkhd"_cc);
+    if (!present || !TrackHeader::parse(present->head)) // what cannot be read is not written over
+        return failure(MovieError::Code::Corrupt, "moov/trak",
+            "the track has no header (tkhd) that can be read", trak->sourceOffset);
     trak->setLeaf("tkhd"_cc, header.write());
     return {};
 }
@@ -131,7 +145,7 @@ Result<void> QTTrack::setEnabled(bool enabled) const
 std::uint64_t QTTrack::implicitDuration() const
 {
     const auto own = header().duration;
-    if (own != kUnknownDuration && own <= INT64_MAX)
+    if (own != 0 && own <= INT64_MAX) // some writers leave it at 0
         return own;
     const auto scaled = atScale(media().duration(), timeScale());
     return static_cast<std::uint64_t>(std::max<std::int64_t>(scaled.value, 0));
@@ -173,63 +187,57 @@ Result<void> QTTrack::setEditList(const EditList& list) const
 QTTimeRange QTTrack::range() const
 {
     const auto scale = timeScale();
-    const auto list = editList();
-    // A list that cannot be understood leaves the track header's word.
-    const auto total = list ? list->duration() : implicitDuration();
-    const auto gap = list ? leadingGap(*list) : 0;
-    const auto clamp = [](std::uint64_t value) {
-        return static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX));
+    const auto time = [&](std::uint64_t value) {
+        return QTTime {static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX)), scale};
     };
-    return {{clamp(gap), scale}, {clamp(total - std::min(gap, total)), scale}};
+    const auto list = editList();
+    if (!list) // a list that cannot be understood leaves the track header's word
+        return {time(0), time(implicitDuration())};
+    const auto& edits = list->edits;
+    const auto content = contentOf(edits);
+    return {time(durationOf(edits.begin(), content)), time(durationOf(content, edits.end()))};
 }
 
 Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
 {
+    if (!m_movie->isEditable())
+        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
     const auto scale = timeScale();
+    if (scale == 0)
+        return failure(MovieError::Code::Refused, "moov/mvhd", "the movie has no time scale");
     const auto units = [&](const QTTime& time) {
         return static_cast<std::uint64_t>(std::max<std::int64_t>(atScale(time, scale).value, 0));
     };
     const auto start = units(wanted.time);
     const auto duration = units(wanted.duration);
-    if (!m_movie->isEditable())
-        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
     RW_TRY(auto list, editList());
-    const auto before = list.edits;
-    const auto gap = leadingGap(list);
-    const auto present = list.duration() - gap;
+    auto& edits = list.edits;
+    const auto before = edits;
+    const auto gap = durationOf(edits.begin(), contentOf(edits));
+    const auto present = durationOf(contentOf(edits), edits.end());
 
     if (duration < present) {
-        auto surplus = present - duration;
-        while (surplus > 0) {
-            auto& last = list.edits.back();
-            const auto cut = std::min(surplus, last.duration);
-            last.duration -= cut;
-            surplus -= cut;
-            if (last.duration == 0)
-                list.edits.pop_back();
-        }
-    } else if (duration > present) {
-        auto missing = duration - present;
+        shorten(list, duration);
+    } else if (auto missing = duration - present; missing > 0) {
         // A track that shows only gaps starts over with its media; where it has none, an edit of no length
         // tells the gap that is its duration from the gap in front of it.
-        if (std::all_of(
-                list.edits.begin(), list.edits.end(), [](const auto& edit) { return edit.isEmpty(); }))
-            list.edits.push_back({0, 0, 1 << 16});
+        if (contentOf(edits) == edits.end())
+            edits.push_back({0, 0, 1 << 16});
         const auto mediaDuration = media().duration();
-        const auto available = extensible(list.edits.back(),
+        const auto available = extensible(edits.back(),
             static_cast<std::uint64_t>(std::max<std::int64_t>(mediaDuration.value, 0)), mediaDuration.scale,
             scale);
         const auto extension = std::min(missing, available);
-        list.edits.back().duration += extension;
+        edits.back().duration += extension;
         missing -= extension;
         if (missing > 0)
-            list.edits.push_back({missing, -1, 1 << 16});
+            edits.push_back({missing, -1, 1 << 16});
     }
     if (start != gap)
         setStart(list, start);
-    if (list.edits.empty()) // a track that shows nothing still needs an edit to say so
-        list.edits.push_back({0, -1, 1 << 16});
-    if (list.edits == before)
+    if (edits.empty()) // a track that shows nothing still needs an edit to say so
+        edits.push_back({0, -1, 1 << 16});
+    if (edits == before)
         return {};
     return setEditList(list);
 }

@@ -48,8 +48,11 @@ public:
     ///     | A | B |       start +2     |  |  | A | B |
     ///     | A | B |       shorter      | A | B'|
     ///     | A | B |       longer       | A | B+media |gap|
+    ///     |gap| A | B |   to nothing   |gap|A'          A' has no length, but keeps its place in the media
+    ///     |gap|           longer       |gap|.|gap|      . is such an edit; it keeps the two apart
     ///
-    /// Errors: Refused when the movie is not editable or the edit list cannot be understood.
+    /// Errors: Refused when the movie is not editable or has no time scale; those of `editList`; Corrupt when
+    /// the track header cannot be read. The track is then as it was.
     Result<void> setRange(const QTTimeRange& range) const;
 
     /// The edit list; one edit over the whole media where the track has none. Errors: those of

@@ -11,7 +11,7 @@ namespace {
 
     std::uint32_t number32(const Bytes& bytes, std::size_t offset)
     {
-        return static_cast<std::uint32_t>(readBigEndian(bytes.span().data() + offset, 4));
+        return readBigEndian32(bytes.span().data() + offset);
     }
 
     /// Entries of a table: a 32-bit count at `countAt`, then `count` entries of `size` bytes; cut to what the
@@ -72,6 +72,8 @@ std::uint32_t SampleTable::sampleSize(std::uint32_t sample) const
         return m_uniformSize;
     const std::size_t index = sample - 1;
     const auto* bytes = m_sizes.span().data();
+    if (m_sizeBits == 32)
+        return readBigEndian32(bytes + index * 4);
     if (m_sizeBits >= 8)
         return static_cast<std::uint32_t>(readBigEndian(bytes + index * (m_sizeBits / 8), m_sizeBits / 8));
     const auto pair = std::to_integer<std::uint32_t>(bytes[index / 2]);
@@ -97,8 +99,9 @@ std::uint32_t SampleTable::chunkCount() const
 std::uint64_t SampleTable::chunkOffset(std::uint32_t chunk) const
 {
     RW_ASSERT(chunk >= 1 && chunk <= chunkCount());
-    const std::size_t width = m_wideOffsets ? 8 : 4;
-    return readBigEndian(m_chunkOffsets.span().data() + (chunk - 1) * width, width);
+    const auto* bytes = m_chunkOffsets.span().data();
+    const std::size_t index = chunk - 1;
+    return m_wideOffsets ? readBigEndian64(bytes + index * 8) : readBigEndian32(bytes + index * 4);
 }
 
 std::uint64_t SampleTable::duration() const
@@ -124,22 +127,23 @@ std::uint32_t SampleTable::firstDuration() const
 std::optional<SampleTable::TimedSample> SampleTable::sampleAt(std::uint64_t mediaTime) const
 {
     std::uint64_t start = 0;
-    std::uint64_t sample = 1;
+    std::uint64_t before = 0; // samples of the rows before
     std::optional<TimedSample> last;
-    for (std::size_t i = 0; i < timeRunCount(); ++i) {
+    for (std::size_t i = 0; i < timeRunCount() && before < m_sampleCount; ++i) {
         const auto run = timeRun(i);
         if (run.count == 0)
             continue;
-        const auto length = static_cast<std::uint64_t>(run.count) * run.duration;
-        const auto inRun = mediaTime - start < length ? (mediaTime - start) / run.duration : run.count - 1;
-        const auto number = sample + inRun;
-        if (number > UINT32_MAX)
-            break;
-        last = TimedSample {static_cast<std::uint32_t>(number), start + inRun * run.duration, run.duration};
-        if (mediaTime - start < length)
+        // Rows may tell of more samples than there are.
+        const auto count = std::min<std::uint64_t>(run.count, m_sampleCount - before);
+        const auto length = count * run.duration;
+        const bool holds = mediaTime - start < length;
+        const auto inRun = holds ? (mediaTime - start) / run.duration : count - 1;
+        last = TimedSample {
+            static_cast<std::uint32_t>(before + inRun + 1), start + inRun * run.duration, run.duration};
+        if (holds)
             break;
         start += length;
-        sample += run.count;
+        before += count;
     }
     return last;
 }
@@ -158,34 +162,53 @@ std::uint64_t SampleTable::bytesOf(std::uint32_t firstSample, std::uint32_t coun
     if (m_uniformSize != 0)
         return plain;
     std::uint64_t total = 0;
+    if (m_sizeBits == 32) {
+        const auto sizes
+            = m_sizes.span().subspan((firstSample - std::size_t {1}) * 4, std::size_t {count} * 4);
+        for (std::size_t i = 0; i < sizes.size(); i += 4)
+            total += readBigEndian32(sizes.data() + i);
+        return total;
+    }
     for (std::uint32_t i = 0; i < count; ++i)
         total += sampleSize(firstSample + i);
     return total;
 }
 
+template <class Visit> void SampleTable::forEachRun(Visit visit) const
+{
+    std::uint64_t left = 1; // the first chunk that the rows before have left
+    for (std::size_t row = 0; row < chunkRunCount(); ++row) {
+        const auto run = chunkRun(row);
+        std::uint64_t end = chunkCount() + 1ULL;
+        if (row + 1 < chunkRunCount())
+            end = std::min<std::uint64_t>(end, chunkRun(row + 1).firstChunk);
+        const auto begin = std::max<std::uint64_t>(left, run.firstChunk);
+        if (begin >= end)
+            continue;
+        if (!visit(run, begin, end))
+            return;
+        left = end;
+    }
+}
+
 void SampleTable::forEachChunk(
     const std::function<bool(std::uint32_t, const Chunk&)>& visit, SoundPacking packing) const
 {
-    const auto chunks = chunkCount();
     std::uint64_t sample = 1;
-    std::size_t row = 0;
-    for (std::uint32_t number = 1; number <= chunks && sample <= m_sampleCount; ++number) {
-        while (row + 1 < chunkRunCount() && chunkRun(row + 1).firstChunk <= number)
-            ++row;
-        if (row >= chunkRunCount())
-            return;
-        const auto run = chunkRun(row);
-        if (run.firstChunk > number)
-            continue; // chunks before the first row hold nothing
-        const auto count = static_cast<std::uint32_t>(
-            std::min<std::uint64_t>(run.samplesPerChunk, m_sampleCount - sample + 1));
-        const auto first = static_cast<std::uint32_t>(sample);
-        const Chunk chunk {
-            chunkOffset(number), bytesOf(first, count, packing), first, count, run.description};
-        if (!visit(number, chunk))
-            return;
-        sample += count;
-    }
+    forEachRun([&](const ChunkRun& run, std::uint64_t begin, std::uint64_t end) {
+        for (auto number = begin; number < end && sample <= m_sampleCount; ++number) {
+            const auto chunkNumber = static_cast<std::uint32_t>(number);
+            const auto count = static_cast<std::uint32_t>(
+                std::min<std::uint64_t>(run.samplesPerChunk, m_sampleCount - sample + 1));
+            const auto first = static_cast<std::uint32_t>(sample);
+            const Chunk chunk {
+                chunkOffset(chunkNumber), bytesOf(first, count, packing), first, count, run.description};
+            if (!visit(chunkNumber, chunk))
+                return false;
+            sample += count;
+        }
+        return sample <= m_sampleCount;
+    });
 }
 
 std::optional<SampleTable::Chunk> SampleTable::locate(std::uint32_t sample, SoundPacking packing) const
@@ -193,29 +216,25 @@ std::optional<SampleTable::Chunk> SampleTable::locate(std::uint32_t sample, Soun
     if (sample == 0 || sample > m_sampleCount)
         return std::nullopt;
     // Row by row to the chunk that holds it: no walk over all chunks.
+    std::optional<Chunk> found;
     std::uint64_t first = 1;
-    for (std::size_t row = 0; row < chunkRunCount(); ++row) {
-        const auto run = chunkRun(row);
-        const std::uint64_t end
-            = row + 1 < chunkRunCount() ? chunkRun(row + 1).firstChunk : chunkCount() + 1ULL;
-        if (run.firstChunk == 0 || end <= run.firstChunk || run.samplesPerChunk == 0)
-            continue;
-        const auto samples = (end - run.firstChunk) * run.samplesPerChunk;
+    forEachRun([&](const ChunkRun& run, std::uint64_t begin, std::uint64_t end) {
+        const auto samples = (end - begin) * run.samplesPerChunk;
         if (sample >= first + samples) {
             first += samples;
-            continue;
+            return true;
         }
-        const auto inRow = (sample - first) / run.samplesPerChunk;
-        const auto chunk = run.firstChunk + inRow;
-        if (chunk > chunkCount())
-            return std::nullopt;
-        const auto firstInChunk = static_cast<std::uint32_t>(first + inRow * run.samplesPerChunk);
-        const auto offset = chunkOffset(static_cast<std::uint32_t>(chunk))
-            + bytesOf(firstInChunk, sample - firstInChunk, packing);
-        const auto size = packing.frames != 0 ? bytesOf(sample, 1, packing) : sampleSize(sample);
-        return Chunk {offset, size, sample, 1, run.description};
-    }
-    return std::nullopt;
+        const auto inRun = (sample - first) / run.samplesPerChunk;
+        const auto firstInChunk = static_cast<std::uint32_t>(first + inRun * run.samplesPerChunk);
+        auto before = sample - firstInChunk;
+        if (m_uniformSize != 0 && packing.frames != 0)
+            before -= before % packing.frames; // a sample lies where its packet begins
+        const auto offset
+            = chunkOffset(static_cast<std::uint32_t>(begin + inRun)) + bytesOf(firstInChunk, before, packing);
+        found = Chunk {offset, bytesOf(sample, 1, packing), sample, 1, run.description};
+        return false;
+    });
+    return found;
 }
 
 } // namespace reelwright

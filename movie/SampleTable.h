@@ -89,6 +89,9 @@ public:
         SoundPacking packing = {}) const;
 
 private:
+    /// Calls `visit(run, begin, end)` for the chunks [begin, end) of each row that has any, in order, until
+    /// it answers false. Rows out of order hold what the rows before have left.
+    template <class Visit> void forEachRun(Visit visit) const;
     [[nodiscard]] std::uint64_t bytesOf(
         std::uint32_t firstSample, std::uint32_t count, SoundPacking packing) const;
 

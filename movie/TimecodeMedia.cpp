@@ -4,26 +4,52 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace reelwright::timecodeMedia {
 namespace {
 
+    __extension__ using Wide = __int128;
+
     constexpr std::int64_t kMinutesPerDay = 24 * 60;
+
+    /// Frame labels a second. Some cameras write the number of frames of an NTSC rate rounded down (29 for
+    /// 30000/1001) and count as if it were right.
+    std::int64_t labelsPerSecond(const TimecodeDefinition& definition)
+    {
+        const std::int64_t nominal = definition.numberOfFrames + 1;
+        const bool roundedDown = definition.frameDuration != 0
+            && std::int64_t {definition.timeScale} * 1001 == nominal * 1000 * definition.frameDuration;
+        return roundedDown ? nominal : definition.numberOfFrames;
+    }
 
     /// Frame labels that drop frame leaves out each minute but each tenth; 0 for definitions that leave out
     /// none.
     std::int64_t droppedPerMinute(const TimecodeDefinition& definition)
     {
-        const bool drops = (definition.flags & TimecodeDefinition::kDropFrame) != 0
-            && definition.numberOfFrames != 0 && definition.numberOfFrames % 30 == 0;
-        return drops ? definition.numberOfFrames / 15 : 0;
+        const auto rate = labelsPerSecond(definition);
+        const bool drops
+            = (definition.flags & TimecodeDefinition::kDropFrame) != 0 && rate != 0 && rate % 30 == 0;
+        return drops ? rate / 15 : 0;
     }
 
     std::int64_t framesPerDay(const TimecodeDefinition& definition)
     {
         const std::int64_t dropped = droppedPerMinute(definition) * (kMinutesPerDay - kMinutesPerDay / 10);
-        return std::int64_t {definition.numberOfFrames} * 60 * kMinutesPerDay - dropped;
+        return labelsPerSecond(definition) * 60 * kMinutesPerDay - dropped;
+    }
+
+    /// Without its sign, and not so large that counting the left-out labels back in could overflow.
+    std::int64_t magnitude(std::int64_t number)
+    {
+        constexpr std::int64_t kMost = INT64_MAX / 2;
+        return std::abs(std::clamp(number, -kMost, kMost));
+    }
+
+    std::int64_t saturated(Wide number)
+    {
+        return static_cast<std::int64_t>(std::clamp<Wide>(number, INT64_MIN, INT64_MAX));
     }
 
 } // namespace
@@ -31,26 +57,26 @@ namespace {
 TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition)
 {
     if ((definition.flags & TimecodeDefinition::kCounter) != 0 || definition.numberOfFrames == 0)
-        return {frame < 0, 0, 0, 0, std::abs(frame)};
+        return {frame < 0, 0, 0, 0, magnitude(frame)};
     const bool mayBeNegative = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
     const auto day = framesPerDay(definition);
     if ((definition.flags & TimecodeDefinition::k24HourMax) != 0)
         frame %= day;
     if (frame < 0 && !mayBeNegative)
-        frame = frame % day + day; // before midnight
+        frame = (frame % day + day) % day; // before midnight
     const bool negative = frame < 0;
-    auto number = negative ? -frame : frame;
+    auto number = magnitude(frame);
+    const auto rate = labelsPerSecond(definition);
     if (const auto dropped = droppedPerMinute(definition); dropped != 0) {
         // Count the left-out labels back in: nine times `dropped` in each ten minutes, then once for each
         // further minute that has begun, of which the first loses none.
-        const std::int64_t tenMinutes = std::int64_t {definition.numberOfFrames} * 600 - 9 * dropped;
-        const std::int64_t minute = std::int64_t {definition.numberOfFrames} * 60 - dropped;
+        const std::int64_t tenMinutes = rate * 600 - 9 * dropped;
+        const std::int64_t minute = rate * 60 - dropped;
         const auto inTen = number % tenMinutes;
         number += number / tenMinutes * 9 * dropped;
         if (inTen >= minute + dropped)
             number += (inTen - dropped) / minute * dropped;
     }
-    const std::int64_t rate = definition.numberOfFrames;
     return {negative, number / rate / 3600, number / rate / 60 % 60, number / rate % 60, number % rate};
 }
 
@@ -63,7 +89,7 @@ std::int64_t frameNumber(const TimecodeRecord& record, const TimecodeDefinition&
     auto frames = record.frames;
     if (dropped != 0 && record.seconds == 0 && frames < dropped && record.minutes % 10 != 0)
         frames = dropped;
-    const auto number = (minutes * 60 + record.seconds) * definition.numberOfFrames + frames
+    const auto number = (minutes * 60 + record.seconds) * labelsPerSecond(definition) + frames
         - dropped * (minutes - minutes / 10);
     return record.negative ? -number : number;
 }
@@ -109,14 +135,13 @@ Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)
     const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
     const std::int64_t first
         = isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
-    const auto elapsed = mediaTime - static_cast<std::int64_t>(sample->start);
+    const auto elapsed = static_cast<Wide>(mediaTime) - sample->start;
     // Media units to units of the definition, then to whole frames.
-    __extension__ using Wide = __int128;
     const Wide divisor = static_cast<Wide>(media.timeScale()) * definition.frameDuration;
-    Wide frames = divisor == 0 ? 0 : static_cast<Wide>(elapsed) * definition.timeScale / divisor;
-    if (frames * divisor > static_cast<Wide>(elapsed) * definition.timeScale)
+    Wide frames = divisor == 0 ? 0 : elapsed * definition.timeScale / divisor;
+    if (frames * divisor > elapsed * definition.timeScale)
         --frames; // before the first sample: the frame that has begun
-    reading.frame = first + static_cast<std::int64_t>(frames);
+    reading.frame = saturated(first + frames);
     reading.text = label(reading.frame, definition);
     return reading;
 }

@@ -73,11 +73,16 @@ namespace userData {
     void removeItem(Atom& parent, FourCC type, std::size_t index)
     {
         const auto* present = parent.find("udta"_cc);
-        if (!present || findItem(present->children, type, index) == present->children.end())
+        if (!present)
             return;
+        const auto place = findItem(present->children, type, index);
+        if (place == present->children.end())
+            return;
+        // An empty list that a file had gets back what it was; one that an item made goes with the item.
+        const bool wasEmpty = present->sourceOffset != 0 && (*place)->sourceOffset == 0;
         auto& list = *parent.edit("udta"_cc);
         list.children.erase(findItem(list.children, type, index));
-        if (list.children.empty() && list.tail.size() <= 4)
+        if (list.children.empty() && list.tail.size() <= 4 && !wasEmpty)
             parent.remove("udta"_cc);
     }
 

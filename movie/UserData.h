@@ -16,7 +16,8 @@ namespace userData {
     std::optional<Bytes> item(const Atom& parent, FourCC type, std::size_t index = 1);
     /// Replaces the item, or appends it (making the list) when there are fewer than `index`.
     void setItem(Atom& parent, FourCC type, Bytes payload, std::size_t index = 1);
-    /// Removes the item, and the list when it becomes empty by that. Nothing happens when there is none.
+    /// Removes the item, and the list when it becomes empty by that; a list that was read from a file and has
+    /// only had items that were added since stays. Nothing happens when there is none.
     void removeItem(Atom& parent, FourCC type, std::size_t index = 1);
 
     /// One text of an international text item (types that begin with the copyright sign).

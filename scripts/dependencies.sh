@@ -17,7 +17,7 @@ packages_for()
         echo ffmpeg ;;
     test) # the test library, and other programs that judge the files that were saved
         echo libgtest-dev libgmock-dev ffmpeg libimage-exiftool-perl mediainfo python3 attr ;;
-    bench) echo libbenchmark-dev ffmpeg ;;
+    bench) echo libbenchmark-dev ffmpeg libimage-exiftool-perl mediainfo python3 time valgrind ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     lint) echo clang-format clang-tidy shellcheck ;;
     *) return 1 ;;

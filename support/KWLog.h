@@ -65,6 +65,7 @@ public:
 
     KWLog(const KWLog&) = delete;
     KWLog& operator=(const KWLog&) = delete;
+    ~KWLog() = delete;
 
 private:
     enum class Waiting { Never, ForShortMessages };
@@ -77,7 +78,6 @@ private:
     class Implementation;
 
     KWLog();
-    ~KWLog() = delete;
 
     /// Asked before a message is formatted: with the log off a call costs this and nothing else.
     static bool isWanted()

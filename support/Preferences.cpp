@@ -314,7 +314,7 @@ std::error_code Preferences::remove(const std::string& key)
     return change(key, std::nullopt);
 }
 
-std::error_code Preferences::change(const std::string& key, std::optional<PreferenceValue> value)
+std::error_code Preferences::change(const std::string& key, const std::optional<PreferenceValue>& value)
 {
     const std::lock_guard lock(m_mutex);
     const auto folder = std::filesystem::path(m_path).parent_path();

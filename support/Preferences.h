@@ -55,7 +55,7 @@ private:
     class Store;
 
     void loadIfNeeded() const;
-    std::error_code change(const std::string& key, std::optional<PreferenceValue> value);
+    std::error_code change(const std::string& key, const std::optional<PreferenceValue>& value);
 
     const std::string m_path;
     mutable std::mutex m_mutex;

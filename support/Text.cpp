@@ -1,6 +1,9 @@
 #include "support/Text.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 
 namespace reelwright {
 namespace {
@@ -52,6 +55,35 @@ std::string_view trimmed(std::string_view text)
     while (const auto length = spaceAtEnd(text))
         text.remove_suffix(length);
     return text;
+}
+
+std::vector<std::string_view> split(std::string_view text, std::string_view separators)
+{
+    std::vector<std::string_view> parts;
+    for (;;) {
+        const auto end = text.find_first_of(separators);
+        parts.push_back(text.substr(0, end));
+        if (end == std::string_view::npos)
+            return parts;
+        text.remove_prefix(end + 1);
+    }
+}
+
+int integerValue(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    const bool isNegative = text.starts_with('-');
+    if (isNegative || text.starts_with('+'))
+        text.remove_prefix(1);
+    const std::int64_t limit
+        = isNegative ? -std::int64_t {std::numeric_limits<int>::min()} : std::numeric_limits<int>::max();
+    std::int64_t number = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9')
+            break;
+        number = std::min(number * 10 + (c - '0'), limit);
+    }
+    return static_cast<int>(isNegative ? -number : number);
 }
 
 } // namespace reelwright

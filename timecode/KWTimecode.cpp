@@ -20,7 +20,6 @@ namespace {
     constexpr double kSinglePrecisionNtsc = 0.9990010261535645;
 
     constexpr std::string_view kSeparators = ":;";
-    constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 
     int timebaseOrDefault(int timebase)
     {
@@ -54,36 +53,6 @@ namespace {
     double modulus(double a, double b)
     {
         return a - std::trunc(a / b) * b;
-    }
-
-    /// White space, a sign, digits, and whatever follows them: the number, or the nearest 32-bit one. No
-    /// digits: 0.
-    int integerValue(std::string_view text)
-    {
-        text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-        const bool isNegative = text.starts_with('-');
-        if (isNegative || text.starts_with('+'))
-            text.remove_prefix(1);
-        double number = 0; // far past 32 bits it gets inexact and at last infinite; both saturate
-        for (const char c : text) {
-            if (c < '0' || c > '9')
-                break;
-            number = number * 10 + (c - '0');
-        }
-        return saturated(isNegative ? -number : number);
-    }
-
-    /// Splits at every one of `separators`; n separators give n + 1 parts.
-    std::vector<std::string_view> split(std::string_view text, std::string_view separators)
-    {
-        std::vector<std::string_view> parts;
-        for (;;) {
-            const auto end = text.find_first_of(separators);
-            parts.push_back(text.substr(0, end));
-            if (end == std::string_view::npos)
-                return parts;
-            text.remove_prefix(end + 1);
-        }
     }
 
     /// The characters of a text that a user typed. A character is a UTF-8 code point, so that a text is never
@@ -249,9 +218,15 @@ std::string KWTimecode::timecodeFromUserString(
 std::string KWTimecode::timeOfDayTimecode(
     int timebase, bool ntsc, bool dropFrame, std::chrono::system_clock::time_point now)
 {
-    const auto second = std::chrono::floor<std::chrono::seconds>(now);
-    const auto hundredths = std::chrono::floor<std::chrono::duration<int, std::centi>>(now - second).count();
-    const std::time_t time = std::chrono::system_clock::to_time_t(second);
+    using Hundredths = std::chrono::duration<int, std::centi>;
+    auto second = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch());
+    auto rest = now.time_since_epoch() - second;
+    if (rest.count() < 0) { // before 1970; rounded down only now, so that the earliest time does not overflow
+        rest += std::chrono::seconds(1);
+        second -= std::chrono::seconds(1);
+    }
+    const auto hundredths = std::chrono::duration_cast<Hundredths>(rest).count();
+    const std::time_t time = second.count();
     std::tm local {};
     localtime_r(&time, &local);
     const auto frames = std::floor(hundredths / 100.0 * frameRateFromTimebase(timebase, ntsc));

@@ -203,6 +203,39 @@ namespace {
         EXPECT_EQ(copy.find("trak"_cc)->id, original.find("trak"_cc)->id) << "an edit keeps the identity";
     }
 
+    TEST(Atom, TreesAreComparedByTheBytesThatTheyWrite)
+    {
+        const auto original
+            = parsed(atom("moov", atom("mvhd", "abc") + atom("udta", atom("name", "x") + kZeros4)));
+        struct ChangeFact
+        {
+            void (*change)(Atom& moov);
+            bool same;
+            const char* why;
+        };
+        const ChangeFact facts[] = {
+            {[](Atom&) {}, true, "nothing was changed"},
+            {[](Atom& moov) { moov.setLeaf("mvhd"_cc, Bytes::copyOf("abc")); }, true,
+                "the same payload again"},
+            {[](Atom& moov) { moov.setLeaf("mvhd"_cc, Bytes::copyOf("abd")); }, false, "another payload"},
+            {[](Atom& moov) { moov.edit("mvhd"_cc)->sizeForm = SizeForm::Extended; }, false, "a wider size"},
+            {[](Atom& moov) { moov.edit("mvhd"_cc)->type = "mvhe"_cc; }, false, "another type"},
+            {[](Atom& moov) { moov.edit("udta"_cc)->tail = {}; }, false, "no terminator"},
+            {[](Atom& moov) { moov.edit("udta"_cc)->remove("name"_cc); }, false, "a child less"},
+            {[](Atom& moov) { moov.append(Atom {"free"_cc}); }, false, "a child more"},
+            {[](Atom& moov) { std::swap(moov.children[0], moov.children[1]); }, false, "another order"},
+            {[](Atom& moov) { moov.setLeaf("udta"_cc, moov.find("udta"_cc)->toBytes().slice(8)); }, true,
+                "a leaf of the bytes that the container had"},
+        };
+        for (const auto& fact : facts) {
+            auto copy = original;
+            fact.change(copy);
+            EXPECT_EQ(copy.writesSameAs(original), fact.same) << fact.why;
+            EXPECT_EQ(original.writesSameAs(copy), fact.same) << fact.why;
+            EXPECT_EQ(copy.toBytes() == original.toBytes(), fact.same) << fact.why;
+        }
+    }
+
     TEST(Atom, EditingWhatIsNotThereChangesNothing)
     {
         const auto bytes = atom("moov", atom("trak", atom("edts", "")));

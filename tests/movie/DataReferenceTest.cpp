@@ -136,8 +136,8 @@ namespace {
         EXPECT_EQ(reference.name, "clip.mov");
         EXPECT_THAT(reference.candidates,
             ElementsAre("/users/me/clip.mov", "/users/me/job/media/clip.mov", "/users/me/media/clip.mov",
-                "/users/job/media/clip.mov", "/users/media/clip.mov", "/job/media/clip.mov", "/media/clip.mov",
-                "/Volumes/Disk/job/media/clip.mov"));
+                "/users/job/media/clip.mov", "/users/media/clip.mov", "/job/media/clip.mov",
+                "/media/clip.mov", "/Volumes/Disk/job/media/clip.mov"));
     }
 
     TEST(DataReference, NamesComeInMacRomanAndInUnicode)

@@ -2,6 +2,9 @@
 
 #include "tests/support/SupportTest.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <array>
 #include <map>
 #include <sstream>
@@ -34,7 +37,6 @@ namespace {
     using testing::IsEmpty;
     using testing::MatchesRegex;
     using testing::Not;
-    using testing::StartsWith;
 
     class KWLogTest : public SupportTest
     {
@@ -301,6 +303,7 @@ namespace {
         constexpr int kLines = 3000;
         KWLog::createNewLog();
         std::vector<std::thread> threads;
+        threads.reserve(kThreads);
         for (int thread = 0; thread < kThreads; ++thread) {
             threads.emplace_back([thread] {
                 for (int i = 0; i < kLines; ++i) {
@@ -407,6 +410,35 @@ namespace {
             "Unable to create log file " + generation(1, name).string() + " - File name too long\n");
     }
 
+    TEST_F(KWLogTest, QueueThatCannotBeWrittenStaysBounded)
+    {
+        // A pipe that nobody reads yet stands where the log cannot be moved away from.
+        std::filesystem::create_directories(generation(5));
+        writeFile(generation(4), "");
+        ASSERT_EQ(mkfifo(generation(1).c_str(), 0600), 0);
+        std::FILE* const pipe = fdopen(open(generation(1).c_str(), O_RDWR | O_CLOEXEC), "r");
+        ASSERT_TRUE(pipe);
+        KWLog::createNewLog();
+        const std::string text(1'000'000, 'x');
+        constexpr int kMessages = 100;
+        for (int i = 0; i < kMessages; ++i)
+            KWLog::fastAppendLog("{}", text);
+        int written = 0;
+        int dropped = 0;
+        char* line = nullptr;
+        std::size_t capacity = 0;
+        while (dropped == 0 && getline(&line, &capacity, pipe) > 0) {
+            written += std::string_view(line).size() > text.size() ? 1 : 0;
+            (void)std::sscanf(line, "%*s %*s +0000 - %d messages dropped", &dropped);
+        }
+        std::free(line);
+        EXPECT_GE(written, 64);
+        EXPECT_GT(dropped, 0);
+        EXPECT_EQ(written + dropped, kMessages);
+        KWLog::finishWriting();
+        std::fclose(pipe);
+    }
+
     TEST_F(KWLogTest, RemovedLogIsStartedAgain)
     {
         KWLog::createNewLog();
@@ -478,8 +510,9 @@ namespace {
 
     TEST_F(KWLogTest, ProcessesThatShareTheFilesWriteWholeLines)
     {
-        std::vector<std::thread> processes;
         std::array<int, 4> statuses {};
+        std::vector<std::thread> processes;
+        processes.reserve(statuses.size());
         for (std::size_t i = 0; i < statuses.size(); ++i) {
             processes.emplace_back(
                 [&, i] { statuses[i] = runRole("many lines", std::to_string(i), m_folder / "output"); });
@@ -491,8 +524,7 @@ namespace {
         std::map<std::string, int> lines;
         for (int i = 1; i <= 5; ++i) {
             for (const auto& message : messages(generation(i, "Role"))) {
-                EXPECT_THAT(
-                    message, MatchesRegex("process [0-3] says line [0-9]+ end|Log truncated at 500KB"));
+                EXPECT_TRUE(message.starts_with("process ") && message.ends_with(" end")) << message;
                 ++lines[message];
             }
         }

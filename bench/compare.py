@@ -1,0 +1,494 @@
+#!/usr/bin/env python3
+"""Measures reelwright-cli against what one would use instead, on the same files and in one run.
+
+  bench/compare.py                      everything; takes some minutes and 4 GB in the temporary folder
+  bench/compare.py --only open,samples  some of it: open samples media jobs edit flatten
+  bench/compare.py --json results.json  the numbers as well
+
+Each row is the median of several rounds after one that does not count. In every round each program has its turn, so
+that what else the machine does falls on all of them alike. "wall" is what a user waits for, "cpu" is user and system
+time, "peak" is the largest resident memory, of the warm-up. The goals are printed at the end, reached or short.
+"""
+
+import argparse
+import dataclasses
+import json
+import os
+import shutil
+import statistics
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+MEGABYTE = 1e6
+SECTIONS = ["open", "samples", "media", "jobs", "edit", "flatten"]
+# Two medians of the same work differ by that much on a machine that does other things as well.
+SAME = 1.25
+
+
+# ---- Measuring ------------------------------------------------------------------------------------------------------
+
+
+@dataclasses.dataclass
+class Turn:
+    wall: float
+    cpu: float
+    peak: int
+
+
+class Failed(Exception):
+    pass
+
+
+# A program starts with the memory of the one that started it, for that instant, and its peak counts that; time(1) is
+# small, and its answer is the program's own.
+TIME = shutil.which("time")
+
+
+def peak_memory(command, log):
+    """Runs a command and answers the most memory that it held."""
+    if not TIME:
+        return measure(command, log).peak
+    answer = f"{log}.peak"
+    measure([TIME, "-q", "-f", "%M", "-o", answer, *command], log)
+    return int(Path(answer).read_text()) * 1024
+
+
+def measure(command, log):
+    """Runs a command with its output thrown away and answers what it took."""
+    command = [os.fspath(part) for part in command]
+    output = [
+        (os.POSIX_SPAWN_OPEN, 0, os.devnull, os.O_RDONLY, 0),
+        (os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
+        (os.POSIX_SPAWN_OPEN, 2, log, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600),
+    ]
+    start = time.perf_counter()
+    pid = os.posix_spawnp(command[0], command, os.environ, file_actions=output)
+    _, status, used = os.wait4(pid, 0)
+    wall = time.perf_counter() - start
+    if os.waitstatus_to_exitcode(status) != 0:
+        raise Failed(f"{' '.join(command)}\n{Path(log).read_text(errors='replace')[-2000:]}")
+    return Turn(wall, used.ru_utime + used.ru_stime, used.ru_maxrss * 1024)
+
+
+@dataclasses.dataclass
+class Contender:
+    name: str
+    command: list | None = None
+    # Called before each turn, outside the measured time; what it answers (if anything) is the command of this turn.
+    prepare: object = None
+    missing: str = ""
+
+
+@dataclasses.dataclass
+class Row:
+    name: str
+    turns: list
+    peak: int = 0
+
+    @property
+    def wall(self):
+        return statistics.median(turn.wall for turn in self.turns)
+
+    @property
+    def cpu(self):
+        return statistics.median(turn.cpu for turn in self.turns)
+
+    @property
+    def best(self):
+        return min(turn.wall for turn in self.turns)
+
+
+def race(contenders, rounds, log):
+    """Rows by name. The order of the turns moves on with each round."""
+    rows = {contender.name: Row(contender.name, []) for contender in contenders}
+    for number in range(rounds + 1):
+        shift = number % len(contenders)
+        for contender in contenders[shift:] + contenders[:shift]:
+            command = contender.prepare() if contender.prepare else None
+            command = command or contender.command
+            if number == 0:
+                rows[contender.name].peak = peak_memory(command, log)
+            else:
+                rows[contender.name].turns.append(measure(command, log))
+    return rows
+
+
+# ---- Showing --------------------------------------------------------------------------------------------------------
+
+
+def duration_text(seconds):
+    return f"{seconds * 1000:.1f} ms" if seconds < 1 else f"{seconds:.2f} s"
+
+
+def table(heads, lines):
+    widths = [max(len(line[i]) for line in [heads, *lines]) for i in range(len(heads))]
+    for line in [heads, *lines]:
+        cells = [cell.ljust(width) if i == 0 else cell.rjust(width) for i, (cell, width) in enumerate(zip(line, widths))]
+        print("  " + "  ".join(cells).rstrip())
+
+
+class Report:
+    def __init__(self):
+        self.goals = []
+        self.sections = {}
+
+    def show(self, title, rows, base, note=""):
+        """A section's rows, each as so many times what `base` takes."""
+        print(f"\n{title}")
+        if note:
+            print(f"  {note}")
+        lines = [
+            [
+                row.name,
+                duration_text(row.wall),
+                duration_text(row.best),
+                duration_text(row.cpu),
+                f"{row.peak / MEGABYTE:.1f} MB",
+                f"{row.wall / rows[base].wall:.2f}",
+                f"{row.cpu / rows[base].cpu:.2f}" if rows[base].cpu else "-",
+            ]
+            for row in rows.values()
+        ]
+        table(["", "wall", "best", "cpu", "peak", "wall ratio", "cpu ratio"], lines)
+        sys.stdout.flush()
+        self.sections[title] = {row.name: dataclasses.asdict(row) for row in rows.values()}
+
+    def at_least(self, what, value, wanted):
+        self.goals.append((value >= wanted, what, f"{value:.1f} times", f"at least {wanted:g} times"))
+
+    def at_most(self, what, value, wanted, unit=" times", digits=2):
+        self.goals.append((value <= wanted, what, f"{value:.{digits}f}{unit}", f"at most {wanted:.{digits}f}{unit}"))
+
+    def show_goals(self):
+        print("\nGoals")
+        table(
+            ["", "", "measured", "wanted"],
+            [["reached" if reached else "SHORT", what.ljust(72), value, wanted] for reached, what, value, wanted in self.goals],
+        )
+
+
+# ---- The files ------------------------------------------------------------------------------------------------------
+
+
+class Files:
+    """Makes the movies, and lets them go."""
+
+    def __init__(self, folder):
+        self.folder = folder
+
+    def make(self, kind, amount, header="last"):
+        command = [sys.executable, HERE / "make-movies.py", self.folder, kind, amount, "--header", header]
+        return Path(subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip())
+
+    def copy(self, path, name):
+        target = self.folder / name
+        subprocess.run(["cp", "--reflink=never", path, target], check=True)
+        return target
+
+    @staticmethod
+    def remove(*paths):
+        for path in paths:
+            if path.is_dir():
+                shutil.rmtree(path)
+            else:
+                path.unlink(missing_ok=True)
+
+
+def header_size(path):
+    """Bytes of the movie header of a file."""
+    with open(path, "rb") as file:
+        size = os.fstat(file.fileno()).st_size
+        offset = 0
+        while offset + 8 <= size:
+            file.seek(offset)
+            length, kind = struct.unpack(">I4s", file.read(8))
+            if length == 1:
+                (length,) = struct.unpack(">Q", file.read(8))
+            if kind == b"moov":
+                return length
+            offset += length or size
+    raise Failed(f"{path}: no movie header")
+
+
+def settle():
+    """Nothing written earlier is still on its way to the disk."""
+    os.sync()
+
+
+def forget(path):
+    """The file is read from the disk the next time."""
+    descriptor = os.open(path, os.O_RDONLY)
+    os.posix_fadvise(descriptor, 0, 0, os.POSIX_FADV_DONTNEED)
+    os.close(descriptor)
+
+
+# ---- The sections ---------------------------------------------------------------------------------------------------
+
+
+class Bench:
+    def __init__(self, cli, files, rounds, quick):
+        self.cli = cli
+        self.files = files
+        self.rounds = rounds
+        self.quick = quick
+        self.log = os.fspath(files.folder / "messages.txt")
+        self.report = Report()
+        self.ours = "reelwright-cli"
+
+    def race(self, contenders, rounds=None):
+        present = []
+        for contender in contenders:
+            if contender.missing and not shutil.which(contender.missing):
+                print(f"  {contender.missing} is not installed, and is left out")
+            else:
+                present.append(contender)
+        return race(present, rounds or self.rounds, self.log)
+
+    def readers(self, path):
+        return [
+            Contender(self.ours + " info --json", [self.cli, "info", "--json", path]),
+            Contender("ffprobe", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe"),
+            Contender("mediainfo", ["mediainfo", path], missing="mediainfo"),
+        ]
+
+    def autoplay(self, path, name, *options):
+        """An edit in place that changes something each time."""
+        state = ["off"]
+
+        def prepare():
+            settle()
+            state[0] = "off" if state[0] == "on" else "on"
+            return [self.cli, "edit", "--autoplay", state[0], *options, path]
+
+        return Contender(name, prepare=prepare)
+
+    def open(self):
+        report = self.report
+        for header in ["last", "first"]:
+            path = self.files.make("samples", "1e6", header)
+            size = header_size(path)
+            contenders = self.readers(path)
+            rows = self.race(contenders)
+            ours = rows[contenders[0].name]
+            report.show(
+                f"Open and report: a million samples, header {header}",
+                rows,
+                ours.name,
+                f"header of {size / MEGABYTE:.1f} MB, media a hole of 12 GB; everything in the page cache",
+            )
+            for other in ["ffprobe", "mediainfo"]:
+                if other in rows:
+                    report.at_least(f"open a million samples, header {header}: faster than {other}", rows[other].wall / ours.wall, 10)
+            report.at_most(
+                f"open a million samples, header {header}: peak memory, twice the header + 20 MB",
+                ours.peak / MEGABYTE,
+                (2 * size + 20e6) / MEGABYTE,
+                " MB",
+                1,
+            )
+            self.files.remove(path)
+
+    def samples(self):
+        counts = ["1e3", "1e4", "1e5", "1e6"] + ([] if self.quick else ["1e7"])
+        for count in counts:
+            path = self.files.make("samples", count)
+            contenders = [*self.readers(path), self.autoplay(path, self.ours + " edit, in place")]
+            rows = self.race(contenders)
+            size = header_size(path)
+            self.report.show(
+                f"Growth with the number of samples: {count}", rows, contenders[0].name, f"header of {size / MEGABYTE:.2f} MB"
+            )
+            ours = rows[contenders[0].name]
+            if count == counts[-1]:
+                self.report.at_most(
+                    f"open {count} samples: peak memory, twice the header + 20 MB",
+                    ours.peak / MEGABYTE,
+                    (2 * size + 20e6) / MEGABYTE,
+                    " MB",
+                    1,
+                )
+            self.files.remove(path)
+
+    def media(self):
+        paths = {size: self.files.make("media", size) for size in ["1M", "100M", "10G", "100G"]}
+        infos = [Contender(f"info, {size}B", [self.cli, "info", "--json", path]) for size, path in paths.items()]
+        edits = [self.autoplay(path, f"edit, {size}B") for size, path in paths.items()]
+        probes = [
+            Contender(f"ffprobe, {size}B", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe")
+            for size, path in paths.items()
+        ]
+        for title, contenders in [("report", infos), ("edit in place", edits), ("for comparison, ffprobe", probes)]:
+            rows = self.race(contenders, 2 * self.rounds)
+            if not rows:
+                continue
+            base, *_, largest = rows.values()
+            self.report.show(f"Growth with the size of the media: {title}", rows, base.name, "100 000 samples, media a hole")
+            if contenders is not probes:
+                self.report.at_most(f"{title}: 100 GB of media against 1 MB", largest.wall / base.wall, SAME)
+        self.files.remove(*paths.values())
+
+    def jobs(self):
+        model = self.files.make("samples", "1e3")
+        for count in [1, 10, 100] + ([] if self.quick else [1000]):
+            folder = self.files.folder / f"files-{count}"
+            folder.mkdir()
+            paths = [self.files.copy(model, f"files-{count}/{number:04}.mov") for number in range(count)]
+            # ffprobe takes one file at a time.
+            one_by_one = ["sh", "-c", 'for f; do ffprobe -v error -show_format -show_streams "$f" || exit; done', "sh", *paths]
+            contenders = [
+                Contender(self.ours + " info --json", [self.cli, "info", "--json", *paths]),
+                Contender("ffprobe, one by one", one_by_one, missing="ffprobe"),
+                Contender("mediainfo", ["mediainfo", *paths], missing="mediainfo"),
+            ]
+            rounds = self.rounds if count < 1000 else max(2, self.rounds // 2)
+            rows = self.race(contenders, rounds)
+            self.report.show(f"Number of files: report on {count}", rows, contenders[0].name)
+            edits = [self.edit_many(paths, jobs) for jobs in [1, 2, 4]]
+            rows = self.race(edits, rounds)
+            self.report.show(
+                f"Number of files: edit {count} in place, each flushed", rows, edits[0].name, f"{os.cpu_count()} processors"
+            )
+            self.files.remove(folder)
+        self.files.remove(model)
+
+    def edit_many(self, paths, jobs):
+        single = self.autoplay(paths[0], f"edit --jobs {jobs}", "--jobs", str(jobs))
+        first = single.prepare
+        single.prepare = lambda: [*first(), *paths[1:]]
+        return single
+
+    def edit(self):
+        size = "200M" if self.quick else "1G"
+        ours = self.files.make("dense", size)
+        theirs = self.files.copy(ours, "exiftool.mov")
+        output = self.files.folder / "remuxed.mov"
+        titles = iter(range(1, 1000))
+
+        def remux():
+            output.unlink(missing_ok=True)
+            settle()
+
+        def retitle():
+            settle()
+            return ["exiftool", "-q", "-overwrite_original", f"-Title=Take {next(titles)}", theirs]
+
+        contenders = [
+            self.autoplay(ours, self.ours + " edit"),
+            Contender(
+                "ffmpeg -c copy",
+                ["ffmpeg", "-nostdin", "-v", "error", "-i", ours, "-map", "0", "-c", "copy", "-metadata", "title=Take", output],
+                prepare=remux,
+                missing="ffmpeg",
+            ),
+            Contender("exiftool", prepare=retitle, missing="exiftool"),
+        ]
+        rows = self.race(contenders)
+        base = rows[contenders[0].name]
+        self.report.show(
+            f"Edit in place: {ours.stat().st_size / 1e9:.2f} GB of real media",
+            rows,
+            base.name,
+            "ours flushes to the disk, several times; the others leave that to the system. The file is in the page cache",
+        )
+        for other in ["ffmpeg -c copy", "exiftool"]:
+            if other in rows:
+                self.report.at_least(f"edit {size}B in place: faster than {other}", rows[other].wall / base.wall, 100)
+        self.files.remove(ours, theirs, output)
+
+    def flatten(self):
+        size = "200M" if self.quick else "1G"
+        source = self.files.make("dense", size)
+        output = self.files.folder / "copy.mov"
+
+        def fresh(cold):
+            def prepare():
+                output.unlink(missing_ok=True)
+                settle()
+                if cold:
+                    forget(source)
+
+            return prepare
+
+        for cold in [False, True]:
+            prepare = fresh(cold)
+            flatten = [self.cli, "edit", "--autoplay", "on", "-o", output]
+            contenders = [
+                Contender("edit -o", [*flatten, source], prepare=prepare),
+                Contender("edit -o --no-sync", [*flatten, "--no-sync", source], prepare=prepare),
+                Contender("cp", ["cp", source, output], prepare=prepare),
+                Contender("cp, then sync", ["sh", "-c", 'cp "$0" "$1" && sync "$1"', source, output], prepare=prepare),
+            ]
+            rows = self.race(contenders)
+            state = "read from the disk" if cold else "in the page cache"
+            self.report.show(
+                f"Flatten: {source.stat().st_size / 1e9:.2f} GB, the source {state}",
+                rows,
+                "cp",
+                "edit -o flushes the new file before it takes its name, as cp with sync does; --no-sync does not, as cp",
+            )
+            for ours, theirs, note in [
+                ("edit -o", "cp, then sync", "both flushed"),
+                ("edit -o --no-sync", "cp", "neither flushed"),
+                ("edit -o", "cp", "only ours flushed"),
+            ]:
+                self.report.at_most(f"flatten, source {state}: against cp, {note}", rows[ours].wall / rows[theirs].wall, 1.1)
+            output.unlink(missing_ok=True)
+        self.files.remove(source)
+
+
+def machine(folder, cli):
+    model = next((line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name")), "?")
+    volume = subprocess.run(["stat", "-f", "-c", "%T", folder], capture_output=True, text=True, check=False).stdout.strip()
+    version = subprocess.run([cli, "--version"], capture_output=True, text=True, check=False).stdout.strip()
+    print(f"{version}; {os.cpu_count()} processors ({model}), Linux {os.uname().release}, temporary folder on {volume}")
+
+
+def load():
+    return ", ".join(f"{value:.1f}" for value in os.getloadavg())
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--cli", type=Path, default=HERE.parent / "build/release/bin/reelwright-cli")
+    parser.add_argument("--folder", type=Path, help="where the temporary folder is made (default: the system's)")
+    parser.add_argument("--rounds", type=int, default=7, help="rounds that count (default 7)")
+    parser.add_argument("--only", default=",".join(SECTIONS), help="sections, with commas between them")
+    parser.add_argument("--quick", action="store_true", help="smaller files, for a first look; says nothing about the goals")
+    parser.add_argument("--json", type=Path, help="write every turn to this file")
+    parser.add_argument("--strict", action="store_true", help="exit status 1 when a goal is short")
+    options = parser.parse_args()
+    sections = options.only.split(",")
+    if unknown := set(sections) - set(SECTIONS):
+        parser.error(f"no such section: {', '.join(sorted(unknown))}; there are {' '.join(SECTIONS)}")
+    if not os.access(options.cli, os.X_OK):
+        parser.error(f"{options.cli} is not there; ./run cli --version builds it")
+
+    with tempfile.TemporaryDirectory(prefix="reelwright-bench.", dir=options.folder) as name:
+        folder = Path(name)
+        machine(folder, options.cli.resolve())
+        bench = Bench(options.cli.resolve(), Files(folder), options.rounds, options.quick)
+        nothing = race([Contender("true", ["true"])], 20, bench.log)["true"]
+        print(
+            f"{options.rounds} rounds after a warm-up; load before: {load()}. A program that does nothing takes"
+            f" {duration_text(nothing.wall)} (cpu {duration_text(nothing.cpu)}) and {nothing.peak / MEGABYTE:.1f} MB."
+        )
+        try:
+            for section in sections:
+                getattr(bench, section)()
+        except Failed as failed:
+            print(f"\nFailed: {failed}")
+            return 2
+        bench.report.show_goals()
+        print(f"\nLoad after: {load()}")
+        if options.json:
+            options.json.write_text(json.dumps(bench.report.sections, indent=1))
+    return 1 if options.strict and not all(goal[0] for goal in bench.report.goals) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

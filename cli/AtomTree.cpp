@@ -1,0 +1,223 @@
+#include "cli/AtomTree.h"
+
+#include "cli/Console.h"
+#include "movie/AtomInfo.h"
+#include "movie/ByteReader.h"
+#include "movie/QTMovie.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace reelwright::cli {
+namespace {
+
+    /// Larger ones are media or nonsense; only a movie header is followed whatever its size.
+    constexpr std::uint64_t kMaxContainer = 64ULL << 20U;
+    /// Bytes of a payload that a note is made from.
+    constexpr std::size_t kNoteBytes = 256;
+
+    struct NoteMaker
+    {
+        FourCC type;
+        std::string (*note)(ByteReader& in);
+    };
+
+    std::string brandNote(ByteReader& in)
+    {
+        auto text = "brand " + in.fourCC().text();
+        in.skip(4); // minor version
+        for (const char* before = "; also "; in.left() >= 4; before = " ")
+            if (const auto brand = in.fourCC(); brand != FourCC {})
+                text += before + brand.text();
+        return text;
+    }
+
+    std::string handlerNote(ByteReader& in)
+    {
+        in.skip(8); // version, flags, component type
+        return in.fourCC().text();
+    }
+
+    std::string trackNote(ByteReader& in)
+    {
+        const auto version = in.u8();
+        const auto flags = in.u24();
+        in.skip(version == 1 ? 16 : 8); // times
+        return fmt::format("track {}{}", in.u32(), (flags & 1U) != 0 ? "" : ", disabled");
+    }
+
+    /// Of `mvhd` and `mdhd`, which begin alike.
+    std::string durationNote(ByteReader& in)
+    {
+        const bool wide = in.u8() == 1;
+        in.skip(wide ? 19 : 11); // flags, times
+        const auto scale = in.u32();
+        return fmt::format("duration {}/{}", wide ? in.u64() : in.u32(), scale);
+    }
+
+    constexpr NoteMaker kNotes[] = {{"ftyp"_cc, brandNote}, {"hdlr"_cc, handlerNote}, {"tkhd"_cc, trackNote},
+        {"mvhd"_cc, durationNote}, {"mdhd"_cc, durationNote}};
+
+    std::string noteFor(FourCC type, ByteSpan payload)
+    {
+        for (const auto& maker : kNotes)
+            if (maker.type == type) {
+                ByteReader in {payload.first(std::min(payload.size(), kNoteBytes))};
+                auto note = maker.note(in);
+                return in.ok() ? note : std::string {};
+            }
+        return {};
+    }
+
+    bool mayHoldAtoms(FourCC type)
+    {
+        const auto table = atomTable();
+        return std::any_of(table.begin(), table.end(), [&](const AtomInfo& info) {
+            return info.type == type && info.parent == FourCC {} && info.layout != AtomLayout::Leaf;
+        });
+    }
+
+    AtomNode nodeOf(const Atom& atom, int levels)
+    {
+        AtomNode node;
+        node.type = atom.type;
+        node.offset = atom.sourceOffset;
+        node.size = node.claimedSize = atom.size();
+        node.sizeForm = atom.sizeForm;
+        node.note = noteFor(atom.type, atom.head.span());
+        node.trailingBytes = atom.tail.size();
+        if (levels > 1)
+            for (const auto& child : atom.children)
+                node.children.push_back(nodeOf(*child, levels - 1));
+        return node;
+    }
+
+    /// Reads the atoms of one file.
+    class TreeReader
+    {
+    public:
+        TreeReader(StorageFile& file, const std::string& path, const AtomTree::Limits& limits)
+            : m_file(file)
+            , m_path(path)
+            , m_limits(limits)
+        {
+        }
+
+        Result<AtomTree> read()
+        {
+            RW_TRY(const auto layout, FileLayout::scan(m_file, m_path));
+            AtomTree tree;
+            tree.fileSize = layout.fileSize;
+            std::map<FourCC, std::size_t> counts;
+            for (const auto& atom : layout.atoms) {
+                const bool isLast = &atom == &layout.atoms.back();
+                if (++counts[atom.type] > m_limits.alike && !isLast) {
+                    ++tree.omitted[atom.type.text()];
+                    continue;
+                }
+                RW_TRY(auto node, readAtom(atom));
+                tree.atoms.push_back(std::move(node));
+            }
+            describeEnding(layout, tree);
+            if (counts.find("moov"_cc) == counts.end())
+                tree.problems.emplace_back(
+                    layout.atoms.empty() ? "the file holds no atoms" : "the file has no movie header (moov)");
+            return tree;
+        }
+
+    private:
+        Result<AtomNode> readAtom(const TopLevelAtom& atom)
+        {
+            AtomNode node;
+            node.type = atom.type;
+            node.offset = atom.offset;
+            node.size = atom.size;
+            node.sizeForm = atom.sizeForm;
+            RW_TRY(const auto start,
+                readExactly(m_file, atom.offset, std::min<std::uint64_t>(atom.size, kNoteBytes), m_path));
+            const auto header = AtomHeader::parse(start.span());
+            const bool hasSize = header && header->sizeForm != SizeForm::ToEnd;
+            node.claimedSize = hasSize ? header->size : atom.size;
+            const auto payload = start.slice(static_cast<std::size_t>(atom.headerSize));
+            node.note = noteFor(atom.type, payload.span());
+            const auto limit = atom.type == "moov"_cc ? MovieFile::kMaxHeaderSize : kMaxContainer;
+            if (m_limits.depth <= 1 || !mayHoldAtoms(atom.type))
+                return node;
+            if (atom.size > limit) {
+                node.note = "too large to be looked into";
+                return node;
+            }
+            RW_TRY(const auto bytes, readExactly(m_file, atom.offset, atom.size, m_path));
+            const auto parsed = Atom::parse(node.isCutShort() ? withSize(bytes, atom) : bytes, atom.offset);
+            if (!parsed)
+                return node;
+            auto inner = nodeOf(*parsed, m_limits.depth);
+            node.children = std::move(inner.children);
+            node.trailingBytes = inner.trailingBytes;
+            return node;
+        }
+
+        /// The atom's bytes with a header that claims no more than there is.
+        static Bytes withSize(const Bytes& bytes, const TopLevelAtom& atom)
+        {
+            auto copy = bytes.toVector();
+            ByteWriter size;
+            if (atom.sizeForm == SizeForm::Extended)
+                size.u32(1).fourCC(atom.type).u64(atom.size);
+            else
+                size.u32(static_cast<std::uint32_t>(atom.size));
+            const auto header = size.take();
+            std::copy(header.begin(), header.end(), copy.begin());
+            return Bytes::copyOf(copy);
+        }
+
+        static void describeEnding(const FileLayout& layout, AtomTree& tree)
+        {
+            const auto rest = layout.fileSize - layout.end;
+            switch (layout.ending) {
+            case FileLayout::Ending::Clean:
+                break;
+            case FileLayout::Ending::Zeros:
+                tree.ending = fmt::format("{} zero bytes", rest);
+                break;
+            case FileLayout::Ending::CutFree:
+                tree.ending = "a free atom that is cut short: an update was interrupted, nothing is lost";
+                break;
+            case FileLayout::Ending::ToEnd:
+                tree.ending = "the last atom has no size: it reaches to the end of the file";
+                break;
+            case FileLayout::Ending::Truncated: {
+                const auto& last = tree.atoms.back();
+                tree.ending = fmt::format("the last atom ({}) is cut short: it claims {} bytes, {} are there",
+                    last.type.text(), last.claimedSize, last.size);
+                tree.problems.push_back(tree.ending);
+                break;
+            }
+            case FileLayout::Ending::Garbage:
+                tree.ending = fmt::format("{} bytes from byte {} on are no atoms", rest, layout.end);
+                tree.problems.push_back(tree.ending);
+                break;
+            }
+        }
+
+        StorageFile& m_file;
+        const std::string& m_path;
+        const AtomTree::Limits& m_limits;
+    };
+
+} // namespace
+
+Result<AtomTree> AtomTree::read(const std::string& path, const Limits& limits)
+{
+    const auto storage = Storage::posix();
+    RW_TRY(const auto file, storage->open(path, Storage::Access::Read));
+    RW_TRY(auto tree, TreeReader(*file, path, limits).read());
+    // The tree may be whole and still hold what cannot be understood.
+    if (tree.problems.empty())
+        if (const auto movie = QTMovie::open(path, storage); !movie)
+            tree.problems.push_back(reasonFor(movie.error(), path));
+    return tree;
+}
+
+} // namespace reelwright::cli

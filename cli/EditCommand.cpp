@@ -1,0 +1,249 @@
+#include "cli/EditCommand.h"
+
+#include "cli/Interrupt.h"
+#include "cli/OutputPlan.h"
+#include "cli/PerFile.h"
+#include "cli/Printable.h"
+#include "support/FileHelper.h"
+#include "support/KWLog.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+
+namespace reelwright::cli {
+namespace {
+
+    constexpr auto kNotBegun = "cancelled before it was begun";
+
+    const char* statusName(EditStatus status)
+    {
+        switch (status) {
+        case EditStatus::Updated:
+            return "updated";
+        case EditStatus::Unchanged:
+            return "unchanged";
+        case EditStatus::Failed:
+            break;
+        }
+        return "failed";
+    }
+
+    const char* modeName(SaveMode mode)
+    {
+        switch (mode) {
+        case SaveMode::InPlace:
+            return "in-place";
+        case SaveMode::Flattened:
+            return "flattened";
+        case SaveMode::None:
+            break;
+        }
+        return "none";
+    }
+
+    Json textOrNull(const std::optional<std::string>& text)
+    {
+        return text ? Json(*text) : Json {};
+    }
+
+    /// "clip.mov: updated in place, 1.2 KB written"
+    std::string headline(const EditResult& result)
+    {
+        auto text = printable(result.file) + ": ";
+        if (result.status == EditStatus::Unchanged)
+            return text + "unchanged";
+        const char* would = result.dryRun ? "would be " : "";
+        if (result.output != result.file)
+            text += fmt::format("{}written to {}", would, printable(result.output));
+        else if (result.mode == SaveMode::InPlace)
+            text += fmt::format("{}updated in place", would);
+        else
+            text += fmt::format("{}written anew as a whole", would);
+        if (!result.dryRun)
+            text += fmt::format(", {} written", FileHelper::formatFileSize(result.bytesWritten));
+        return text;
+    }
+
+} // namespace
+
+Json editJson(const EditResult& result)
+{
+    auto changes = Json::array();
+    for (const auto& change : result.changes)
+        changes.push_back({{"path", change.path}, {"before", change.before}, {"after", change.after}});
+    Json json {
+        {"file", result.file},
+        {"status", statusName(result.status)},
+        {"mode", modeName(result.mode)},
+        {"output", result.output.empty() ? Json {} : Json(result.output)},
+        {"bytesWritten", result.bytesWritten},
+        {"changes", std::move(changes)},
+        {"warnings", result.warnings},
+        {"error", result.error.empty() ? Json {} : Json(result.error)},
+    };
+    if (result.dryRun)
+        json["dryRun"] = true;
+    if (result.media) {
+        auto media = Json::array();
+        for (const auto& track : *result.media)
+            media.push_back({{"track", track.trackID}, {"before", textOrNull(track.before)},
+                {"after", textOrNull(track.after)}});
+        json["media"] = std::move(media);
+    }
+    return json;
+}
+
+std::string editText(const EditResult& result)
+{
+    if (result.status == EditStatus::Failed)
+        return {}; // standard error has the message
+    auto text = headline(result) + '\n';
+    for (const auto& change : result.changes)
+        text += fmt::format(
+            "  {}: {} -> {}\n", change.path, valueText(change.before), valueText(change.after));
+    if (result.media)
+        text += fmt::format("  media verified: {} track{} alike before and after\n", result.media->size(),
+            result.media->size() == 1 ? "" : "s");
+    return text;
+}
+
+/// One run over all files, on several threads.
+class EditCommand::Run
+{
+public:
+    Run(const EditOptions& options, Console& console, OutputFormat format, std::vector<PlannedEdit> plan)
+        : m_options(options)
+        , m_console(console)
+        , m_plan(std::move(plan))
+        , m_writer(console, format, m_plan.size())
+        , m_storage(Storage::posix(options.sync ? Storage::Sync::On : Storage::Sync::Off))
+        , m_fractions(m_plan.size())
+    {
+    }
+
+    void all()
+    {
+        const auto count = std::min<std::size_t>(m_options.jobs, m_plan.size());
+        {
+            std::vector<std::jthread> workers;
+            for (std::size_t i = 1; i < count; ++i)
+                workers.emplace_back([this] { work(); });
+            work();
+        }
+        m_console.endProgress();
+        m_writer.finish();
+    }
+
+    [[nodiscard]] bool hasFailures() const { return m_hasFailures; }
+    [[nodiscard]] std::size_t notBegun() const { return m_notBegun; }
+
+private:
+    void work()
+    {
+        for (auto index = m_next++; index < m_plan.size(); index = m_next++)
+            report(index, editOne(index));
+    }
+
+    EditResult editOne(std::size_t index)
+    {
+        const auto& planned = m_plan[index];
+        if (interrupt::received() != 0) {
+            ++m_notBegun;
+            auto result = EditResult::failed(planned.file, kNotBegun);
+            result.cancelled = true;
+            return result;
+        }
+        if (!planned.refusal.empty())
+            return EditResult::failed(planned.file, planned.refusal);
+        const auto progress = [this, index](double fraction) {
+            m_fractions[index] = fraction;
+            showProgress(m_plan[index].file);
+            return interrupt::received() == 0;
+        };
+        progress(0);
+        EditResult result;
+        const auto done = guarded([&]() -> Result<void> {
+            result = FileEdit(m_options, m_storage, progress).run(planned.file, planned.output);
+            return {};
+        });
+        m_fractions[index] = 1;
+        return done ? result : EditResult::failed(planned.file, done.error().message());
+    }
+
+    void report(std::size_t index, const EditResult& result)
+    {
+        if (result.status == EditStatus::Failed) {
+            m_hasFailures = true;
+            if (!result.cancelled)
+                KWLog::appendLog("Error editing {}: {}", result.file, result.error);
+            if (result.error != kNotBegun)
+                m_console.message(result.file, result.error);
+        }
+        for (const auto& warning : result.warnings)
+            m_console.message(result.file, "warning: " + warning);
+        if (m_writer.wantsText())
+            m_writer.addText(index, editText(result));
+        else
+            m_writer.addJson(index, editJson(result));
+    }
+
+    void showProgress(const std::string& file)
+    {
+        double done = 0;
+        for (const auto& fraction : m_fractions)
+            done += fraction;
+        m_console.progress(file, done / static_cast<double>(m_plan.size()));
+    }
+
+    const EditOptions& m_options;
+    Console& m_console;
+    const std::vector<PlannedEdit> m_plan;
+    ResultWriter m_writer;
+    const std::shared_ptr<Storage> m_storage;
+    std::vector<std::atomic<double>> m_fractions; ///< done of each file
+    std::atomic<std::size_t> m_next = 0;
+    std::atomic<std::size_t> m_notBegun = 0;
+    std::atomic<bool> m_hasFailures = false;
+};
+
+EditCommand::EditCommand(const EditOptions& options, Console& console, OutputFormat format)
+    : m_options(options)
+    , m_console(console)
+    , m_format(format)
+{
+}
+
+int EditCommand::run(const std::vector<std::string>& files)
+{
+    interrupt::listen();
+    // A reader of the results that goes away must not end a save; it is reported as a failed write.
+    ::signal(SIGPIPE, SIG_IGN); // NOLINT: ignoring needs no handler
+    if (m_options.outputFolder && !m_options.dryRun) {
+        std::error_code error;
+        std::filesystem::create_directories(*m_options.outputFolder, error);
+        if (error)
+            m_console.message(*m_options.outputFolder, "the folder cannot be made: " + error.message());
+    }
+    Run work {m_options, m_console, m_format,
+        planOutputs(files, m_options, [this](const std::string& alias, const std::string& kept) {
+            m_console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
+        })};
+    work.all();
+    if (const int signal = interrupt::received(); signal != 0) {
+        auto text
+            = fmt::format("stopped by signal {}; files that were not reported are as they were", signal);
+        if (work.notBegun() != 0)
+            text += fmt::format(" ({} not begun)", work.notBegun());
+        m_console.message({}, text);
+        return 128 + signal;
+    }
+    return work.hasFailures() ? 1 : 0;
+}
+
+} // namespace reelwright::cli

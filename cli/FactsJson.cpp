@@ -1,0 +1,135 @@
+#include "cli/FactsJson.h"
+
+#include <cmath>
+
+namespace reelwright::cli {
+namespace {
+
+    Json textOrNull(const std::string& text)
+    {
+        return text.empty() ? Json {} : Json(text);
+    }
+
+    Json codeOrNull(FourCC code)
+    {
+        return code == FourCC {} ? Json {} : Json(code.text());
+    }
+
+    /// Whole numbers as such: 720, not 720.0.
+    Json number(double value)
+    {
+        constexpr double kLargest = 1e15;
+        if (std::floor(value) == value && std::abs(value) < kLargest)
+            return static_cast<std::int64_t>(value);
+        return value;
+    }
+
+    Json timeJson(const TimeFact& fact)
+    {
+        return {{"value", fact.time.value}, {"scale", fact.time.scale}, {"timecode", fact.timecode}};
+    }
+
+    Json sizeJson(const std::optional<PixelSize>& size)
+    {
+        return size ? Json {{"width", number(size->width)}, {"height", number(size->height)}} : Json {};
+    }
+
+    Json matrixJson(const Matrix& matrix)
+    {
+        auto result = Json::array();
+        for (std::size_t i = 0; i < matrix.values.size(); ++i) {
+            const double one = i % 3 == 2 ? 1 << 30 : 1 << 16; // the third column is 2.30 fixed point
+            result.push_back(number(matrix.values[i] / one));
+        }
+        return result;
+    }
+
+    Json timecodeJson(const TimecodeFacts& facts)
+    {
+        const auto& definition = facts.description.definition;
+        const bool counter = (definition.flags & TimecodeDefinition::kCounter) != 0;
+        return {{"start", facts.start}, {"reel", facts.description.reel}, {"flags", definition.flags},
+            {"timeScale", definition.timeScale}, {"frameDuration", definition.frameDuration},
+            {"numberOfFrames", definition.numberOfFrames},
+            {"counter", counter ? Json(facts.startFrame) : Json {}}};
+    }
+
+} // namespace
+
+Json trackJson(const TrackFacts& facts)
+{
+    auto references = Json::object();
+    for (const auto& [kind, ids] : facts.references)
+        references[kind.text()] = ids;
+    const bool isSound = facts.mediaType == QTMediaTypeSound;
+    Json json {
+        {"id", facts.id},
+        {"type", facts.typeName},
+        {"typeCode", facts.kind ? Json(facts.kind->typeCode) : Json {}},
+        {"mediaType", codeOrNull(facts.mediaType)},
+        {"place", textOrNull(facts.placeName)},
+        {"name", facts.name},
+        {"enabled", facts.enabled},
+        {"in", timeJson(facts.in)},
+        {"duration", timeJson(facts.duration)},
+        {"mediaTimeScale", facts.mediaTimeScale},
+        {"mediaDuration", facts.mediaDuration},
+        {"sampleCount", facts.sampleCount},
+        {"frameRate", number(facts.frameRate)},
+        {"format", facts.format ? codeOrNull(*facts.format) : Json {}},
+        {"width", facts.size ? number(facts.size->width) : Json {}},
+        {"height", facts.size ? number(facts.size->height) : Json {}},
+        {"matrix", matrixJson(facts.matrix)},
+        {"channels", isSound ? Json(facts.channels) : Json {}},
+        {"channelLabel", textOrNull(facts.channelLabel)},
+        {"sampleRate", isSound ? number(facts.sampleRate) : Json {}},
+        {"references", std::move(references)},
+    };
+    if (facts.mediaType == QTMediaTypeTimeCode)
+        json["timecode"] = facts.timecode ? timecodeJson(*facts.timecode) : Json {};
+    if (facts.apertures)
+        json["apertures"] = {{"clean", sizeJson(facts.apertures->clean)},
+            {"production", sizeJson(facts.apertures->production)},
+            {"encoded", sizeJson(facts.apertures->encoded)}};
+    return json;
+}
+
+Json movieJson(const MovieFacts& facts)
+{
+    Json json {
+        {"timeScale", facts.duration.time.scale},
+        {"duration", timeJson(facts.duration)},
+        {"frameRate", number(facts.frameRate)},
+        {"timing", {{"timebase", facts.timebase}, {"ntsc", facts.ntsc}, {"dropFrame", facts.dropFrame}}},
+        {"naturalSize",
+            {{"width", number(facts.naturalSize.width)}, {"height", number(facts.naturalSize.height)}}},
+        {"settings",
+            {{"autoPlay", facts.autoPlay}, {"autoClose", facts.autoClose}, {"autoQuit", facts.autoQuit},
+                {"controller", facts.controller == "none"_cc ? "hide" : "show"},
+                {"apertureMode", textOrNull(apertureModeName(facts.apertureMode))}}},
+        {"startTimecode", facts.startTimecode},
+    };
+    auto tracks = Json::array();
+    for (const auto& track : facts.tracks)
+        tracks.push_back(trackJson(track));
+    json["tracks"] = std::move(tracks);
+    return json;
+}
+
+Json factsJson(const MovieFacts& facts)
+{
+    Json json {
+        {"file", facts.file},
+        {"size", facts.size},
+        {"brand", codeOrNull(facts.brand)},
+        {"canUpdate", !facts.hindrance},
+        {"cannotUpdateBecause", facts.hindrance ? Json(*facts.hindrance) : Json {}},
+        {"needsFlattening", facts.needsFlattening},
+        {"fragmented", facts.fragmented},
+    };
+    json.update(movieJson(facts));
+    json["warnings"] = facts.warnings;
+    return json;
+}
+
+} // namespace reelwright::cli

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "cli/Json.h"
+#include "cli/MovieFacts.h"
+
+namespace reelwright::cli {
+
+/// All facts. Absent values are null.
+Json factsJson(const MovieFacts& facts);
+Json trackJson(const TrackFacts& facts);
+/// Only what an edit may change: nothing about the file and its state on disk.
+Json movieJson(const MovieFacts& facts);
+
+} // namespace reelwright::cli

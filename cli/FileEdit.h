@@ -1,0 +1,65 @@
+#pragma once
+
+#include "cli/Changes.h"
+#include "cli/EditOptions.h"
+#include "movie/Storage.h"
+
+#include <memory>
+
+namespace reelwright::cli {
+
+enum class EditStatus { Updated, Unchanged, Failed };
+enum class SaveMode {
+    None, ///< nothing is written
+    InPlace, ///< the header is updated within the file
+    Flattened, ///< the whole movie is written
+};
+
+/// The checksum of one track's media before and after a save.
+struct MediaComparison
+{
+    std::uint32_t trackID = 0;
+    std::optional<std::string> before; ///< nothing for a track that was not there
+    std::optional<std::string> after;
+};
+
+/// What became of one file.
+struct EditResult
+{
+    std::string file;
+    EditStatus status = EditStatus::Failed;
+    SaveMode mode = SaveMode::None; ///< in a dry run: what would be done
+    std::string output; ///< what was written, or would be; empty for nothing
+    std::uint64_t bytesWritten = 0;
+    std::vector<Change> changes;
+    std::vector<std::string> warnings;
+    std::string error; ///< empty unless failed
+    bool cancelled = false;
+    bool dryRun = false;
+    std::optional<std::vector<MediaComparison>> media;
+
+    /// A failure before anything was done.
+    static EditResult failed(std::string file, std::string error);
+};
+
+/// One file's edit: open, apply the steps in order, save once, check.
+class FileEdit
+{
+public:
+    /// Borrows the options. `progress` hears about long work and can stop it.
+    FileEdit(const EditOptions& options, std::shared_ptr<Storage> storage, Progress progress);
+
+    /// `output` is empty to save into the file itself.
+    EditResult run(const std::string& file, const std::string& output);
+
+private:
+    Result<void> edit(EditResult& result, const std::string& output);
+    Result<void> save(EditResult& result, QTMovie& movie, bool inPlace);
+    [[nodiscard]] bool goOn() const;
+
+    const EditOptions& m_options;
+    std::shared_ptr<Storage> m_storage;
+    Progress m_progress;
+};
+
+} // namespace reelwright::cli

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "movie/Result.h"
+
+#include <string>
+#include <vector>
+
+namespace reelwright::cli {
+
+/// What stands between the names of a list of files.
+enum class NameSeparator { LineEnd, Nul };
+
+/// The names in the file `list`, or on standard input when it is "-". Empty names are left out.
+/// Errors: Io.
+Result<std::vector<std::string>> readFileList(const std::string& list, NameSeparator separator);
+
+} // namespace reelwright::cli

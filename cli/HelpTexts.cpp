@@ -1,0 +1,99 @@
+#include "cli/HelpTexts.h"
+
+namespace reelwright::cli::help {
+
+const char* const kProgram
+    = R"(Reads and edits QuickTime movie files (.mov .qt .mp4 .m4v) without touching their media: the header is changed
+and saved back into the file. WAV, AIFF and DV files open too and can be saved as movies.)";
+
+const char* const kProgramFooter = R"(
+Each command explains itself: reelwright-cli edit --help
+
+Examples:
+  reelwright-cli info clip.mov
+  reelwright-cli edit --autoplay on --rotate right clip.mov
+  reelwright-cli edit --track a2:enabled=off --dry-run *.mov
+
+Results go to standard output; messages, and on a terminal a progress bar, to standard error.
+
+Exit status:
+  0  done
+  1  something failed; every failed file is named on standard error
+  2  wrong usage; nothing was done
+  130, 143 (128 + the signal's number)  stopped by Ctrl-C or a signal; every file is the old movie or the new one)";
+
+const char* const kInfoFooter = R"(
+Times are hours:minutes:seconds:frames at the frame rate of the first video track; in JSON they come with their
+exact value too: value / scale is seconds.
+
+JSON: one object for one file, an array of them for several; --json-lines always gives one object a line. A file that
+cannot be opened gives {"file", "error"}.
+
+Examples:
+  reelwright-cli info clip.mov
+  reelwright-cli info --json clip.mov | jq .frameRate
+  find . -name '*.mov' -print0 | reelwright-cli info --json-lines --files-from - -0
+
+Exit status: 0 done, 1 a file could not be opened (named on standard error), 2 wrong usage.)";
+
+const char* const kTracksFooter = R"(
+The kind column gives each track's place: v1 is the first video track, a2 the second audio track (v video, a audio,
+tc timecode, tx text, sp sprite, cc captions). The ID and the place are what "edit --track" takes as a selector.
+
+Examples:
+  reelwright-cli tracks clip.mov
+  reelwright-cli tracks --json clip.mov | jq '.tracks[] | select(.type == "Audio") | .id'
+
+Exit status: 0 done, 1 a file could not be opened (named on standard error), 2 wrong usage.)";
+
+const char* const kAtomsFooter = R"(
+Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,
+with notes where an atom is cut short or has no size. Of more than 20 atoms of one type on the outermost level
+(fragmented files) the first 20 are shown unless --all is given.
+
+Examples:
+  reelwright-cli atoms clip.mov
+  reelwright-cli atoms --depth 1 fragmented.mp4
+  reelwright-cli atoms --json clip.mov | jq '.atoms[] | {type, offset, size}'
+
+Exit status: 0 done, 1 a file could not be read or is damaged (named on standard error), 2 wrong usage.)";
+
+const char* const kEdit = R"(Change movies and save each once, into its own file
+The edits are applied in the order given. Media are never encoded again, and stay where they are unless the whole file
+has to be written anew.)";
+
+const char* const kEditFooter = R"(
+Selectors (for --track):
+  3              the track with this ID
+  v1 a2 tc1 ...  a kind and its place: v video, a audio, tc timecode, tx text, sp sprite, cc captions
+  'a*'           all tracks of a kind      '*'  all tracks      ("reelwright-cli tracks" lists them)
+
+Timecodes are hours:minutes:seconds:frames at the frame rate of the first video track. Digits fill them from the right,
+and a period at the end stands for a pair of zeros: 12 is twelve frames, 10. ten seconds, 1.. one minute.
+
+Where the result goes:
+  Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A
+  file for which that is impossible (fragmented, cut short, on a volume without a journal) is written anew as a whole
+  and then replaced; a warning says why. With --suffix, --output-dir or -o the file stays and a copy is written. An
+  output that is the file itself is refused, and so is one that exists, unless --overwrite is given.
+  A file that the edits do not change is left alone (status "unchanged"); a copy of it is written all the same.
+  At every instant a file on disk is the old movie or the new one, whole. Ctrl-C leaves files that are not done as they
+  were.
+
+JSON (one object for one file, an array for several; --json-lines one object a line, as files are done):
+  file, status (updated, unchanged, failed), mode (in-place, flattened, none), output, bytesWritten,
+  changes [{path, before, after}], warnings, error, and with --verify media [{track, before, after}]
+
+Examples:
+  reelwright-cli edit --autoplay on --controller hide clip.mov
+  reelwright-cli edit --rotate right --flop clip.mov              turns, then mirrors
+  reelwright-cli edit --track 'a*:enabled=off' --track a1:enabled=on clip.mov
+  reelwright-cli edit --track a1:in=10. --track a1:duration=1.. clip.mov
+  reelwright-cli edit --rotate left -n *.mov                      shows what would change
+  reelwright-cli edit --aperture clean --suffix -clean --verify --jobs 4 *.mov
+  find . -name '*.mov' -print0 | reelwright-cli edit --autoplay off --files-from - -0
+
+Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage (nothing was done), 130 stopped by Ctrl-C,
+143 by SIGTERM (128 + the signal's number).)";
+
+} // namespace reelwright::cli::help

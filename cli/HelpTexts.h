@@ -1,0 +1,14 @@
+#pragma once
+
+/// The longer texts of the command line's help.
+namespace reelwright::cli::help {
+
+extern const char* const kProgram;
+extern const char* const kProgramFooter;
+extern const char* const kInfoFooter;
+extern const char* const kTracksFooter;
+extern const char* const kAtomsFooter;
+extern const char* const kEdit;
+extern const char* const kEditFooter;
+
+} // namespace reelwright::cli::help

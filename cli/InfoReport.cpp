@@ -1,0 +1,174 @@
+#include "cli/InfoReport.h"
+
+#include "cli/Printable.h"
+#include "cli/TextTable.h"
+#include "support/FileHelper.h"
+
+#include <fmt/format.h>
+
+namespace reelwright::cli {
+namespace {
+
+    /// At most two decimals, without trailing zeros: "25", "29.97".
+    std::string shortNumber(double value)
+    {
+        auto text = fmt::format("{:.2f}", value);
+        text.erase(text.find_last_not_of('0') + 1);
+        if (text.ends_with('.'))
+            text.pop_back();
+        return text;
+    }
+
+    const char* onOff(bool value)
+    {
+        return value ? "on" : "off";
+    }
+
+    std::string sizeText(const MovieFacts& facts)
+    {
+        const auto readable = FileHelper::formatFileSize(facts.size);
+        const auto exact = fmt::format("{} bytes", facts.size);
+        return readable == exact ? exact : fmt::format("{} ({})", readable, exact);
+    }
+
+    std::string brandText(const MovieFacts& facts)
+    {
+        if (facts.brand == FourCC {})
+            return "none (QuickTime)";
+        return facts.brand == "qt  "_cc ? "qt (QuickTime)" : printable(facts.brand.text());
+    }
+
+    std::string durationText(const MovieFacts& facts)
+    {
+        const auto& [time, timecode] = facts.duration;
+        const auto frames
+            = facts.frameRate > 0 ? fmt::format("{} frames, ", facts.durationInFrames) : std::string {};
+        return fmt::format("{} ({}{}/{} s)", timecode, frames, time.value, time.scale);
+    }
+
+    std::string rateText(const MovieFacts& facts)
+    {
+        if (facts.frameRate <= 0)
+            return "none (no video track)";
+        return fmt::format("{} frames a second (timebase {}{}{})", shortNumber(facts.frameRate),
+            facts.timebase, facts.ntsc ? ", NTSC" : "", facts.dropFrame ? ", drop frame" : "");
+    }
+
+    std::string settingsText(const MovieFacts& facts)
+    {
+        const auto mode = apertureModeName(facts.apertureMode);
+        return fmt::format("autoplay {}, auto close {}, auto quit {}, controller {}, aperture mode {}",
+            onOff(facts.autoPlay), onOff(facts.autoClose), onOff(facts.autoQuit),
+            facts.controller == "none"_cc ? "hidden" : "shown", mode.empty() ? "not set" : mode);
+    }
+
+    std::string timecodeText(const TimecodeFacts& facts)
+    {
+        auto text = "starts at " + facts.start;
+        if (!facts.description.reel.empty())
+            text += fmt::format(", reel \"{}\"", printable(facts.description.reel));
+        const auto flags = facts.description.definition.flags;
+        if (flags & TimecodeDefinition::kCounter)
+            text += ", counter";
+        if (flags & TimecodeDefinition::kDropFrame)
+            text += ", drop frame";
+        return text;
+    }
+
+    std::string startText(const MovieFacts& facts)
+    {
+        for (const auto& track : facts.tracks)
+            if (track.timecode)
+                return fmt::format("{} (track {})", facts.startTimecode, track.id);
+        return facts.startTimecode + " (no timecode track)";
+    }
+
+    std::string kindText(const TrackFacts& track)
+    {
+        if (track.kind)
+            return fmt::format("{} {}", track.typeName, track.placeName);
+        return fmt::format("{} ({})", track.typeName, printable(track.mediaType.text()));
+    }
+
+    std::string trackRateText(const TrackFacts& track)
+    {
+        if (track.sampleRate > 0)
+            return shortNumber(track.sampleRate) + " Hz";
+        return track.sampleCount > 1 && track.frameRate > 0 ? shortNumber(track.frameRate) + " fps" : "-";
+    }
+
+    std::string channelsText(const TrackFacts& track)
+    {
+        switch (track.channels) {
+        case 0:
+            return {};
+        case 1:
+            return "mono";
+        case 2:
+            return "stereo";
+        default:
+            return fmt::format("{} channels", track.channels);
+        }
+    }
+
+    std::string detailsText(const TrackFacts& track)
+    {
+        std::vector<std::string> details;
+        if (track.size)
+            details.push_back(
+                fmt::format("{} x {}", shortNumber(track.size->width), shortNumber(track.size->height)));
+        if (track.mediaType == QTMediaTypeSound)
+            details.push_back(channelsText(track));
+        if (!track.channelLabel.empty())
+            details.push_back("first channel: " + track.channelLabel);
+        if (track.timecode)
+            details.push_back(timecodeText(*track.timecode));
+        for (const auto& [kind, ids] : track.references)
+            details.push_back(fmt::format("{} -> {}", printable(kind.text()), fmt::join(ids, " ")));
+        std::string text;
+        for (const auto& detail : details)
+            if (!detail.empty())
+                text += (text.empty() ? "" : ", ") + detail;
+        return text.empty() ? "-" : text;
+    }
+
+} // namespace
+
+std::string trackTable(const MovieFacts& facts, std::size_t indent)
+{
+    using Align = TextTable::Align;
+    if (facts.tracks.empty())
+        return std::string(indent, ' ') + "no tracks\n";
+    TextTable table {
+        {Align::Right, Align::Left, Align::Left, Align::Left, Align::Left, Align::Left, Align::Right}};
+    table.addRow({"ID", "Kind", "Enabled", "In", "Duration", "Format", "Rate", "Details", "Name"});
+    for (const auto& track : facts.tracks)
+        table.addRow({std::to_string(track.id), kindText(track), track.enabled ? "yes" : "no",
+            track.in.timecode, track.duration.timecode, track.format ? printable(track.format->text()) : "-",
+            trackRateText(track), detailsText(track), printable(track.name)});
+    return table.text(indent);
+}
+
+std::string infoReport(const MovieFacts& facts)
+{
+    TextTable table;
+    table.addRow({"Size", sizeText(facts)});
+    table.addRow({"Brand", brandText(facts)});
+    table.addRow({"Duration", durationText(facts)});
+    table.addRow({"Frame rate", rateText(facts)});
+    table.addRow({"Picture",
+        fmt::format("{} x {}", shortNumber(facts.naturalSize.width), shortNumber(facts.naturalSize.height))});
+    table.addRow({"Start timecode", startText(facts)});
+    table.addRow({"Settings", settingsText(facts)});
+    table.addRow({"Update in place", facts.hindrance ? "no: " + printable(*facts.hindrance) : "yes"});
+    if (facts.needsFlattening)
+        table.addRow({"Media", "some lie in other files"});
+    auto text = printable(facts.file) + '\n' + table.text(2) + "  Tracks\n" + trackTable(facts, 4);
+    if (!facts.warnings.empty())
+        text += "  Warnings\n";
+    for (const auto& warning : facts.warnings)
+        text += "    " + printable(warning) + '\n';
+    return text;
+}
+
+} // namespace reelwright::cli

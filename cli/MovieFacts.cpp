@@ -1,0 +1,199 @@
+#include "cli/MovieFacts.h"
+
+#include "cli/Console.h"
+#include "document/KWQuickTime.h"
+#include "document/KWQuickTimeEditing.h"
+#include "movie/ByteReader.h"
+#include "movie/DataReference.h"
+#include "movie/MovieSaver.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace reelwright::cli {
+namespace {
+
+    constexpr double kFixedOne = 65536.0;
+    constexpr std::size_t kMaxWarnings = 100;
+
+    struct ApertureName
+    {
+        FourCC mode;
+        const char* name;
+    };
+
+    constexpr ApertureName kApertureNames[]
+        = {{"clas"_cc, "classic"}, {"clea"_cc, "clean"}, {"prod"_cc, "production"}, {"enco"_cc, "encoded"}};
+
+    /// The code of a setting; zero for the one that stands for "none set".
+    FourCC settingCode(FourCC code)
+    {
+        return code == "????"_cc ? FourCC {} : code;
+    }
+
+    TimeFact timeFact(const QTTime& time, const QTMovie& movie)
+    {
+        return {time, KWQuickTime::formattedQTTime(time, movie)};
+    }
+
+    std::optional<PixelSize> apertureSize(const Atom& tapt, FourCC type)
+    {
+        const auto* atom = tapt.find(type);
+        if (!atom)
+            return std::nullopt;
+        ByteReader in {atom->head.span()};
+        in.skip(4); // version and flags
+        const double width = in.u32() / kFixedOne;
+        const double height = in.u32() / kFixedOne;
+        return in.ok() ? std::optional(PixelSize {width, height}) : std::nullopt;
+    }
+
+    std::optional<ApertureFacts> apertureFacts(const QTTrack& track)
+    {
+        const auto* tapt = track.atom().find("tapt"_cc);
+        if (!tapt)
+            return std::nullopt;
+        return ApertureFacts {
+            apertureSize(*tapt, "clef"_cc), apertureSize(*tapt, "prof"_cc), apertureSize(*tapt, "enof"_cc)};
+    }
+
+    std::optional<TimecodeFacts> timecodeFacts(const QTTrack& track)
+    {
+        if (track.mediaType() != QTMediaTypeTimeCode)
+            return std::nullopt;
+        const auto reading = timecodeMedia::atMediaTime(track, 0);
+        if (!reading)
+            return std::nullopt;
+        return TimecodeFacts {reading->text, reading->frame, reading->description};
+    }
+
+    std::optional<PixelSize> pixelSize(
+        const QTTrack& track, const std::optional<SampleDescription>& description)
+    {
+        if (track.mediaType() == QTMediaTypeVideo && description)
+            if (const auto video = description->video())
+                return PixelSize {static_cast<double>(video->width), static_cast<double>(video->height)};
+        const auto header = track.header();
+        if (header.width == 0 && header.height == 0)
+            return std::nullopt;
+        return PixelSize {header.width / kFixedOne, header.height / kFixedOne};
+    }
+
+    double sampleRate(const QTTrack& track, const std::optional<SampleDescription>& description)
+    {
+        if (track.mediaType() != QTMediaTypeSound || !description)
+            return 0;
+        const auto sound = description->sound();
+        return sound ? sound->sampleRate : 0;
+    }
+
+    TrackFacts trackFacts(const PlacedTrack& placed, const QTMovie& movie)
+    {
+        const auto& track = placed.track;
+        const auto media = track.media();
+        const auto description = media.sampleDescription(1);
+        const auto range = track.range();
+        TrackFacts facts;
+        facts.id = track.trackID();
+        facts.kind = placed.kind;
+        facts.typeName = KWMovTrack::typeName(placed.record.trackType());
+        facts.placeName = placed.placeName();
+        facts.mediaType = track.mediaType();
+        facts.name = track.name();
+        facts.enabled = track.isEnabled();
+        facts.in = timeFact(range.time, movie);
+        facts.duration = timeFact(range.duration, movie);
+        facts.mediaTimeScale = media.timeScale();
+        facts.mediaDuration = media.duration().value;
+        facts.sampleCount = media.sampleCount();
+        facts.frameRate = KWQuickTime::fpsFromQTTrack(track);
+        facts.sampleRate = sampleRate(track, description);
+        if (description)
+            facts.format = description->format();
+        facts.size = pixelSize(track, description);
+        facts.matrix = track.matrix();
+        facts.channels = placed.record.channels();
+        const auto label = placed.record.audioChannelDescription().mChannelLabel;
+        if (const auto name = KWQuickTime::friendlyAudioChannelLabel(label); name != "Unknown")
+            facts.channelLabel = name;
+        facts.references = track.references();
+        facts.timecode = timecodeFacts(track);
+        facts.apertures = apertureFacts(track);
+        return facts;
+    }
+
+    bool hasMediaElsewhere(const QTMovie& movie)
+    {
+        const auto tracks = movie.tracks();
+        return std::any_of(tracks.begin(), tracks.end(), [](const QTTrack& track) {
+            const auto references = track.media().dataReferences();
+            return std::any_of(references.begin(), references.end(),
+                [](const DataReference& reference) { return !reference.isSelf; });
+        });
+    }
+
+} // namespace
+
+MovieFacts MovieFacts::of(const QTMovie& movie)
+{
+    MovieFacts facts;
+    facts.file = movie.fileName();
+    if (const auto& file = movie.file()) {
+        facts.size = file->state.size;
+        facts.brand = file->majorBrand;
+    }
+    if (const auto possible = MovieSaver::canUpdateMovieFile(movie); !possible)
+        facts.hindrance = reasonFor(possible.error(), facts.file);
+    facts.needsFlattening = hasMediaElsewhere(movie);
+    facts.fragmented = movie.isFragmented();
+    const auto duration = movie.duration();
+    facts.duration = timeFact(duration, movie);
+    facts.durationInFrames = KWQuickTime::frameCountForQTTime(duration, movie);
+    facts.frameRate = KWQuickTime::fpsForMovie(movie);
+    KWQuickTime::getTimingInfoForMovie(movie, &facts.timebase, &facts.ntsc, &facts.dropFrame);
+    facts.naturalSize = movie.naturalSize();
+    facts.autoPlay = KWQuickTimeEditing::autoPlay(movie);
+    facts.autoClose = KWQuickTimeEditing::autoClose(movie);
+    facts.autoQuit = KWQuickTimeEditing::autoQuit(movie);
+    facts.controller = settingCode(KWQuickTimeEditing::movieControllerType(movie));
+    auto copy = movie; // reading the aperture mode applies it to the movie
+    facts.apertureMode = settingCode(KWQuickTimeEditing::apertureModeForMovie(copy));
+    facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
+    for (const auto& placed : placedTracks(movie))
+        facts.tracks.push_back(trackFacts(placed, movie));
+    facts.warnings = warningTexts(movie);
+    return facts;
+}
+
+std::vector<std::string> warningTexts(const QTMovie& movie)
+{
+    std::vector<std::string> texts;
+    for (const auto& warning : movie.warnings()) {
+        if (texts.size() == kMaxWarnings) {
+            texts.push_back(fmt::format("and {} more warnings", movie.warnings().size() - kMaxWarnings));
+            break;
+        }
+        const MovieError asError {MovieError::Code::Corrupt, warning.offset, warning.where, warning.detail};
+        texts.push_back(reasonFor(asError, movie.fileName()));
+    }
+    return texts;
+}
+
+std::string apertureModeName(FourCC mode)
+{
+    for (const auto& row : kApertureNames)
+        if (row.mode == mode)
+            return row.name;
+    return mode == FourCC {} ? std::string {} : mode.text();
+}
+
+std::optional<FourCC> apertureModeNamed(std::string_view name)
+{
+    for (const auto& row : kApertureNames)
+        if (row.name == name)
+            return row.mode;
+    return std::nullopt;
+}
+
+} // namespace reelwright::cli

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "cli/TrackPlaces.h"
+#include "movie/TimecodeMedia.h"
+
+namespace reelwright::cli {
+
+/// A time, and how it reads as a timecode at the frame rate of the movie's first video track.
+struct TimeFact
+{
+    QTTime time;
+    std::string timecode;
+};
+
+/// What a timecode track says at its beginning.
+struct TimecodeFacts
+{
+    std::string start;
+    std::int64_t startFrame = 0;
+    TimecodeDescription description;
+};
+
+/// Pixels; nothing where the file does not say.
+struct PixelSize
+{
+    double width = 0;
+    double height = 0;
+};
+
+/// The aperture dimensions of a video track (`tapt`).
+struct ApertureFacts
+{
+    std::optional<PixelSize> clean;
+    std::optional<PixelSize> production;
+    std::optional<PixelSize> encoded;
+};
+
+struct TrackFacts
+{
+    std::uint32_t id = 0;
+    const TrackKind* kind = nullptr;
+    std::string typeName; ///< "Video"
+    std::string placeName; ///< "v1"
+    FourCC mediaType;
+    std::string name;
+    bool enabled = false;
+    TimeFact in;
+    TimeFact duration;
+    std::int32_t mediaTimeScale = 0;
+    std::int64_t mediaDuration = 0;
+    std::uint32_t sampleCount = 0;
+    double frameRate = 0; ///< samples of the table a second, on average
+    double sampleRate = 0; ///< of sound, Hz; 0 where it is not known
+    std::optional<FourCC> format; ///< of the first sample description
+    std::optional<PixelSize> size; ///< encoded pixels of video, the box of other visual tracks
+    Matrix matrix;
+    std::uint32_t channels = 0;
+    std::string channelLabel; ///< of the first channel, empty when it has none
+    std::map<FourCC, std::vector<std::uint32_t>> references;
+    std::optional<TimecodeFacts> timecode;
+    std::optional<ApertureFacts> apertures;
+};
+
+/// What the reports tell about a movie, gathered once. Holds nothing of the movie itself.
+struct MovieFacts
+{
+    std::string file;
+    std::uint64_t size = 0; ///< bytes
+    FourCC brand; ///< zero where the file has none
+    std::optional<std::string> hindrance; ///< why the file cannot be updated in place
+    bool needsFlattening = false; ///< are some of its media in other files?
+    bool fragmented = false;
+    TimeFact duration;
+    std::int64_t durationInFrames = 0;
+    double frameRate = 0; ///< of the first video track, 0 without one
+    int timebase = 0;
+    bool ntsc = false;
+    bool dropFrame = false;
+    QTSize naturalSize;
+    bool autoPlay = false;
+    bool autoClose = false;
+    bool autoQuit = false;
+    FourCC controller; ///< zero where the movie says nothing
+    FourCC apertureMode; ///< zero where the movie says nothing
+    std::string startTimecode;
+    std::vector<TrackFacts> tracks; ///< in ascending order of their IDs
+    std::vector<std::string> warnings;
+
+    static MovieFacts of(const QTMovie& movie);
+};
+
+/// What was noted when the movie was opened, the first hundred and the number of those left out.
+std::vector<std::string> warningTexts(const QTMovie& movie);
+
+/// "classic", "clean", "production" or "encoded"; the code itself for another one; "" for zero.
+std::string apertureModeName(FourCC mode);
+/// The mode of such a name, or nothing.
+std::optional<FourCC> apertureModeNamed(std::string_view name);
+
+} // namespace reelwright::cli

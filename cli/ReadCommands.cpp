@@ -1,0 +1,51 @@
+#include "cli/ReadCommands.h"
+
+#include "cli/FactsJson.h"
+#include "cli/FileReports.h"
+#include "cli/InfoReport.h"
+#include "cli/Printable.h"
+
+namespace reelwright::cli {
+namespace {
+
+    std::string tracksText(const MovieFacts& facts)
+    {
+        return printable(facts.file) + '\n' + trackTable(facts, 2);
+    }
+
+    Json tracksJson(const MovieFacts& facts)
+    {
+        auto tracks = Json::array();
+        for (const auto& track : facts.tracks)
+            tracks.push_back(trackJson(track));
+        return {{"file", facts.file}, {"tracks", std::move(tracks)}};
+    }
+
+    int reportFacts(const std::vector<std::string>& files, Console& console, OutputFormat format,
+        std::string (*text)(const MovieFacts&), Json (*json)(const MovieFacts&))
+    {
+        return reportEach(files, console, format, [&](const std::string& file) -> Result<FileReport> {
+            RW_TRY(const auto movie, QTMovie::open(file));
+            const auto facts = MovieFacts::of(movie);
+            FileReport report;
+            if (format == OutputFormat::Text)
+                report.text = text(facts);
+            else
+                report.json = json(facts);
+            return report;
+        });
+    }
+
+} // namespace
+
+int runInfo(const std::vector<std::string>& files, Console& console, OutputFormat format)
+{
+    return reportFacts(files, console, format, infoReport, factsJson);
+}
+
+int runTracks(const std::vector<std::string>& files, Console& console, OutputFormat format)
+{
+    return reportFacts(files, console, format, tracksText, tracksJson);
+}
+
+} // namespace reelwright::cli

@@ -1,0 +1,277 @@
+#include "movie/TimecodeMedia.h"
+
+#include "tests/helpers/TestMovie.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+namespace reelwright {
+namespace {
+
+    constexpr auto kDrop = TimecodeDefinition::kDropFrame;
+    constexpr auto kWraps = TimecodeDefinition::k24HourMax;
+    constexpr auto kSigned = TimecodeDefinition::kNegativeTimesOK;
+    constexpr auto kCounter = TimecodeDefinition::kCounter;
+
+    constexpr TimecodeDefinition definition(std::uint32_t flags, std::uint8_t numberOfFrames)
+    {
+        return {flags, numberOfFrames * 1000U, (flags & kDrop) != 0 ? 1001U : 1000U, numberOfFrames};
+    }
+
+    struct LabelFact
+    {
+        std::uint32_t flags;
+        std::uint8_t rate;
+        std::int64_t frame;
+        const char* label;
+        const char* why;
+    };
+
+    constexpr LabelFact kLabels[] = {
+        {kDrop, 30, 0, "00:00:00;00", "the beginning"},
+        {kDrop, 30, 1799, "00:00:59;29", "the last label before the first drop"},
+        {kDrop, 30, 1800, "00:01:00;02", ";00 and ;01 are not in minute 1"},
+        {kDrop, 30, 3597, "00:01:59;29", "minute 1 is two frames shorter"},
+        {kDrop, 30, 3598, "00:02:00;02", "nor in minute 2"},
+        {kDrop, 30, 17981, "00:09:59;29", "the end of the ninth minute"},
+        {kDrop, 30, 17982, "00:10:00;00", "tenth minutes keep all labels"},
+        {kDrop, 30, 17983, "00:10:00;01", "and the second of them"},
+        {kDrop, 30, 19782, "00:11:00;02", "minute 11"},
+        {kDrop, 30, 107892, "01:00:00;00", "an hour"},
+        {kDrop, 30, 2589407, "23:59:59;29", "the last of the day"},
+        {kDrop, 60, 3599, "00:00:59;59", "the last label before the first drop at 60"},
+        {kDrop, 60, 3600, "00:01:00;04", "four labels go at 60"},
+        {kDrop, 60, 7195, "00:01:59;59", "minute 1 is four frames shorter"},
+        {kDrop, 60, 7196, "00:02:00;04", "minute 2"},
+        {kDrop, 60, 35964, "00:10:00;00", "tenth minutes keep all labels"},
+        {kDrop, 60, 215784, "01:00:00;00", "an hour"},
+        {0, 30, 1800, "00:01:00:00", "without drop frame every label is there"},
+        {0, 30, 108000, "01:00:00:00", "an hour of plain 30"},
+        {0, 24, 86399, "00:59:59:23", "24"},
+        {0, 24, 86400, "01:00:00:00", "24"},
+        {0, 25, 90000, "01:00:00:00", "25"},
+        {0, 50, 179999, "00:59:59:49", "50"},
+        {0, 100, 100, "00:00:01:00", "frames beyond 99 have no third digit to fill"},
+        {0, 120, 119, "00:00:00:119", "but show when there are"},
+        {kDrop, 25, 1500, "00:01:00;00", "25 has no labels to leave out, whatever the flag says"},
+        {0, 25, 2160000, "24:00:00:00", "without a day's limit hours go on"},
+        {kWraps, 25, 2160000, "00:00:00:00", "with it they start again"},
+        {kWraps, 25, 2160001 + 5 * 2160000, "00:00:00:01", "days later too"},
+        {kWraps | kDrop, 30, 2589408, "00:00:00;00", "a day of drop frame is shorter"},
+        {kWraps | kDrop, 60, 2 * 2589408, "00:00:00;00", "at 60 it has twice the frames"},
+        {kSigned, 25, -1, "-00:00:00:01", "a negative time"},
+        {kSigned, 25, -90000, "-01:00:00:00", "an hour below zero"},
+        {kSigned | kDrop, 30, -1800, "-00:01:00;02", "labels go below zero as above"},
+        {kSigned | kWraps, 25, -2160001, "-00:00:00:01", "a day and a frame below zero"},
+        {0, 25, -1, "23:59:59:24", "where times are positive, before zero is the day before"},
+        {0, 25, -2160000, "00:00:00:00", "a whole day before zero is midnight"},
+        {0, 25, -2 * 2160000 - 1, "23:59:59:24", "two days and a frame"},
+        {kWraps | kDrop, 30, -1, "23:59:59;29", "the day before in drop frame"},
+        {kWraps | kDrop, 30, -2589408, "00:00:00;00", "a whole day before"},
+        {kCounter, 30, 12345, "12345", "a counter is its number"},
+        {kCounter | kSigned, 30, -5, "-5", "also below zero"},
+        {0, 0, 77, "77", "without a rate there is nothing but the number"},
+    };
+
+    TEST(TimecodeMedia, LabelsAreThoseOfTheBroadcastRule)
+    {
+        for (const auto& fact : kLabels)
+            EXPECT_EQ(timecodeMedia::label(fact.frame, definition(fact.flags, fact.rate)), fact.label)
+                << fact.why;
+    }
+
+    TEST(TimecodeMedia, FrameNumberIsTheInverseOfTheRecordThroughAWholeDay)
+    {
+        constexpr TimecodeDefinition kDefinitions[] = {definition(0, 24), definition(0, 25),
+            definition(0, 50), definition(kDrop, 30), definition(kDrop, 60)};
+        for (const auto& rate : kDefinitions)
+            for (std::int64_t frame = 0; frame < 86400 * rate.numberOfFrames; ++frame) {
+                const auto record = timecodeMedia::record(frame, rate);
+                ASSERT_EQ(timecodeMedia::frameNumber(record, rate), frame)
+                    << timecodeMedia::text(record, rate) << " at " << int {rate.numberOfFrames};
+            }
+    }
+
+    TEST(TimecodeMedia, NegativeFramesComeBackWhereTheyAreAllowed)
+    {
+        for (const auto& rate :
+            {definition(kSigned, 25), definition(kSigned | kDrop, 30), definition(kSigned | kCounter, 30)})
+            for (std::int64_t frame = -20000; frame < 0; ++frame)
+                ASSERT_EQ(timecodeMedia::frameNumber(timecodeMedia::record(frame, rate), rate), frame);
+    }
+
+    /// Counts labels one by one, as a clock does.
+    TEST(TimecodeMedia, NoLabelIsUsedTwiceAndNoneButTheDroppedLeftOut)
+    {
+        for (const int rate : {30, 60}) {
+            const auto drop = definition(kDrop, static_cast<std::uint8_t>(rate));
+            std::int64_t frame = 0;
+            for (int minute = 0; minute < 24 * 60; ++minute)
+                for (int second = 0; second < 60; ++second)
+                    for (int label = second == 0 && minute % 10 != 0 ? rate / 15 : 0; label < rate; ++label) {
+                        const auto record = timecodeMedia::record(frame, drop);
+                        ASSERT_TRUE(record.hours == minute / 60 && record.minutes == minute % 60
+                            && record.seconds == second && record.frames == label)
+                            << "frame " << frame << " is " << timecodeMedia::text(record, drop);
+                        ++frame;
+                    }
+        }
+    }
+
+    TEST(TimecodeMedia, DroppedLabelsCountAsTheNextThereIs)
+    {
+        constexpr auto kDrop30 = definition(kDrop, 30);
+        const auto frameOf = [&](std::int64_t minutes, std::int64_t frames) {
+            return timecodeMedia::frameNumber({false, 0, minutes, 0, frames}, kDrop30);
+        };
+        EXPECT_EQ(frameOf(1, 0), 1800);
+        EXPECT_EQ(frameOf(1, 1), 1800);
+        EXPECT_EQ(frameOf(1, 2), 1800);
+        EXPECT_EQ(frameOf(1, 3), 1801);
+        EXPECT_EQ(frameOf(10, 0), 17982);
+        EXPECT_EQ(frameOf(10, 1), 17983);
+    }
+
+    TEST(TimecodeMedia, RatesThatCamerasRoundedDownCountAsTheyMeant)
+    {
+        struct RoundedFact
+        {
+            TimecodeDefinition definition;
+            const char* label; ///< of frame 1800
+            const char* why;
+        };
+        constexpr RoundedFact kFacts[] = {
+            {{0, 90000, 3003, 29}, "00:01:00:00", "29 for 29.97"},
+            {{kDrop, 30000, 1001, 29}, "00:01:00;02", "in drop frame"},
+            {{0, 24000, 1001, 23}, "00:01:15:00", "23 for 23.976"},
+            {{0, 60000, 1001, 59}, "00:00:30:00", "59 for 59.94"},
+            {{0, 25, 1, 24}, "00:01:15:00", "24 labels a second played at 25 are meant"},
+            {{0, 30000, 1000, 29}, "00:01:02:02", "so are 29 at a whole rate"},
+        };
+        for (const auto& fact : kFacts) {
+            EXPECT_EQ(timecodeMedia::label(1800, fact.definition), fact.label) << fact.why;
+            const auto record = timecodeMedia::record(1800, fact.definition);
+            EXPECT_EQ(timecodeMedia::frameNumber(record, fact.definition), 1800) << fact.why;
+        }
+    }
+
+    TEST(TimecodeMedia, FramesBeyondAllMeasureAreSurvived)
+    {
+        for (const auto& rate : {definition(kDrop, 30), definition(kDrop | kSigned, 240), definition(0, 1),
+                 definition(kCounter, 1)})
+            for (const auto frame : {INT64_MIN, INT64_MIN + 1, INT64_MAX - 1, INT64_MAX}) {
+                const auto record = timecodeMedia::record(frame, rate);
+                EXPECT_GE(record.hours, 0);
+                EXPECT_GE(record.frames, 0);
+            }
+    }
+
+    test::TestTrack timecodeTrack(const TimecodeDefinition& rate, std::vector<std::uint32_t> starts,
+        std::vector<SampleTable::TimeRun> times)
+    {
+        test::TestTrack track;
+        track.mediaType = QTMediaTypeTimeCode;
+        track.mediaScale = 30000;
+        track.samples = std::move(starts);
+        track.times = std::move(times);
+        track.descriptions = {test::timecodeDescription(rate)};
+        return track;
+    }
+
+    struct ReadingFact
+    {
+        std::int64_t mediaTime;
+        std::int64_t frame;
+        const char* why;
+    };
+
+    TEST(TimecodeMedia, TimeCountsOnFromTheSampleThatHoldsIt)
+    {
+        constexpr TimecodeDefinition kRate {kDrop, 30000, 1001, 30};
+        auto movie = test::emptyMovie(30000);
+        const auto track
+            = test::addTrack(movie, timecodeTrack(kRate, {1800, 50000}, {{1, 10010}, {1, 20020}}));
+        constexpr ReadingFact kFacts[] = {
+            {0, 1800, "the first frame"},
+            {1000, 1800, "still the first"},
+            {1001, 1801, "the second"},
+            {10009, 1809, "the last of the first sample"},
+            {10010, 50000, "the second sample"},
+            {12012, 50002, "two frames on"},
+            {30030, 50020, "past the end the last sample counts on"},
+            {-1, 1799, "before the beginning"},
+            {-1001, 1799, "a whole frame before"},
+            {-1002, 1798, "more than a frame before"},
+        };
+        for (const auto& fact : kFacts) {
+            const auto reading = timecodeMedia::atMediaTime(track, fact.mediaTime);
+            ASSERT_TRUE(reading) << reading.error().message();
+            EXPECT_EQ(reading->frame, fact.frame) << fact.why;
+            EXPECT_EQ(reading->text, timecodeMedia::label(fact.frame, kRate)) << fact.why;
+        }
+    }
+
+    TEST(TimecodeMedia, SignBitCountsOnlyWhereNegativeTimesAreAllowed)
+    {
+        for (const auto& [flags, frame] :
+            {std::pair<std::uint32_t, std::int64_t> {kSigned, -2}, {0, 0xFFFFFFFE}, {kCounter, 0xFFFFFFFE}}) {
+            auto movie = test::emptyMovie(30000);
+            const auto track
+                = test::addTrack(movie, timecodeTrack({flags, 30000, 1001, 30}, {0xFFFFFFFE}, {{1, 30000}}));
+            EXPECT_EQ(timecodeMedia::atMediaTime(track, 0)->frame, frame);
+        }
+    }
+
+    TEST(TimecodeMedia, DefinitionsOfAnotherScaleThanTheMediaAreConverted)
+    {
+        auto movie = test::emptyMovie(600);
+        const auto track = test::addTrack(movie, timecodeTrack({0, 2500, 100, 25}, {100}, {{1, 60000}}));
+        EXPECT_EQ(timecodeMedia::atMediaTime(track, 1199)->frame, 100);
+        EXPECT_EQ(timecodeMedia::atMediaTime(track, 1200)->frame, 101) << "30000 units are 25 frames";
+        EXPECT_EQ(timecodeMedia::atMediaTime(track, 30000)->text, "00:00:05:00");
+    }
+
+    TEST(TimecodeMedia, ReadingWhatIsNotThereFails)
+    {
+        struct BadFact
+        {
+            test::TestTrack track;
+            MovieError::Code code;
+            const char* why;
+        };
+        constexpr TimecodeDefinition kRate {0, 30000, 1001, 30};
+        auto video = timecodeTrack(kRate, {0}, {{1, 1001}});
+        video.mediaType = QTMediaTypeVideo;
+        auto shortDescription = timecodeTrack(kRate, {0}, {{1, 1001}});
+        shortDescription.descriptions = {Atom {"tmcd"_cc, Bytes::copyOf("short")}};
+        const BadFact facts[] = {
+            {video, MovieError::Code::Refused, "a video track"},
+            {timecodeTrack(kRate, {}, {}), MovieError::Code::Corrupt, "no samples"},
+            {timecodeTrack(kRate, {}, {{1, 1001}}), MovieError::Code::Corrupt, "a sample without bytes"},
+            {shortDescription, MovieError::Code::Truncated, "half a description"},
+        };
+        for (const auto& fact : facts) {
+            auto movie = test::emptyMovie(600);
+            const auto reading = timecodeMedia::atMediaTime(test::addTrack(movie, fact.track), 0);
+            ASSERT_FALSE(reading) << fact.why;
+            EXPECT_EQ(reading.error().code, fact.code) << fact.why << ": " << reading.error().message();
+        }
+    }
+
+    TEST(TimecodeMedia, HostileDefinitionsAndTimesAreSurvived)
+    {
+        const TimecodeDefinition definitions[] = {{0, 0, 0, 0}, {kDrop, UINT32_MAX, 1, 240},
+            {kSigned, 1, UINT32_MAX, 255}, {kDrop, UINT32_MAX, 0, 30}};
+        for (const auto& rate : definitions)
+            for (const auto mediaTime : {INT64_MIN, std::int64_t {-1}, std::int64_t {0}, INT64_MAX}) {
+                auto movie = test::emptyMovie(600);
+                auto source = timecodeTrack(rate, {UINT32_MAX}, {{1, UINT32_MAX}});
+                source.mediaScale = 1;
+                const auto reading = timecodeMedia::atMediaTime(test::addTrack(movie, source), mediaTime);
+                ASSERT_TRUE(reading);
+                EXPECT_FALSE(reading->text.empty());
+            }
+    }
+
+} // namespace
+} // namespace reelwright
