@@ -1,7 +1,5 @@
 #include "movie/FrameTimes.h"
 
-#include "movie/ByteReader.h"
-
 #include <algorithm>
 #include <limits>
 #include <numeric>
@@ -11,10 +9,7 @@ namespace {
 
     __extension__ using Wide = __int128;
 
-    /// Times beyond this are damage; with it no sum or difference of two of them can overflow.
-    constexpr std::int64_t kFarthest = 1LL << 60U;
-    /// Samples that one question looks at: far more than any encoder reorders, few enough to be no wait.
-    constexpr int kMostLooked = 1 << 16;
+    constexpr auto kFarthest = SampleTimes::kFarthest;
 
     std::int64_t clampTime(Wide time)
     {
@@ -39,64 +34,23 @@ FrameTimes::FrameTimes(const QTTrack& track)
     const auto movieScale = std::max(track.timeScale(), 1);
     const auto common = std::lcm<std::int64_t>(m_mediaScale, movieScale);
     m_scale = common <= INT32_MAX ? static_cast<std::int32_t>(common) : m_mediaScale;
-    readTables(*stbl);
+    m_samples = SampleTimes {*stbl};
     readEdits(track);
-}
-
-void FrameTimes::readTables(const Atom& stbl)
-{
-    const auto table = SampleTable::parse(stbl);
-    std::int64_t time = 0;
-    for (std::size_t i = 0; i < table.timeRunCount() && m_sampleCount < table.sampleCount(); ++i) {
-        const auto row = table.timeRun(i);
-        const auto count = static_cast<std::uint32_t>(
-            std::min<std::uint64_t>(row.count, table.sampleCount() - m_sampleCount));
-        if (count == 0)
-            continue;
-        m_decode.push_back({m_sampleCount, time, count, row.duration});
-        m_sampleCount += count;
-        time = clampTime(static_cast<Wide>(time) + static_cast<Wide>(count) * row.duration);
-    }
-    const auto* ctts = stbl.find("ctts"_cc);
-    if (!ctts)
-        return;
-    ByteReader in {ctts->head.span()};
-    in.skip(4);
-    std::uint64_t sample = 0;
-    // Version 0 offsets are unsigned by the letter, but writers put negative ones there too.
-    for (auto rows = in.count32(8); rows > 0 && sample < m_sampleCount; --rows) {
-        const auto count = in.u32();
-        const auto offset = in.i32();
-        if (count == 0)
-            continue;
-        m_offsets.push_back({sample, offset});
-        m_lowestOffset = sample == 0 ? offset : std::min(m_lowestOffset, offset);
-        m_highestOffset = sample == 0 ? offset : std::max(m_highestOffset, offset);
-        sample += count;
-    }
-    if (m_lowestOffset == 0 && m_highestOffset == 0)
-        m_offsets.clear();
-    else if (sample < m_sampleCount) // samples behind the table have no offset
-        m_offsets.push_back({sample, 0});
-    m_lowestOffset = std::min(m_lowestOffset, sample < m_sampleCount ? 0 : m_lowestOffset);
-    m_highestOffset = std::max(m_highestOffset, sample < m_sampleCount ? 0 : m_highestOffset);
 }
 
 void FrameTimes::readEdits(const QTTrack& track)
 {
     const auto list = track.editList();
-    if (!list || m_decode.empty())
+    if (!list || m_samples.empty())
         return;
     const auto movieScale = std::max(track.timeScale(), 1);
-    const auto mediaEnd = clampTime(static_cast<Wide>(m_decode.back().start)
-        + static_cast<Wide>(m_decode.back().count) * m_decode.back().duration);
     Wide movieTime = 0;
     std::int64_t start = 0;
     for (const auto& edit : list->edits) {
         auto end = start;
         // A single edit without a length stands for all of the media (ISO/IEC 14496-12 8.6.6).
         if (edit.duration == 0 && list->edits.size() == 1 && !edit.isEmpty()) {
-            end = rescale(std::max<std::int64_t>(mediaEnd - edit.mediaTime, 0), m_scale, m_mediaScale);
+            end = rescale(std::max<std::int64_t>(m_samples.end() - edit.mediaTime, 0), m_scale, m_mediaScale);
         } else {
             movieTime = std::min<Wide>(movieTime + edit.duration, kFarthest);
             end = rescale(static_cast<std::int64_t>(movieTime), m_scale, movieScale);
@@ -106,64 +60,6 @@ void FrameTimes::readEdits(const QTTrack& track)
             m_segments.push_back({start, end, clampTime(edit.mediaTime), edit.rate, edit.isEmpty()});
         start = end;
     }
-}
-
-std::int64_t FrameTimes::decodeTime(std::uint64_t sample) const
-{
-    const auto run = std::prev(std::upper_bound(m_decode.begin(), m_decode.end(), sample,
-        [](std::uint64_t number, const DecodeRun& row) { return number < row.firstSample; }));
-    return clampTime(run->start + static_cast<Wide>(sample - run->firstSample) * run->duration);
-}
-
-std::int64_t FrameTimes::displayTime(std::uint64_t sample) const
-{
-    if (m_offsets.empty())
-        return decodeTime(sample);
-    const auto run = std::prev(std::upper_bound(m_offsets.begin(), m_offsets.end(), sample,
-        [](std::uint64_t number, const OffsetRun& row) { return number < row.firstSample; }));
-    return decodeTime(sample) + run->offset;
-}
-
-std::uint64_t FrameTimes::firstSampleDecodedAtOrAfter(std::int64_t time) const
-{
-    const auto run = std::partition_point(m_decode.begin(), m_decode.end(), [&](const DecodeRun& row) {
-        return row.start + static_cast<Wide>(row.count - 1) * row.duration < time;
-    });
-    if (run == m_decode.end())
-        return m_sampleCount;
-    if (time <= run->start || run->duration == 0)
-        return run->firstSample;
-    const auto ahead = time - run->start;
-    return run->firstSample + static_cast<std::uint64_t>((ahead + run->duration - 1) / run->duration);
-}
-
-std::optional<std::int64_t> FrameTimes::displayedAt(std::int64_t mediaTime) const
-{
-    std::optional<std::int64_t> best;
-    auto sample = firstSampleDecodedAtOrAfter(mediaTime - m_lowestOffset + 1);
-    for (int looked = 0; sample > 0 && looked < kMostLooked; ++looked) {
-        --sample;
-        const auto time = displayTime(sample);
-        if (time <= mediaTime && (!best || time > *best))
-            best = time;
-        if (best && decodeTime(sample) + m_highestOffset <= *best)
-            break;
-    }
-    return best;
-}
-
-std::optional<std::int64_t> FrameTimes::displayedAfter(std::int64_t mediaTime) const
-{
-    std::optional<std::int64_t> best;
-    auto sample = firstSampleDecodedAtOrAfter(mediaTime - m_highestOffset + 1);
-    for (int looked = 0; sample < m_sampleCount && looked < kMostLooked; ++looked, ++sample) {
-        const auto time = displayTime(sample);
-        if (time > mediaTime && (!best || time < *best))
-            best = time;
-        if (best && decodeTime(sample) + m_lowestOffset >= *best)
-            break;
-    }
-    return best;
 }
 
 std::size_t FrameTimes::segmentAt(std::int64_t time) const
@@ -194,12 +90,12 @@ FrameTimes::Frame FrameTimes::frameIn(const Segment& segment, std::int64_t time)
         return frame;
     auto mediaTime = toMedia(segment, std::clamp(time, segment.start, segment.end - 1));
     // The very first picture also stands for the time before it.
-    const auto shown = displayedAt(mediaTime);
+    const auto shown = m_samples.displayedAt(mediaTime);
     if (!shown)
-        mediaTime = displayedAfter(mediaTime).value_or(mediaTime);
-    else if (displayedAt(*shown - 1))
+        mediaTime = m_samples.displayedAfter(mediaTime).value_or(mediaTime);
+    else if (m_samples.displayedAt(*shown - 1))
         frame.start.value = std::max(segment.start, toMovie(segment, *shown));
-    if (const auto following = displayedAfter(mediaTime))
+    if (const auto following = m_samples.displayedAfter(mediaTime))
         frame.end.value = std::clamp(toMovie(segment, *following), frame.start.value + 1, segment.end);
     return frame;
 }

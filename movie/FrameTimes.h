@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/QTTrack.h"
+#include "movie/SampleTimes.h"
 
 #include <cstdint>
 #include <optional>
@@ -18,7 +18,7 @@ public:
     /// Empty for a track without samples or without a time scale.
     explicit FrameTimes(const QTTrack& track);
 
-    [[nodiscard]] bool empty() const { return m_segments.empty() || m_decode.empty(); }
+    [[nodiscard]] bool empty() const { return m_segments.empty(); }
     /// The scale of all times that are answered: that of the media and the movie together where it fits 32
     /// bits, so that they are exact, else that of the media.
     [[nodiscard]] std::int32_t timeScale() const { return m_scale; }
@@ -42,22 +42,7 @@ public:
     /// The start of the last picture.
     [[nodiscard]] std::optional<QTTime> last() const;
 
-private:
-    /// Samples of one duration, in decode order.
-    struct DecodeRun
-    {
-        std::uint64_t firstSample = 0;
-        std::int64_t start = 0;
-        std::uint32_t count = 0;
-        std::uint32_t duration = 0;
-    };
-    /// Samples of one composition offset.
-    struct OffsetRun
-    {
-        std::uint64_t firstSample = 0;
-        std::int32_t offset = 0;
-    };
-    /// One edit: where it lies in the movie (in `m_scale`) and the media time that it starts with.
+    /// One edit: where it lies in the movie (in `timeScale`) and the media time that it starts with.
     struct Segment
     {
         std::int64_t start = 0;
@@ -66,17 +51,13 @@ private:
         std::int32_t rate = 0; ///< 16.16; 0 and below hold one picture
         bool isGap = false;
     };
+    /// In order and without holes, none of them of no length.
+    [[nodiscard]] const std::vector<Segment>& segments() const { return m_segments; }
+    [[nodiscard]] const SampleTimes& samples() const { return m_samples; }
+    [[nodiscard]] std::int32_t mediaScale() const { return m_mediaScale; }
 
-    void readTables(const Atom& stbl);
+private:
     void readEdits(const QTTrack& track);
-
-    [[nodiscard]] std::int64_t decodeTime(std::uint64_t sample) const;
-    [[nodiscard]] std::int64_t displayTime(std::uint64_t sample) const;
-    [[nodiscard]] std::uint64_t firstSampleDecodedAtOrAfter(std::int64_t time) const;
-    /// The latest display time at or before, and the earliest one after a media time.
-    [[nodiscard]] std::optional<std::int64_t> displayedAt(std::int64_t mediaTime) const;
-    [[nodiscard]] std::optional<std::int64_t> displayedAfter(std::int64_t mediaTime) const;
-
     [[nodiscard]] std::size_t segmentAt(std::int64_t time) const;
     [[nodiscard]] std::int64_t toMedia(const Segment& segment, std::int64_t time) const;
     [[nodiscard]] std::int64_t toMovie(const Segment& segment, std::int64_t mediaTime) const;
@@ -84,12 +65,8 @@ private:
 
     std::int32_t m_scale = 0;
     std::int32_t m_mediaScale = 0;
-    std::uint64_t m_sampleCount = 0;
-    std::int32_t m_lowestOffset = 0;
-    std::int32_t m_highestOffset = 0;
-    std::vector<DecodeRun> m_decode;
-    std::vector<OffsetRun> m_offsets; ///< empty where display order is decode order
-    std::vector<Segment> m_segments; ///< in order and without holes, none of them of no length
+    SampleTimes m_samples;
+    std::vector<Segment> m_segments;
 };
 
 } // namespace reelwright
