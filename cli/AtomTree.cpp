@@ -78,6 +78,37 @@ namespace {
         });
     }
 
+    /// The bytes of an atom that is cut short, with a header that claims no more than there is.
+    Bytes withSizeOf(const Bytes& bytes, SizeForm form)
+    {
+        auto copy = bytes.toVector();
+        ByteWriter size;
+        if (form == SizeForm::Extended)
+            size.u32(1).bytes(bytes.span().subspan(4, 4)).u64(bytes.size());
+        else
+            size.u32(static_cast<std::uint32_t>(bytes.size()));
+        const auto header = size.take();
+        std::copy(header.begin(), header.end(), copy.begin());
+        return Bytes::copyOf(copy);
+    }
+
+    AtomNode nodeOf(const Atom& atom, int levels);
+
+    /// The node of an atom that claims more than the bytes that are there. Nothing when they are no such
+    /// atom.
+    std::optional<AtomNode> cutNode(const Bytes& bytes, std::uint64_t offset, int levels)
+    {
+        const auto header = AtomHeader::parse(bytes.span());
+        if (!header || header->size <= bytes.size() || bytes.size() > UINT32_MAX)
+            return std::nullopt;
+        const auto parsed = Atom::parse(withSizeOf(bytes, header->sizeForm), offset);
+        if (!parsed)
+            return std::nullopt;
+        auto node = nodeOf(*parsed, levels);
+        node.claimedSize = header->size;
+        return node;
+    }
+
     AtomNode nodeOf(const Atom& atom, int levels)
     {
         AtomNode node;
@@ -87,9 +118,15 @@ namespace {
         node.sizeForm = atom.sizeForm;
         node.note = noteFor(atom.type, atom.head.span());
         node.trailingBytes = atom.tail.size();
-        if (levels > 1)
-            for (const auto& child : atom.children)
-                node.children.push_back(nodeOf(*child, levels - 1));
+        if (levels <= 1)
+            return node;
+        for (const auto& child : atom.children)
+            node.children.push_back(nodeOf(*child, levels - 1));
+        const auto tailOffset = node.offset + node.size - node.trailingBytes;
+        if (auto cut = cutNode(atom.tail, tailOffset, levels - 1)) {
+            node.children.push_back(std::move(*cut));
+            node.trailingBytes = 0;
+        }
         return node;
     }
 
@@ -149,27 +186,11 @@ namespace {
                 return node;
             }
             RW_TRY(const auto bytes, readExactly(m_file, atom.offset, atom.size, m_path));
-            const auto parsed = Atom::parse(node.isCutShort() ? withSize(bytes, atom) : bytes, atom.offset);
-            if (!parsed)
-                return node;
-            auto inner = nodeOf(*parsed, m_limits.depth);
-            node.children = std::move(inner.children);
-            node.trailingBytes = inner.trailingBytes;
-            return node;
-        }
-
-        /// The atom's bytes with a header that claims no more than there is.
-        static Bytes withSize(const Bytes& bytes, const TopLevelAtom& atom)
-        {
-            auto copy = bytes.toVector();
-            ByteWriter size;
-            if (atom.sizeForm == SizeForm::Extended)
-                size.u32(1).fourCC(atom.type).u64(atom.size);
-            else
-                size.u32(static_cast<std::uint32_t>(atom.size));
-            const auto header = size.take();
-            std::copy(header.begin(), header.end(), copy.begin());
-            return Bytes::copyOf(copy);
+            auto inner = cutNode(bytes, atom.offset, m_limits.depth);
+            if (!inner)
+                if (const auto parsed = Atom::parse(bytes, atom.offset))
+                    inner = nodeOf(*parsed, m_limits.depth);
+            return inner.value_or(node);
         }
 
         static void describeEnding(const FileLayout& layout, AtomTree& tree)

@@ -141,7 +141,7 @@ public:
     }
 
     [[nodiscard]] bool hasFailures() const { return m_hasFailures; }
-    [[nodiscard]] std::size_t notBegun() const { return m_notBegun; }
+    [[nodiscard]] bool wasCancelled() const { return m_wasCancelled; }
 
 private:
     void work()
@@ -154,7 +154,6 @@ private:
     {
         const auto& planned = m_plan[index];
         if (interrupt::received() != 0) {
-            ++m_notBegun;
             auto result = EditResult::failed(planned.file, kNotBegun);
             result.cancelled = true;
             return result;
@@ -180,6 +179,8 @@ private:
     {
         if (result.status == EditStatus::Failed) {
             m_hasFailures = true;
+            if (result.cancelled)
+                m_wasCancelled = true;
             if (!result.cancelled)
                 KWLog::appendLog("Error editing {}: {}", result.file, result.error);
             if (result.error != kNotBegun)
@@ -208,7 +209,7 @@ private:
     const std::shared_ptr<Storage> m_storage;
     std::vector<std::atomic<double>> m_fractions; ///< done of each file
     std::atomic<std::size_t> m_next = 0;
-    std::atomic<std::size_t> m_notBegun = 0;
+    std::atomic<bool> m_wasCancelled = false;
     std::atomic<bool> m_hasFailures = false;
 };
 
@@ -235,12 +236,10 @@ int EditCommand::run(const std::vector<std::string>& files)
             m_console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
         })};
     work.all();
-    if (const int signal = interrupt::received(); signal != 0) {
-        auto text
-            = fmt::format("stopped by signal {}; files that were not reported are as they were", signal);
-        if (work.notBegun() != 0)
-            text += fmt::format(" ({} not begun)", work.notBegun());
-        m_console.message({}, text);
+    // A signal that came when the last file was done has stopped nothing.
+    if (const int signal = interrupt::received(); signal != 0 && work.wasCancelled()) {
+        m_console.message(
+            {}, fmt::format("stopped by signal {}; the files that were not done are as they were", signal));
         return 128 + signal;
     }
     return work.hasFailures() ? 1 : 0;

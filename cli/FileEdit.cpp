@@ -98,11 +98,6 @@ FileEdit::FileEdit(const EditOptions& options, std::shared_ptr<Storage> storage,
 {
 }
 
-bool FileEdit::goOn() const
-{
-    return !m_progress || m_progress(0);
-}
-
 EditResult FileEdit::run(const std::string& file, const std::string& output)
 {
     EditResult result;
@@ -176,12 +171,15 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
 Result<void> FileEdit::save(EditResult& result, QTMovie& movie, bool inPlace)
 {
     std::vector<TrackChecksum> before;
-    const auto keepGoing = [this] { return goOn(); };
+    const auto keepGoing = [this] { return !m_progress || m_progress(m_done); };
     if (m_options.verify) {
         RW_TRY(before, mediaChecksums(movie, keepGoing));
     }
     SaveOptions options;
-    options.progress = m_progress;
+    options.progress = [this](double done) {
+        m_done = done;
+        return !m_progress || m_progress(done);
+    };
     RW_TRY(const auto report,
         inPlace ? MovieSaver::updateMovieFile(movie, options)
                 : MovieSaver::writeToFile(movie, result.output, options));

@@ -55,11 +55,10 @@ public:
 private:
     Result<void> edit(EditResult& result, const std::string& output);
     Result<void> save(EditResult& result, QTMovie& movie, bool inPlace);
-    [[nodiscard]] bool goOn() const;
-
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;
     Progress m_progress;
+    double m_done = 0; ///< what the progress function was told last
 };
 
 } // namespace reelwright::cli

@@ -34,7 +34,7 @@ namespace {
     std::string brandText(const MovieFacts& facts)
     {
         if (facts.brand == FourCC {})
-            return "none (QuickTime)";
+            return facts.isMovieFile ? "none (QuickTime)" : "none (no movie file)";
         return facts.brand == "qt  "_cc ? "qt (QuickTime)" : printable(facts.brand.text());
     }
 

@@ -142,6 +142,7 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     if (const auto& file = movie.file()) {
         facts.size = file->state.size;
         facts.brand = file->majorBrand;
+        facts.isMovieFile = file->headerAtom() != nullptr;
     }
     if (const auto possible = MovieSaver::canUpdateMovieFile(movie); !possible)
         facts.hindrance = reasonFor(possible.error(), facts.file);

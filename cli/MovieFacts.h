@@ -67,6 +67,7 @@ struct MovieFacts
     std::string file;
     std::uint64_t size = 0; ///< bytes
     FourCC brand; ///< zero where the file has none
+    bool isMovieFile = true; ///< and not a sound or DV file that was opened as a movie
     std::optional<std::string> hindrance; ///< why the file cannot be updated in place
     bool needsFlattening = false; ///< are some of its media in other files?
     bool fragmented = false;

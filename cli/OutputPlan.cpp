@@ -76,10 +76,10 @@ namespace {
                 return "the output is the file itself; leave the output option out to save in place";
             if (input != inputs.end())
                 return fmt::format("the output {} is another input file", output);
+            if (std::error_code error; std::filesystem::is_directory(output, error))
+                return fmt::format("the output {} is a folder; --output-dir writes into it", output);
             if (!options.overwrite)
                 return fmt::format("the output {} exists; --overwrite replaces it", output);
-            if (std::error_code error; std::filesystem::is_directory(output, error))
-                return fmt::format("the output {} is a folder", output);
         }
         return {};
     }

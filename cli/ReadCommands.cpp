@@ -25,7 +25,7 @@ namespace {
         std::string (*text)(const MovieFacts&), Json (*json)(const MovieFacts&))
     {
         return reportEach(files, console, format, [&](const std::string& file) -> Result<FileReport> {
-            RW_TRY(const auto movie, QTMovie::open(file));
+            RW_TRY(const auto movie, QTMovie::open(file, Storage::posix(), HeaderReading::Outline));
             const auto facts = MovieFacts::of(movie);
             FileReport report;
             if (format == OutputFormat::Text)

@@ -39,6 +39,11 @@ int run(Request& request)
         files.insert(
             files.end(), std::make_move_iterator(listed->begin()), std::make_move_iterator(listed->end()));
     }
+    if (request.edit.outputFile && files.size() != 1) {
+        console.message(
+            {}, "-o names the output of one file; give exactly one, or use --output-dir or --suffix");
+        return exitStatus::kWrongUsage;
+    }
     const int status = runCommand(request, files, console);
     if (!console.finish()) {
         console.message({}, "the results could not be written to standard output");

@@ -46,6 +46,7 @@ public:
     FourCC type;
     SizeForm sizeForm = SizeForm::Compact;
     bool isContainer = false;
+    bool isCut = false; ///< a sample table of which `head` has the beginning only; see HeaderReading::Outline
     std::uint64_t sourceOffset = 0; ///< file offset of the header; 0 for an atom that was made, not read
     std::uint64_t id = 0; ///< identity: kept by copies and through edits, unique otherwise
     Bytes head;

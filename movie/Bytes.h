@@ -67,7 +67,7 @@ public:
     friend bool operator==(const Bytes& a, const Bytes& b)
     {
         return a.size() == b.size()
-            && (a.m_view.data() == b.m_view.data()
+            && (a.empty() || a.m_view.data() == b.m_view.data()
                 || std::memcmp(a.m_view.data(), b.m_view.data(), a.size()) == 0);
     }
 

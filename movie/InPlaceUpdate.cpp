@@ -158,6 +158,7 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
     const auto firstSize = gap.lead > 0 ? gap.lead : atom.size();
     if (firstSize != gap.size)
         RW_CHECK(write32(gap.offset, static_cast<std::uint32_t>(firstSize)));
+    m_mayHaveReplacedHeader = m_mayHaveReplacedHeader || type == "moov"_cc;
     RW_CHECK(write32(at + 4, type.value));
 
     std::vector<TopLevelAtom> placed;

@@ -36,6 +36,8 @@ public:
     [[nodiscard]] std::uint64_t bytesWritten() const { return m_bytesWritten; }
     /// Did `header` end up behind media that the old one stood before?
     [[nodiscard]] bool headerLeftTheFront() const { return m_headerLeftTheFront; }
+    /// Can a reader find the header given to `replaceHeader`? Stays false when that failed early enough.
+    [[nodiscard]] bool mayHaveReplacedHeader() const { return m_mayHaveReplacedHeader; }
 
 private:
     /// Space for one atom: `count` free atoms from `first` on, or the end of the file (count 0).
@@ -63,6 +65,7 @@ private:
     std::vector<std::uint64_t> m_inUse; ///< sorted
     std::uint64_t m_bytesWritten = 0;
     bool m_headerLeftTheFront = false;
+    bool m_mayHaveReplacedHeader = false;
 };
 
 } // namespace reelwright

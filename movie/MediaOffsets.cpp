@@ -129,6 +129,9 @@ const Atom* MediaOffsets::findImmovable(const Atom& atom)
 Result<MediaOffsets> MediaOffsets::collect(const QTMovie& movie)
 {
     MediaOffsets result;
+    if (movie.isOutline())
+        return failure(MovieError::Code::Refused, movie.fileName(),
+            "only the outline of the movie was read, not where its media lie");
     if (const auto& own = movie.file())
         result.sources.push_back({own->file, own->path, own->state.size});
     else

@@ -35,7 +35,8 @@ struct MediaOffsets
 
     /// Lists what the movie's header refers to, opening the files of its data references.
     /// Errors: Io for a missing file; Truncated when media lie outside their file, naming the track;
-    /// Unsupported when the header holds offsets that this engine cannot move (see findImmovable).
+    /// Refused for an outline; Unsupported when the header holds offsets that this engine cannot move (see
+    /// findImmovable).
     static Result<MediaOffsets> collect(const QTMovie& movie);
 
     /// Where a byte of a source comes to lie; nothing for one that is not part of the new file.

@@ -50,7 +50,8 @@ std::uint64_t MediaSources::addMemory(Bytes media)
     const std::lock_guard lock {m_mutex};
     const auto offset = m_memoryEnd;
     m_memoryEnd += media.size();
-    m_memory.emplace(offset, std::move(media));
+    if (!media.empty()) // an empty block would stand where the next one begins
+        m_memory.emplace(offset, std::move(media));
     return offset;
 }
 

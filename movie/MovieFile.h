@@ -62,7 +62,7 @@ struct MovieFile
     FileLayout layout;
     std::size_t headerIndex
         = kNoHeader; ///< of the live header in `layout.atoms`; kNoHeader for a file of another kind
-    Bytes header; ///< the live header, its atom header included
+    Bytes header; ///< the live header, its atom header included; empty where only its outline was read
 
     static constexpr std::size_t kNoHeader = SIZE_MAX;
     static constexpr std::uint64_t kMaxHeaderSize = 1ULL << 30U;

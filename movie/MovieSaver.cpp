@@ -8,10 +8,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 namespace reelwright {
 namespace {
+
+    /// Of the atom that new media are put into.
+    constexpr std::uint64_t kMediaHeaderSize = 8;
 
     tl::unexpected<MovieError> changedByOthers(const std::string& path)
     {
@@ -96,6 +100,23 @@ namespace {
         return places;
     }
 
+    /// The movie file as it is after a write to it, with `header` alive.
+    Result<std::shared_ptr<const MovieFile>> presentFile(
+        StorageFile& file, const MovieFile& opened, const Bytes& header)
+    {
+        auto present = std::make_shared<MovieFile>(opened);
+        RW_TRY(present->state, file.state());
+        RW_TRY(present->layout, FileLayout::scan(file, present->path));
+        const auto& atoms = present->layout.atoms;
+        const auto live = std::find_if(
+            atoms.begin(), atoms.end(), [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
+        if (live == atoms.end())
+            return failure(MovieError::Code::Corrupt, opened.path, "the movie header cannot be found again");
+        present->headerIndex = static_cast<std::size_t>(live - atoms.begin());
+        present->header = header;
+        return present;
+    }
+
 } // namespace
 
 Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule volumes)
@@ -134,6 +155,9 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
 {
     RW_CHECK(canUpdateMovieFile(movie, options.volumes));
     const auto opened = movie.file();
+    if (movie.isOutline())
+        return failure(
+            MovieError::Code::Refused, opened->path, "only the outline of the movie was read, not all of it");
     const auto spares = spareHeaders(*opened);
     if (!movie.isChanged() && spares.empty())
         return SaveReport {};
@@ -141,15 +165,23 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
 
     RW_TRY(const auto file, openForUpdate(*opened));
-    InPlaceUpdate update {*file, opened->layout};
-    for (const auto spare : spares)
-        RW_CHECK(update.retire(spare));
-
+    // What the old header refers to counts too: a crash can leave that one alive.
+    QTMovie before = movie;
+    before.m_header = movie.m_savedHeader;
+    auto inUse = MediaOffsets::inFreeSpace(before);
+    std::ranges::copy(MediaOffsets::inFreeSpace(movie), std::back_inserter(inUse));
+    InPlaceUpdate update {*file, opened->layout, std::move(inUse)};
     auto header = movie.m_header;
     auto headerBytes = opened->header;
-    if (movie.isChanged()) {
+    const auto write = [&]() -> Result<void> {
+        for (const auto spare : spares)
+            RW_CHECK(update.retire(spare));
+        if (!movie.isChanged())
+            return {};
+        std::optional<std::uint64_t> newMedia;
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
             RW_TRY(const auto places, placeMedia(update, movie, waiting));
+            newMedia = places.front().second - kMediaHeaderSize;
             RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
                 const auto place = std::find_if(
                     places.begin(), places.end(), [&](const auto& p) { return p.first == offset; });
@@ -161,21 +193,24 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
             return failure(
                 MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
         headerBytes = header->toBytes();
-        RW_CHECK(update.replaceHeader(opened->headerAtom()->offset, headerBytes.span()));
+        auto replaced = update.replaceHeader(opened->headerAtom()->offset, headerBytes.span());
+        // Media that no header came to refer to are let go again.
+        if (!replaced && newMedia && !update.mayHaveReplacedHeader())
+            static_cast<void>(update.retire(*newMedia));
+        return replaced;
+    };
+    if (const auto written = write(); !written) {
+        // What an update left half done is this movie's own doing: it can still be saved, in place or not.
+        for (const auto& live : {opened->header, headerBytes})
+            if (auto present = presentFile(*file, *opened, live))
+                if (holds(*file, (*present)->headerAtom()->offset, live.span()).value_or(false))
+                    movie.m_file = std::move(*present);
+        return tl::unexpected<MovieError>(written.error());
     }
-
-    auto saved = std::make_shared<MovieFile>(*opened);
-    RW_TRY(saved->state, file->state());
-    RW_TRY(saved->layout, FileLayout::scan(*file, saved->path));
-    const auto live = std::find_if(saved->layout.atoms.begin(), saved->layout.atoms.end(),
-        [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
-    RW_ASSERT(live != saved->layout.atoms.end());
-    saved->headerIndex = static_cast<std::size_t>(live - saved->layout.atoms.begin());
-    saved->header = headerBytes;
-    movie.m_file = saved;
+    RW_TRY(movie.m_file, presentFile(*file, *opened, headerBytes));
     movie.m_header = header;
     movie.m_savedHeader = header;
-    movie.m_sources->setOwn(saved);
+    movie.m_sources->setOwn(movie.m_file);
     if (options.progress)
         options.progress(1);
     return SaveReport {update.bytesWritten(), update.headerLeftTheFront()};
@@ -218,8 +253,10 @@ Result<SaveReport> MovieSaver::writeToFile(
             }
         }
         RW_CHECK(file->flush());
-        if (replaces || source)
-            RW_CHECK(storage->copyAttributes(replaces ? target : source->path, hidden));
+        // The source may have lost its name meanwhile; its bytes are still there.
+        const auto model = replaces ? target : source ? source->path : std::string {};
+        if (!model.empty() && storage->exists(model))
+            RW_CHECK(storage->copyAttributes(model, hidden));
         // The sources must have held still while they were copied.
         if (source)
             RW_CHECK(checkUnchanged(*source->file, *source));

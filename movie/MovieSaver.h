@@ -35,7 +35,7 @@ public:
     /// Updates the movie's own file in place: new media and the new header are placed where no reader looks,
     /// then the header's type is switched, then the old header is retired. Cost: the header, never the media.
     /// Writes nothing when nothing was changed. On an error the file is the old movie, or the new one where
-    /// the very last steps failed.
+    /// the very last steps failed; the movie then lies over the file as it is and can be saved again.
     static Result<SaveReport> updateMovieFile(QTMovie& movie, const SaveOptions& options = {});
 
     /// Writes the movie flattened (header first, all media in the one file) to `path`, replacing a file there

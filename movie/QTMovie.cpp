@@ -2,6 +2,7 @@
 
 #include "movie/ByteReader.h"
 #include "movie/Fragments.h"
+#include "movie/HeaderOutline.h"
 #include "movie/Importer.h"
 #include "movie/MediaSources.h"
 #include "movie/QTTrack.h"
@@ -116,7 +117,7 @@ namespace {
     }
 
     /// Finds the live header among the `moov` atoms: the first that is whole and can be read.
-    Result<Atom> chooseHeader(MovieFile& file, std::vector<MovieWarning>& warnings)
+    Result<Atom> chooseHeader(MovieFile& file, HeaderReading reading, std::vector<MovieWarning>& warnings)
     {
         std::optional<MovieError> firstError;
         for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
@@ -129,13 +130,20 @@ namespace {
                     fmt::format("the movie header claims {} bytes; headers of more than {} are not opened",
                         atom.size, MovieFile::kMaxHeaderSize),
                     atom.offset);
-            RW_TRY(auto bytes, readExactly(*file.file, atom.offset, atom.size, file.path));
+            HeaderOutline read;
+            if (reading == HeaderReading::Outline) {
+                RW_TRY(read, HeaderOutline::read(*file.file, atom));
+            } else {
+                RW_TRY(read.bytes, readExactly(*file.file, atom.offset, atom.size, file.path));
+            }
             std::vector<MovieWarning> own;
-            auto header = readHeader(bytes, atom.offset, own);
+            auto header = readHeader(read.bytes, atom.offset, own);
             if (header) {
+                read.markCut(*header);
                 warnings.insert(warnings.end(), own.begin(), own.end());
                 file.headerIndex = i;
-                file.header = std::move(bytes);
+                if (reading == HeaderReading::Whole)
+                    file.header = std::move(read.bytes);
                 return header;
             }
             if (!firstError)
@@ -254,7 +262,8 @@ QTMovie::QTMovie()
     m_savedHeader = m_header;
 }
 
-Result<QTMovie> QTMovie::open(const std::string& path, std::shared_ptr<Storage> storage)
+Result<QTMovie> QTMovie::open(
+    const std::string& path, std::shared_ptr<Storage> storage, HeaderReading reading)
 {
     auto file = std::make_shared<MovieFile>();
     file->storage = std::move(storage);
@@ -271,9 +280,12 @@ Result<QTMovie> QTMovie::open(const std::string& path, std::shared_ptr<Storage> 
     } else {
         RW_TRY(file->layout, FileLayout::scan(*file->file, path));
         RW_TRY(file->majorBrand, readMajorBrand(*file));
-        RW_TRY(auto moov, chooseHeader(*file, warnings));
-        if (reelwright::isFragmented(file->layout)) {
-            movie.m_fragmented = true;
+        movie.m_fragmented = reelwright::isFragmented(file->layout);
+        if (movie.m_fragmented) // its tables are continued
+            reading = HeaderReading::Whole;
+        movie.m_outline = reading == HeaderReading::Outline;
+        RW_TRY(auto moov, chooseHeader(*file, reading, warnings));
+        if (movie.m_fragmented) {
             RW_CHECK(gatherFragments(moov, *file, warnings));
         }
         movie.m_header = Cow<Atom>(std::move(moov));

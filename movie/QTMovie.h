@@ -29,6 +29,13 @@ struct QTSize
     bool operator==(const QTSize&) const = default;
 };
 
+/// How much of a movie's header is read when it is opened.
+enum class HeaderReading {
+    Whole,
+    Outline, ///< without the inside of large sample tables: for a report, whatever the number of samples.
+             ///< Where samples lie is not known, and the movie can be neither edited nor saved
+};
+
 /// A movie: a header (the `moov` atom tree) over the media of its file. A value: copies are cheap, share what
 /// is alike and change apart; two copies may be used from two threads. Tracks are views that borrow the movie
 /// they came from.
@@ -43,7 +50,8 @@ public:
     /// Opens a QuickTime or ISO movie file, or a WAV, AIFF or DV file as a movie of its media.
     /// Cost: proportional to the header, whatever the size of the media.
     /// Errors: Io; Unsupported when the file is no movie; Truncated or Corrupt with the place in the file.
-    static Result<QTMovie> open(const std::string& path, std::shared_ptr<Storage> storage = Storage::posix());
+    static Result<QTMovie> open(const std::string& path, std::shared_ptr<Storage> storage = Storage::posix(),
+        HeaderReading reading = HeaderReading::Whole);
     /// May the file be opened as a movie? Looks at its beginning and its outermost atoms only.
     static bool canOpen(const std::string& path, Storage& storage);
 
@@ -66,8 +74,11 @@ public:
     /// saved file too, and edits made meanwhile stay unsaved.
     void adoptSave(const QTMovie& before, const QTMovie& saved);
 
+    /// Was only the outline of the header read?
+    [[nodiscard]] bool isOutline() const { return m_outline; }
     [[nodiscard]] bool isEditable() const { return m_editable; }
-    void setEditable(bool editable) { m_editable = editable; }
+    /// An outline never becomes editable.
+    void setEditable(bool editable) { m_editable = editable && !m_outline; }
 
     [[nodiscard]] MovieHeader movieHeader() const;
     /// QTMovieTimeScaleAttribute: units a second.
@@ -125,6 +136,7 @@ private:
     QTTime m_currentTime {0, 600};
     FourCC m_apertureMode;
     bool m_fragmented = false;
+    bool m_outline = false;
     bool m_editable = false;
 };
 

@@ -49,7 +49,8 @@ public:
     ///     | A | B |       shorter      | A | B'|
     ///     | A | B |       longer       | A | B+media |gap|
     ///     |gap| A | B |   to nothing   |gap|A'          A' has no length, but keeps its place in the media
-    ///     |gap|           longer       |gap|.|gap|      . is such an edit; it keeps the two apart
+    ///     |gap|           longer       |gap| media |gap|
+    ///     |gap|           longer       |gap|.|gap|      without media an edit of no length, ., parts the two
     ///
     /// Errors: Refused when the movie is not editable or has no time scale; those of `editList`; Corrupt when
     /// the track header cannot be read. The track is then as it was.

@@ -19,7 +19,7 @@ namespace {
     Bytes entries(
         const Atom* atom, std::size_t countAt, std::size_t size, std::vector<MovieWarning>* warnings)
     {
-        if (!atom || atom->head.size() < countAt + 4)
+        if (!atom || atom->isCut || atom->head.size() < countAt + 4)
             return {};
         const auto claimed = number32(atom->head, countAt);
         const auto body = atom->head.slice(countAt + 4);
@@ -46,7 +46,7 @@ SampleTable SampleTable::parse(const Atom& stbl, std::vector<MovieWarning>* warn
     if (const auto* sizes = stbl.find("stsz"_cc); sizes && sizes->head.size() >= 12) {
         table.m_uniformSize = number32(sizes->head, 4);
         table.m_sampleCount = number32(sizes->head, 8);
-        if (table.m_uniformSize == 0) {
+        if (table.m_uniformSize == 0 && !sizes->isCut) {
             table.m_sizes = entries(sizes, 8, 4, warnings);
             table.m_sampleCount = static_cast<std::uint32_t>(table.m_sizes.size() / 4);
         }
@@ -55,11 +55,18 @@ SampleTable SampleTable::parse(const Atom& stbl, std::vector<MovieWarning>* warn
         if (bits == 4 || bits == 8 || bits == 16) {
             table.m_sizeBits = bits;
             const auto body = compact->head.slice(12);
-            const auto room = body.size() * 8 / bits;
+            const auto room = compact->isCut ? SIZE_MAX : body.size() * 8 / bits;
             table.m_sampleCount
                 = static_cast<std::uint32_t>(std::min<std::size_t>(number32(compact->head, 8), room));
             table.m_sizes = body;
         }
+    }
+    if (std::any_of(
+            stbl.children.begin(), stbl.children.end(), [](const auto& child) { return child->isCut; })) {
+        // Without all of the tables no sample can be found.
+        table.m_sizes = {};
+        table.m_chunkRuns = {};
+        table.m_chunkOffsets = {};
     }
     return table;
 }
@@ -70,6 +77,8 @@ std::uint32_t SampleTable::sampleSize(std::uint32_t sample) const
         return 0;
     if (m_uniformSize != 0)
         return m_uniformSize;
+    if (m_sizes.empty()) // cut
+        return 0;
     const std::size_t index = sample - 1;
     const auto* bytes = m_sizes.span().data();
     if (m_sizeBits == 32)

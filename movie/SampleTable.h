@@ -47,7 +47,8 @@ public:
     /// An empty table.
     SampleTable() = default;
     /// The tables below an `stbl`. A missing or damaged table counts as empty, with a warning; counts are cut
-    /// to what the atom holds.
+    /// to what the atom holds. Of tables that are cut (Atom::isCut) only the number of samples and their
+    /// times are known: all sizes are 0, and there are no chunks.
     static SampleTable parse(const Atom& stbl, std::vector<MovieWarning>* warnings = nullptr);
 
     [[nodiscard]] std::uint32_t sampleCount() const { return m_sampleCount; }

@@ -291,6 +291,8 @@ std::vector<std::byte> MovieBuilder::build() const
     };
     if (!brand.empty())
         file.u32(20).fourCC("ftyp"_cc).text(brand).u32(0x200).text(brand);
+    if (frontSize >= 8)
+        file.bytes(unknownAtom(std::string(frontSize - 8, 'f')));
     if (hasUnknownAtoms)
         file.bytes(unknownAtom("before all media"));
     writeMedia(0, inFirst);

@@ -33,6 +33,7 @@ struct MovieBuilder
     std::uint32_t freeBefore = 0; ///< size of a free atom before the header; 8 or more, 0 for none
     std::uint32_t freeAfter = 0; ///< the same behind it
     std::string brand = "qt  "; ///< empty: no ftyp
+    std::uint32_t frontSize = 0; ///< size of an unknown atom that shifts everything; 8 or more, 0 for none
     std::vector<BuiltTrack> tracks {BuiltTrack {}, BuiltTrack {"soun"_cc, 600, 200}};
     bool hasWideMediaSize = false; ///< media atoms with 64-bit sizes
     bool hasWideOffsets = false; ///< co64

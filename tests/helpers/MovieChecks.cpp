@@ -17,14 +17,18 @@ testing::AssertionResult holdsSamplesOf(const QTMovie& movie, const MovieBuilder
         if (tracks[i].trackID() != id || media.sampleCount() != built.tracks[i].samples)
             return testing::AssertionFailure() << "track " << id << " has ID " << tracks[i].trackID()
                                                << " and " << media.sampleCount() << " samples";
+        const auto expected = MovieBuilder::media(built.tracks[i], id);
+        std::size_t position = 0;
         for (std::uint32_t number = 1; number <= built.tracks[i].samples; ++number) {
             const auto data = media.sampleData(number);
             if (!data)
                 return testing::AssertionFailure()
                     << "track " << id << ", sample " << number << ": " << data.error().message();
-            if (!std::ranges::equal(data->span(), built.sample(id, number)))
+            const auto size = built.tracks[i].sampleSize(number);
+            if (!std::ranges::equal(data->span(), std::span {expected}.subspan(position, size)))
                 return testing::AssertionFailure()
                     << "track " << id << ", sample " << number << " has other bytes";
+            position += size;
         }
     }
     return testing::AssertionSuccess();

@@ -114,7 +114,9 @@ namespace {
             {"a track of gaps alone can begin at once", {gap(500), gap(100)}, 0, 0, {gap(0)}},
             {"a track of gaps alone starts over with its media", {gap(500)}, 500, 200,
                 {gap(500), edit(200, 0)}},
-            {"and be moved", {gap(500), edit(0, 0), gap(200)}, 30, 200, {gap(30), edit(0, 0), gap(200)}},
+            {"and goes on into a gap", {gap(500)}, 30, 1300, {gap(30), edit(1200, 0), gap(100)}},
+            {"an edit without a length keeps two gaps apart", {gap(500), edit(0, 0), gap(200)}, 30, 200,
+                {gap(30), edit(0, 0), gap(200)}},
             {"and become shorter", {gap(500), edit(0, 0), gap(200)}, 500, 150,
                 {gap(500), edit(0, 0), gap(150)}},
             {"longer than 32 bits can say", {edit(300, 0)}, 0x1'0000'0000, 0x2'0000'0000,
@@ -193,6 +195,20 @@ namespace {
                 ASSERT_EQ(track.range(), range) << text(edits);
             }
         }
+    }
+
+    TEST(QTTrackRange, TrackWithoutMediaIsAsLongAsItsGapSays)
+    {
+        auto movie = emptyMovie(kMovieScale);
+        auto source = trackWith({});
+        source.times = {};
+        const auto track = addTrack(movie, source);
+        const EditableScope scope {movie};
+        for (const auto& range : {rangeOf(0, 100), rangeOf(50, 100), rangeOf(50, 0), rangeOf(0, 70)}) {
+            ASSERT_TRUE(track.setRange(range));
+            EXPECT_EQ(track.range(), range);
+        }
+        EXPECT_EQ(text(track.editList()->edits), text({edit(0, 0), gap(70)}));
     }
 
     TEST(QTTrackRange, TimesOfOtherScalesAreRoundedToTheMovies)

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "movie/QTMovie.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+
+namespace reelwright {
+
+/// The kinds of save, with the numbers that they have in a save request.
+enum class SaveOperation { Save = 0, SaveAs = 1, SaveTo = 2 };
+
+/// Moves and removals of a save, so that a test can make them fail. As FileHelper has them.
+struct SaveFiles
+{
+    std::function<std::error_code(
+        const std::string& from, const std::string& to, std::chrono::milliseconds timeout)>
+        move;
+    std::function<std::error_code(const std::string& path, std::chrono::milliseconds timeout)> remove;
+
+    /// FileHelper's own.
+    static SaveFiles real();
+};
+
+/// Writes a movie for a document, by the road that fits: an update in place, a flattened file, and when that
+/// cannot be written where it belongs, one beside it that takes its place. Knows no window; may run on any
+/// thread.
+class MovieWriter
+{
+public:
+    struct Request
+    {
+        QTMovie movie;
+        std::string path; ///< the target
+        SaveOperation operation = SaveOperation::Save;
+        bool needsFlattening = false;
+        /// The document's own file as it was when it was opened or last written, when the target is that
+        /// file: another one in its place is not overwritten.
+        std::optional<FileState> expectedFile;
+        bool resaveOnOtherVolumes = true; ///< "nonHFSResave"
+        bool flattenWithoutAsking = true; ///< "autoFlatten" is 1
+    };
+
+    struct Questions
+    {
+        /// Shall the movie be flattened?
+        std::function<bool()> flatten;
+        /// The update in place is behind us: a whole file is going to be written.
+        std::function<void()> pastInPlaceUpdate;
+        Progress progress;
+    };
+
+    struct Outcome
+    {
+        enum class Kind {
+            Updated, ///< in place
+            Flattened, ///< the target has to be opened
+            Nothing, ///< there was nothing to write
+            Declined, ///< the user did not want it flattened
+            Cancelled, ///< by the progress function
+            Failed, ///< nothing was replaced; `title` and `text` say why
+            Abandoned, ///< the new file could not take its place; `title` and `text`
+        };
+        Kind kind = Kind::Nothing;
+        std::string title {};
+        std::string text {};
+        QTMovie movie {}; ///< the request's; over the file as it is now
+    };
+
+    static Outcome write(
+        Request request, const Questions& questions, Storage& storage, const SaveFiles& files);
+};
+
+} // namespace reelwright

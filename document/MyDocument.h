@@ -1,0 +1,266 @@
+#pragma once
+
+#include "document/DocumentWindow.h"
+#include "document/KWMovTrack.h"
+#include "document/MovieWriter.h"
+#include "document/NotificationCenter.h"
+#include "document/PanelTabs.h"
+#include "document/TrackList.h"
+#include "document/UndoHistory.h"
+#include "movie/QTMovie.h"
+#include "movie/QTTrack.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace reelwright {
+
+class MainThread;
+class Preferences;
+
+/// What movie documents work with. All of it outlives them.
+struct DocumentEnvironment
+{
+    MainThread& mainThread;
+    NotificationCenter& notifications;
+    Preferences& preferences;
+    std::shared_ptr<Storage> storage = Storage::posix();
+    SaveFiles files = SaveFiles::real();
+};
+
+/// What the movie settings panel shows.
+struct MovieSettings
+{
+    bool autoPlay = false;
+    bool autoClose = false;
+    bool autoQuit = false;
+    bool controllerHidden = false;
+    std::size_t apertureIndex = 0; ///< classic, clean, production, encoded pixels
+    std::string conformFrameRate; ///< "25.00"
+};
+
+/// One open movie: the movie, its track list, what can be undone, and its saving. Everything happens on the
+/// main thread, except that a save writes a copy of the movie on a thread of its own. A document that is
+/// saving must not be destroyed; it closes its window itself when the save ends.
+class MyDocument
+{
+public:
+    /// With an empty movie.
+    explicit MyDocument(DocumentEnvironment environment);
+    MyDocument(const MyDocument&) = delete;
+    MyDocument& operator=(const MyDocument&) = delete;
+    ~MyDocument();
+
+    // Opening
+
+    /// Opens a file. `error`, when given, receives why not; after success it holds a status of -4, so go by
+    /// the result. A file that is no movie at all leaves it alone.
+    bool readFromURL(const std::string& path, MovieError* error = nullptr);
+    /// Opens the document's file again after it was replaced on disk. Forgets what could be undone.
+    bool loadMovieFromURL(const std::string& path);
+    /// Installs a movie.
+    bool loadQTMovie(QTMovie movie);
+
+    // The window
+
+    /// The window's interface is there and stays until windowWillClose.
+    void windowControllerDidLoadNib(DocumentWindow& window);
+    /// May the window close at once? While a save is written: not yet, it is closed when the save ends.
+    bool windowShouldClose();
+    /// What the window's close button does: windowShouldClose, then the question about unsaved changes, then
+    /// DocumentWindow::closeWindow.
+    void close();
+    void windowWillClose();
+    /// Shows the movie again at the same time, and the track list.
+    void resetQTMovieView();
+    /// The Cancel button of the progress sheet.
+    void cancelProgress();
+
+    // What it holds
+
+    [[nodiscard]] const QTMovie& movie() const { return m_movie; }
+    /// Path of the document's file; empty for a document that has none.
+    [[nodiscard]] const std::string& path() const { return m_path; }
+    /// The file's name, or "Untitled".
+    [[nodiscard]] std::string displayName() const;
+    /// Are there changes that were not saved?
+    [[nodiscard]] bool isEdited() const;
+    [[nodiscard]] bool isSaving() const { return m_isSaving; }
+    /// Is a save being written, on whatever thread?
+    [[nodiscard]] bool isWriting() const;
+    /// The movie got media that live in another file.
+    [[nodiscard]] bool needsFlattening() const { return m_needsFlattening; }
+    void setNeedsFlattening() { m_needsFlattening = true; }
+
+    // The track list
+
+    [[nodiscard]] const TrackList& trackList() const { return m_trackList; }
+    /// Rebuilds the rows. The selection stays on its track, and the panels are told when it is `Notify`.
+    enum class SelectionNotice { Notify, Quiet };
+    void loadTracks(SelectionNotice notice = SelectionNotice::Notify);
+    [[nodiscard]] std::optional<std::size_t> selectedRow() const { return m_selectedRow; }
+    /// The user selected a row, or none.
+    void selectRow(std::optional<std::size_t> row);
+    /// The selected row's record; null for none and for the movie row.
+    [[nodiscard]] const KWMovTrack* selectedTrack() const;
+    /// Selects the row of that very record; nothing happens for one that is not in the list.
+    void selectTrack(const KWMovTrack& record);
+    /// The panels for the selection; see PanelTabs::forSelection.
+    [[nodiscard]] PanelTabs panelTabs(const std::function<bool(Panel)>& isAvailable = {}) const;
+
+    /// The user typed into "in" or "duration".
+    void setColumnText(TrackColumn column, std::size_t row, const std::string& text);
+    /// The user clicked the check box of "enabled".
+    void setTrackEnabled(std::size_t row, bool enabled);
+    /// Moves the selected track by 100 units of the movie's time scale; only the sign matters.
+    void incrementTrackOffset(int offset);
+    void incrementTrackByOneFrame() { incrementTrackOffset(100); }
+    void decrementTrackByOneFrame() { incrementTrackOffset(-100); }
+
+    /// The box fields of the text panel, as the text track's bounds suggest them.
+    struct TextBox
+    {
+        std::string top;
+        std::string width;
+        std::string height;
+    };
+    [[nodiscard]] static TextBox textBox(const KWMovTrack& record);
+
+    // Edits
+
+    /// Does the movie view have to show the movie again after an edit?
+    enum class ViewUpdate { None, Reset };
+    /// Makes `edit` one step of the undo history under that name: every edit of every panel goes through
+    /// here. The operation sets the movie editable itself (EditableScope). An edit that changed nothing is no
+    /// step; nothing is rolled back. Afterwards the track list is rebuilt.
+    void perform(const std::string& name, const std::function<void(QTMovie&)>& edit,
+        ViewUpdate view = ViewUpdate::None);
+    /// Marks the document changed by something that cannot be undone.
+    void updateChangeCount();
+    /// The movie was edited by someone else than `perform`.
+    void movieEdited();
+
+    [[nodiscard]] const UndoHistory& history() const { return m_history; }
+    void undo();
+    void redo();
+
+    // Movie settings
+
+    [[nodiscard]] MovieSettings loadMovieSettings();
+    void movieSettingsAutoplayToggle(bool on);
+    void movieSettingsAutoCloseToggle(bool on);
+    void movieSettingsAutoQuitToggle(bool on);
+    /// `hide`: the check box is on.
+    void movieSettingsControllerShowHide(bool hide);
+    /// 0 classic, 1 clean, 2 production, 3 encoded pixels.
+    void movieSettingsApertureChange(std::size_t index);
+    void movieSettingsRotateLeft();
+    void movieSettingsRotateRight();
+    void movieSettingsFlip();
+    void movieSettingsFlop();
+
+    // The timecode field
+
+    /// Shows the timecode at the current time; called by a timer while the window is open.
+    void updateTimecode();
+    /// The field's action: goes to what was typed.
+    void changeTimecode();
+
+    // Saving
+
+    /// Save: into the document's file; Save As when it has none, or one that only its media come from (sound
+    /// and DV files). These return once the save has begun; false when the user chose no file, or a save is
+    /// being written already.
+    bool saveDocument();
+    bool saveDocumentAs();
+    bool saveDocumentTo();
+    /// Begins a save: on a thread, or while the application quits on this one. False when one is being
+    /// written already.
+    bool writeSafelyToURL(const std::string& path, SaveOperation operation);
+    /// Adds "mov" to a name without an extension.
+    static std::string prepareSavePath(const std::string& path);
+
+    // Quitting
+
+    /// The application wants to quit: may it, as far as this document goes? From now on saves belong to the
+    /// quitting, until quitCancelled.
+    bool documentCanQuit();
+    void quitCancelled() { m_isQuitting = false; }
+    /// The question about unsaved changes, before closing or quitting.
+    enum class Review { Save, Discard, Cancel };
+    [[nodiscard]] Review reviewChanges();
+
+    // Helpers on the movie
+
+    /// The track with that record's ID; the last one when several have it.
+    [[nodiscard]] std::optional<QTTrack> qtTrackForTrack(const KWMovTrack& record) const;
+    /// Duration of the track media's first sample, in the media's time scale; 0 when there is none.
+    [[nodiscard]] static std::int32_t trackFrameDuration(const QTTrack& track);
+    /// Frames a second; 30.0 where it cannot be computed.
+    [[nodiscard]] static float frameRateForMedia(const QTMedia& media);
+    /// A time text for QTTimeFromString from what a user typed: hours, minutes, seconds and frames.
+    [[nodiscard]] std::string qtTimeStringFromFormatString(const std::string& text, std::int32_t timeScale);
+    /// The length of one video frame in movie time units; computed at its first use, 0 while unknown.
+    [[nodiscard]] std::int64_t oneFrameLength() const { return m_oneFrameLength; }
+    void setOneFrameLength(std::int64_t length) { m_oneFrameLength = length; }
+    /// Logs how many samples the track has, and how many steps.
+    void loadMediaDataForTrack(const KWMovTrack& record) const;
+    /// Does nothing; a place for work on sound tracks.
+    void loadAudioDataForTrack(const KWMovTrack& record) const;
+
+private:
+    struct SaveJob;
+
+    void installMovie(QTMovie movie);
+    [[nodiscard]] QTTime currentTime() const;
+    void setCurrentTime(const QTTime& time);
+    void setPath(const std::string& path);
+    void showInfoForSelection();
+
+    /// The track of an edited row, or nothing after telling the user that it cannot be found.
+    [[nodiscard]] std::optional<QTTrack> editedTrack(const KWMovTrack& record);
+    static void setTrackRange(QTMovie& movie, const QTTrack& track, const QTTimeRange& range);
+    /// One edit of the movie settings: marks the document changed even when nothing came of it.
+    void performSetting(const std::string& name, const std::function<void(QTMovie&)>& edit,
+        ViewUpdate view = ViewUpdate::None);
+    void showState(QTMovie movie, bool wasEdited);
+    void tellChanges(bool wasEdited);
+
+    bool chooseAndSave(SaveOperation operation, const std::string& title);
+    bool saveToURL(const std::string& path, SaveOperation operation);
+    static void writeToURLOnThread(const std::shared_ptr<SaveJob>& job);
+    void endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome);
+    void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
+    void takeFlattenedFile(const SaveJob& job);
+    void releaseSaveThread();
+    /// Of the document's file as it is now.
+    [[nodiscard]] std::optional<FileState> fileState() const;
+
+    DocumentEnvironment m_environment;
+    std::string m_path;
+    QTMovie m_movie;
+    TrackList m_trackList {m_movie};
+    std::optional<std::size_t> m_selectedRow;
+    UndoHistory m_history;
+    std::uint64_t m_otherChanges = 0; ///< changes that are no steps, counted,
+    std::uint64_t m_savedOtherChanges = 0; ///< and how many of them were saved
+    std::int64_t m_oneFrameLength = 0;
+    DocumentWindow* m_window = nullptr;
+    std::vector<NotificationCenter::Observation> m_observations;
+
+    std::optional<FileState> m_fileState; ///< of the document's file when it was last opened or written
+    std::shared_ptr<SaveJob> m_job; ///< the present save, or the last one
+    std::thread m_saveThread;
+    bool m_needsFlattening = false;
+    bool m_isQuitting = false;
+    bool m_isClosing = false;
+    bool m_isSaving = false;
+    bool m_userSave = false;
+};
+
+} // namespace reelwright

@@ -1,0 +1,88 @@
+#include "tests/cli/CliTest.h"
+
+#include <gmock/gmock.h>
+
+namespace reelwright::test {
+namespace {
+
+    using ::testing::AllOf;
+    using ::testing::HasSubstr;
+
+    using Usage = CliTest;
+
+    TEST_F(Usage, HelpIsAResultAndTellsWhatANewcomerNeeds)
+    {
+        const auto help = cli({"--help"});
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_EQ(help.errors, "");
+        EXPECT_THAT(help.output,
+            AllOf(HasSubstr("info"), HasSubstr("tracks"), HasSubstr("atoms"), HasSubstr("edit"),
+                HasSubstr("Exit status")));
+        for (const auto* command : {"info", "tracks", "atoms", "edit"}) {
+            const auto own = cli({command, "--help"});
+            EXPECT_EQ(own.exitCode, 0);
+            EXPECT_THAT(own.output,
+                AllOf(HasSubstr("Usage: reelwright-cli " + std::string(command)), HasSubstr("Examples:"),
+                    HasSubstr("Exit status"), HasSubstr("--json-lines"), HasSubstr("--files-from")));
+        }
+    }
+
+    TEST_F(Usage, VersionIsAResult)
+    {
+        const auto version = cli({"--version"});
+        EXPECT_EQ(version.exitCode, 0);
+        EXPECT_THAT(version.output, ::testing::MatchesRegex("reelwright-cli [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    }
+
+    struct WrongUsage
+    {
+        std::vector<std::string> arguments;
+        const char* message;
+    };
+
+    TEST_F(Usage, WrongUsageEndsWithTwoSaysWhyAndTouchesNothing)
+    {
+        const auto clip = sample("two-audio.mov");
+        const auto before = readFile(clip);
+        const std::string file = "two-audio.mov";
+        const WrongUsage facts[] = {
+            {{}, "no command is given"},
+            {{"inform", file}, "\"inform\" is no command"},
+            {{"info"}, "no file is named"},
+            {{"info", "--verbose", file}, "--verbose"},
+            {{"info", "--json", "--json-lines", file}, "exclude each other"},
+            {{"info", "--autoplay", "on", file}, "--autoplay"},
+            {{"atoms", "--depth", "0", file}, "--depth"},
+            {{"edit", file}, "nothing to do"},
+            {{"edit", "--flip"}, "no file is named"},
+            {{"edit", file, "--rotate"}, "--rotate"},
+            {{"edit", "--rotate", "up", file}, "left or right"},
+            {{"edit", "--autoplay", "yes", file}, "on or off"},
+            {{"edit", "--controller", "none", file}, "show or hide"},
+            {{"edit", "--aperture", "wide", file}, "classic, clean, production or encoded"},
+            {{"edit", "--flip=no", file}, "flip"},
+            {{"edit", "--track", "a2", file}, "SELECTOR:enabled=on|off"},
+            {{"edit", "--track", "b2:enabled=on", file}, "selector"},
+            {{"edit", "--track", "a2:enabled=1", file}, "on or off"},
+            {{"edit", "--track", "a2:volume=1", file}, "SELECTOR:in=TIMECODE"},
+            {{"edit", "--track", "a2:in=soon", file}, "timecode"},
+            {{"edit", "--track", "a2:in=", file}, "timecode"},
+            {{"edit", "--track", "a2:in=-10.", file}, "timecode"},
+            {{"edit", "--flip", "--jobs", "0", file}, "--jobs"},
+            {{"edit", "--flip", "--suffix", "", file}, "--suffix"},
+            {{"edit", "--flip", "--suffix", "/x", file}, "--suffix"},
+            {{"edit", "--flip", "--suffix", "-x", "-o", "y.mov", file}, "only one of"},
+            {{"edit", "--flip", "-o", "y.mov", file, file}, "one file"},
+        };
+        for (const auto& fact : facts) {
+            const auto result = cli(fact.arguments);
+            EXPECT_EQ(result.exitCode, 2) << ::testing::PrintToString(fact.arguments);
+            EXPECT_EQ(result.output, "") << ::testing::PrintToString(fact.arguments);
+            EXPECT_THAT(result.errors, HasSubstr(fact.message));
+        }
+        EXPECT_EQ(readFile(clip), before);
+        EXPECT_THAT(names(), ::testing::ElementsAre("two-audio.mov"));
+    }
+
+} // namespace
+} // namespace reelwright::test

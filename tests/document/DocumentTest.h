@@ -1,0 +1,323 @@
+#pragma once
+
+#include "document/MyDocument.h"
+#include "movie/MovieSaver.h"
+#include "support/KWLog.h"
+#include "support/MainThread.h"
+#include "support/Preferences.h"
+#include "tests/helpers/MovieBuilder.h"
+#include "tests/helpers/MovieChecks.h"
+#include "tests/helpers/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+namespace reelwright::test {
+
+/// A main thread without an event loop: the test's own, which does what was handed over while it waits.
+class QueueMainThread final : public MainThread
+{
+public:
+    void run(const std::function<void()>& work) override
+    {
+        if (isCurrent()) {
+            work();
+            return;
+        }
+        std::unique_lock lock {m_mutex};
+        Item item {&work};
+        m_items.push_back(&item);
+        m_changed.notify_all();
+        m_changed.wait(lock, [&] { return item.isDone; });
+    }
+    [[nodiscard]] bool isCurrent() const override { return std::this_thread::get_id() == m_owner; }
+
+    /// Does the handed-over work until `isReached`; a test failure when that takes too long.
+    void runUntil(const std::function<bool()>& isReached)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        std::unique_lock lock {m_mutex};
+        while (!isReached()) {
+            if (!m_changed.wait_until(lock, deadline, [&] { return !m_items.empty(); })) {
+                ADD_FAILURE() << "the main thread waited in vain";
+                return;
+            }
+            auto* item = m_items.front();
+            m_items.pop_front();
+            lock.unlock();
+            (*item->work)();
+            lock.lock();
+            item->isDone = true;
+            m_changed.notify_all();
+        }
+    }
+
+private:
+    struct Item
+    {
+        const std::function<void()>* work;
+        bool isDone = false;
+    };
+
+    const std::thread::id m_owner = std::this_thread::get_id();
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Item*> m_items;
+};
+
+/// The real file system on a volume of a chosen type, which can be made to fail and to do things on the way.
+class TestStorage final : public Storage
+{
+public:
+    enum class Call { OpenForWriting, CreateSibling, Rename };
+
+    std::string volume = "ext4";
+    /// Called before each such call; answers the errno to fail with, or 0.
+    std::function<int(Call call, const std::string& path)> before;
+
+    Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access access) override
+    {
+        if (access == Access::ReadWrite)
+            RW_CHECK(ask(Call::OpenForWriting, path));
+        return m_real->open(path, access);
+    }
+    Result<std::shared_ptr<StorageFile>> createSibling(
+        const std::string& path, std::string& siblingPath) override
+    {
+        RW_CHECK(ask(Call::CreateSibling, path));
+        return m_real->createSibling(path, siblingPath);
+    }
+    bool exists(const std::string& path) override { return m_real->exists(path); }
+    Result<void> copyAttributes(const std::string& from, const std::string& to) override
+    {
+        return m_real->copyAttributes(from, to);
+    }
+    Result<void> rename(const std::string& from, const std::string& to) override
+    {
+        RW_CHECK(ask(Call::Rename, to));
+        return m_real->rename(from, to);
+    }
+    Result<void> remove(const std::string& path) override { return m_real->remove(path); }
+    Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }
+    std::string resolve(const std::string& path) override { return m_real->resolve(path); }
+    std::string volumeType(const std::string&) override { return volume; }
+
+private:
+    Result<void> ask(Call call, const std::string& path) const
+    {
+        const int error = before ? before(call, path) : 0;
+        if (error != 0)
+            return systemFailure(error, path, "the test does not want it");
+        return {};
+    }
+
+    std::shared_ptr<Storage> m_real = Storage::posix(Sync::Off);
+};
+
+/// Writes down what the document tells its window, and answers what the test wants.
+class FakeWindow final : public DocumentWindow
+{
+public:
+    explicit FakeWindow(const MainThread& mainThread)
+        : m_mainThread(mainThread)
+    {
+    }
+
+    struct Alert
+    {
+        std::string title;
+        std::string text;
+        std::vector<std::string> buttons;
+    };
+
+    std::vector<std::string> calls; ///< in order
+    std::vector<Alert> alerts;
+    std::deque<std::size_t> answers; ///< to the next alerts; then the first button
+    std::function<void(const Alert&)> duringAlert;
+    std::optional<std::string> savePath;
+    std::string suggestedPath;
+    std::vector<double> fractions;
+    std::function<void(double)> duringProgress;
+    QTTime time {0, 600};
+    bool hasFocus = false;
+    std::string timecode;
+    std::function<void()> onClose;
+
+    std::size_t alert(
+        const std::string& title, const std::string& text, const std::vector<std::string>& buttons) override
+    {
+        note("alert");
+        alerts.push_back({title, text, buttons});
+        if (duringAlert)
+            duringAlert(alerts.back());
+        if (answers.empty())
+            return 0;
+        const auto answer = answers.front();
+        answers.pop_front();
+        return answer;
+    }
+    std::optional<std::string> chooseSavePath(const std::string&, const std::string& suggested) override
+    {
+        note("chooseSavePath");
+        suggestedPath = suggested;
+        return savePath;
+    }
+    void updateProgressLabel(const std::string& label) override { note("label " + label); }
+    void showProgress() override { note("showProgress"); }
+    void setProgress(double fraction) override
+    {
+        EXPECT_TRUE(m_mainThread.isCurrent());
+        fractions.push_back(fraction);
+        if (duringProgress)
+            duringProgress(fraction);
+    }
+    void endProgress() override { note("endProgress"); }
+    void reloadTrackList() override { note("reloadTrackList"); }
+    void reloadSelection() override { note("reloadSelection"); }
+    void movieReplaced() override { note("movieReplaced"); }
+    void movieReleased() override { note("movieReleased"); }
+    [[nodiscard]] QTTime currentTime() const override { return time; }
+    void setCurrentTime(const QTTime& newTime) override
+    {
+        note("setCurrentTime");
+        time = newTime;
+    }
+    void titleChanged() override { note("titleChanged"); }
+    void editedChanged() override { note("editedChanged"); }
+    void undoChanged() override { note("undoChanged"); }
+    void closeWindow() override
+    {
+        note("closeWindow");
+        if (onClose)
+            onClose();
+    }
+    [[nodiscard]] bool timecodeFieldHasFocus() const override { return hasFocus; }
+    [[nodiscard]] std::string timecodeFieldText() const override { return timecode; }
+    void setTimecodeFieldText(const std::string& text) override { timecode = text; }
+    void focusNextControl() override { note("focusNextControl"); }
+
+    [[nodiscard]] std::size_t count(const std::string& call) const
+    {
+        return static_cast<std::size_t>(std::count(calls.begin(), calls.end(), call));
+    }
+
+private:
+    void note(std::string call)
+    {
+        EXPECT_TRUE(m_mainThread.isCurrent()) << call;
+        calls.push_back(std::move(call));
+    }
+
+    const MainThread& m_mainThread;
+};
+
+/// The log's messages go to a folder of this process.
+inline const TempFolder& logFolder()
+{
+    static const auto* folder = [] {
+        const auto* made = new TempFolder; // NOLINT: the log writes until the very end
+        ::setenv("REELWRIGHT_LIBRARY_DIR", made->path().c_str(), 1); // NOLINT: before any thread
+        KWLog::setConsole(nullptr);
+        return made;
+    }();
+    return *folder;
+}
+
+/// A folder, a main thread, preferences and documents with windows.
+class DocumentTest : public testing::Test
+{
+protected:
+    struct Open
+    {
+        explicit Open(DocumentTest& test, std::shared_ptr<Storage> volume = nullptr)
+            : window(test.mainThread)
+            , document({test.mainThread, test.notifications, test.preferences,
+                  volume ? std::move(volume) : test.storage, test.files})
+        {
+        }
+
+        FakeWindow window;
+        MyDocument document;
+    };
+
+    DocumentTest()
+    {
+        logFolder();
+        preferences.registerDefault("nonHFSResave", true);
+        preferences.registerDefault("autoFlatten", std::int64_t {1});
+        KWLog::appendLog("A test begins.");
+        m_loggedBefore = allMessages().size();
+    }
+
+    /// A document of that file in its window.
+    std::unique_ptr<Open> open(const std::string& path)
+    {
+        auto opened = std::make_unique<Open>(*this);
+        EXPECT_TRUE(opened->document.readFromURL(path)) << path;
+        opened->document.windowControllerDidLoadNib(opened->window);
+        return opened;
+    }
+    /// A copy of a sample clip in the test's folder.
+    std::string sample(const std::string& name, const std::string& as = {}) const
+    {
+        const auto path = folder.file(as.empty() ? name : as);
+        std::filesystem::copy_file(std::string(REELWRIGHT_SOURCE_DIR) + "/samples/" + name, path);
+        return path;
+    }
+    std::string build(const MovieBuilder& builder, const std::string& name = "built.mov") const
+    {
+        writeFile(folder.file(name), builder.build());
+        return folder.file(name);
+    }
+    /// Waits for the end of a save.
+    void finish(const MyDocument& document)
+    {
+        mainThread.runUntil([&] { return !document.isWriting(); });
+    }
+    [[nodiscard]] std::vector<std::string> filesInFolder() const
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+            names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    /// What was logged since the test began, without the dates.
+    [[nodiscard]] std::vector<std::string> messages() const
+    {
+        auto all = allMessages();
+        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(m_loggedBefore));
+        return all;
+    }
+
+    TempFolder folder;
+    QueueMainThread mainThread;
+    NotificationCenter notifications;
+    TempFolder preferencesFolder;
+    Preferences preferences {preferencesFolder.file("test.plist")};
+    std::shared_ptr<TestStorage> storage = std::make_shared<TestStorage>();
+    SaveFiles files = SaveFiles::real();
+
+private:
+    static std::vector<std::string> allMessages()
+    {
+        KWLog::finishWriting();
+        std::vector<std::string> messages;
+        const auto logs = KWLog::availableLogs();
+        std::ifstream log {logs.empty() ? "" : logs.front()};
+        for (std::string line; std::getline(log, line);)
+            if (const auto date = line.find(" - "); date != std::string::npos)
+                messages.push_back(line.substr(date + 3));
+        return messages;
+    }
+
+    std::size_t m_loggedBefore = 0;
+};
+
+} // namespace reelwright::test

@@ -1,0 +1,749 @@
+#include "document/KWQuickTimeEditing.h"
+#include "document/MyDocument.h"
+#include "movie/FlattenPlan.h"
+#include "tests/document/DocumentTest.h"
+#include "tests/helpers/SimulatedStorage.h"
+
+#include <sys/xattr.h>
+
+#include <cerrno>
+
+namespace reelwright::test {
+namespace {
+
+    using testing::Contains;
+    using testing::ElementsAre;
+    using testing::ElementsAreArray;
+    using testing::IsEmpty;
+    using testing::IsSupersetOf;
+    using testing::Not;
+
+    class SavingTest : public DocumentTest
+    {
+    protected:
+        /// Rotates the picture, so that there is something to save.
+        static void edit(MyDocument& document) { document.movieSettingsRotateRight(); }
+
+        void save(Open& opened)
+        {
+            EXPECT_TRUE(opened.document.saveDocument());
+            finish(opened.document);
+        }
+        void saveAs(Open& opened, const std::string& path)
+        {
+            opened.window.savePath = path;
+            EXPECT_TRUE(opened.document.saveDocumentAs());
+            finish(opened.document);
+        }
+        /// What the file holds now.
+        static QTMovie read(const std::string& path)
+        {
+            auto movie = QTMovie::open(path);
+            EXPECT_TRUE(movie) << path << ": " << (movie ? "" : movie.error().message());
+            return movie ? *movie : QTMovie {};
+        }
+        static Matrix matrix(const QTMovie& movie)
+        {
+            const auto tracks = movie.tracks();
+            return tracks.empty() ? Matrix {} : tracks[0].matrix();
+        }
+        /// Is the picture in the file turned by that many quarters, with all samples there?
+        static testing::AssertionResult isTurned(const std::string& path, int quarters)
+        {
+            const auto movie = read(path);
+            if (!(matrix(movie) == Matrix {}.rotated(90.0 * quarters)))
+                return testing::AssertionFailure() << path << " has another matrix";
+            return holdsSamplesOf(movie, MovieBuilder {});
+        }
+        /// Does it on the main thread, in the middle of the next writing of that kind.
+        void duringSave(TestStorage::Call call, std::function<void()> work)
+        {
+            storage->before = [this, call, work = std::move(work)](auto now, const std::string&) {
+                if (now == call) {
+                    const auto self = std::exchange(storage->before, nullptr); // once, and kept alive
+                    mainThread.run(work);
+                }
+                return 0;
+            };
+        }
+        /// The messages of the save itself.
+        [[nodiscard]] std::vector<std::string> savingMessages() const
+        {
+            auto all = messages();
+            const auto first = std::find_if(all.begin(), all.end(),
+                [](const std::string& line) { return line.starts_with("Saving on main thread: "); });
+            all.erase(all.begin(), first);
+            return all;
+        }
+    };
+
+    TEST_F(SavingTest, APlainSaveUpdatesTheFileInPlace)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        const auto inode = document.movie().file()->state.inode;
+        window.time = {120, 600};
+        edit(document);
+        window.calls.clear();
+        save(*opened);
+
+        EXPECT_THAT(savingMessages(),
+            ElementsAre("Saving on main thread: 0", "Saving to " + path + "...", "Saving movie..."));
+        EXPECT_THAT(window.alerts, IsEmpty());
+        EXPECT_THAT(window.calls,
+            ElementsAre("label Saving...", "showProgress", "setCurrentTime", "undoChanged", "editedChanged",
+                "setCurrentTime", "endProgress"));
+        EXPECT_EQ(window.time, (QTTime {120, 600}));
+        EXPECT_FALSE(document.isEdited());
+        EXPECT_FALSE(document.isSaving());
+        EXPECT_EQ(document.movie().file()->state.inode, inode);
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov"));
+    }
+
+    TEST_F(SavingTest, ASaveKeepsWhatCanBeUndone)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& document = opened->document;
+        edit(document);
+        edit(document);
+        save(*opened);
+        edit(document);
+        document.undo();
+        EXPECT_FALSE(document.isEdited()) << "back at what was saved";
+        document.undo();
+        EXPECT_TRUE(document.isEdited());
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1));
+        document.redo();
+        document.redo();
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 3));
+        EXPECT_FALSE(document.isEdited());
+        EXPECT_THAT(savingMessages(), Not(Contains("Unable to update movie file"))) << "all in place";
+    }
+
+    struct VolumeFact
+    {
+        const char* volume;
+        bool resave;
+        std::int64_t autoFlatten;
+        std::size_t answer; ///< 0 "Flatten", 1 "Don't Flatten"
+        bool isAsked;
+        bool isInPlace;
+        bool isWritten;
+        const char* why;
+    };
+    constexpr VolumeFact kVolumes[] = {
+        {"ext4", true, 0, 1, false, true, true, "a journalled volume is updated in place"},
+        {"vfat", true, 1, 1, false, false, true, "flattened without asking"},
+        {"vfat", true, 0, 0, true, false, true, "flattened as the user wants"},
+        {"vfat", true, 0, 1, true, false, false, "not flattened, so not written"},
+        {"vfat", false, 0, 1, false, true, true, "the preference allows updates on every volume"},
+    };
+
+    TEST_F(SavingTest, TheVolumeDecidesBetweenInPlaceAndFlattened)
+    {
+        for (const auto& fact : kVolumes) {
+            const auto path = build({}, std::string(fact.volume) + fact.why + ".mov");
+            storage->volume = fact.volume;
+            preferences.registerDefault("nonHFSResave", fact.resave);
+            preferences.registerDefault("autoFlatten", fact.autoFlatten);
+            const auto opened = open(path);
+            const auto inode = opened->document.movie().file()->state.inode;
+            opened->window.answers = {fact.answer};
+            edit(opened->document);
+            save(*opened);
+            EXPECT_EQ(opened->window.alerts.size(), fact.isAsked ? 1U : 0U) << fact.why;
+            EXPECT_EQ(
+                opened->document.movie().file()->state.inode == inode, fact.isInPlace || !fact.isWritten)
+                << fact.why;
+            EXPECT_EQ(opened->document.isEdited(), !fact.isWritten) << fact.why;
+            EXPECT_TRUE(isTurned(path, fact.isWritten ? 1 : 0)) << fact.why;
+        }
+    }
+
+    TEST_F(SavingTest, TheFlattenQuestionHasItsWords)
+    {
+        storage->volume = "vfat";
+        preferences.registerDefault("autoFlatten", std::int64_t {0});
+        const auto path = build({});
+        const auto opened = open(path);
+        edit(opened->document);
+        opened->document.setNeedsFlattening();
+        save(*opened);
+        ASSERT_EQ(opened->window.alerts.size(), 1U);
+        const auto& alert = opened->window.alerts[0];
+        EXPECT_EQ(alert.title, "This movie needs flattening. Do you wish to flatten it?");
+        EXPECT_EQ(alert.text,
+            "If the movie is a reference movie, this will put the referenced data inside the file and "
+            "increase "
+            "the file size.\n\nIn most cases, you should choose to flatten.");
+        EXPECT_THAT(alert.buttons, ElementsAre("Flatten", "Don't Flatten"));
+        EXPECT_THAT(savingMessages(),
+            ElementsAre("Saving on main thread: 0", "Non-HFS volume detected - forcing a Save As.",
+                "Saving to " + path + "...", "Movie needs flattening", "User chose to flatten"));
+        EXPECT_FALSE(opened->document.needsFlattening());
+    }
+
+    TEST_F(SavingTest, SaveAsNeverAsksAndGoesOnWithTheNewFile)
+    {
+        preferences.registerDefault("autoFlatten", std::int64_t {0});
+        const auto path = build({});
+        const auto before = readFile(path);
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        window.time = {120, 600};
+        saveAs(*opened, folder.file("new.mov"));
+        EXPECT_THAT(window.alerts, IsEmpty());
+        EXPECT_EQ(document.path(), folder.file("new.mov"));
+        EXPECT_THAT(window.calls, IsSupersetOf({"titleChanged", "movieReplaced"}));
+        EXPECT_EQ(window.time, (QTTime {120, 600}));
+        EXPECT_FALSE(document.isEdited());
+        EXPECT_TRUE(isTurned(document.path(), 1));
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_EQ(document.movie().fileName(), document.path());
+        edit(document);
+        save(*opened);
+        EXPECT_TRUE(isTurned(document.path(), 2));
+        EXPECT_EQ(savingMessages().back(), "Saving movie...") << "the new file is updated in place";
+    }
+
+    TEST_F(SavingTest, UndoReachesBackBeyondASaveAs)
+    {
+        const auto path = build({});
+        const auto before = readFile(path);
+        const auto opened = open(path);
+        auto& document = opened->document;
+        edit(document);
+        saveAs(*opened, folder.file("new.mov"));
+        document.undo();
+        EXPECT_TRUE(document.isEdited());
+        save(*opened);
+        EXPECT_TRUE(isTurned(folder.file("new.mov"), 0));
+        EXPECT_EQ(readFile(path), before) << "a save never goes into another file than the document's";
+        document.redo();
+        save(*opened);
+        EXPECT_TRUE(isTurned(folder.file("new.mov"), 1));
+    }
+
+    TEST_F(SavingTest, UndoReachesBackBeyondAFileThatWasReplaced)
+    {
+        storage->volume = "vfat";
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& document = opened->document;
+        edit(document);
+        save(*opened);
+        document.undo();
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 0));
+        document.redo();
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_FALSE(document.isEdited());
+    }
+
+    TEST_F(SavingTest, SaveToWritesNothingUnlessTheMovieNeedsFlattening)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        window.savePath = folder.file("copy.mov");
+        EXPECT_TRUE(document.saveDocumentTo());
+        finish(document);
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov"));
+        EXPECT_TRUE(document.isEdited());
+
+        preferences.registerDefault("autoFlatten", std::int64_t {0});
+        document.setNeedsFlattening();
+        window.answers = {1, 0};
+        EXPECT_TRUE(document.saveDocumentTo());
+        finish(document);
+        EXPECT_EQ(window.alerts.size(), 1U);
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov")) << "declined";
+        document.setNeedsFlattening();
+        EXPECT_TRUE(document.saveDocumentTo());
+        finish(document);
+        EXPECT_TRUE(isTurned(folder.file("copy.mov"), 1));
+        EXPECT_TRUE(isTurned(path, 0));
+    }
+
+    TEST_F(SavingTest, ANewDocumentIsSavedUnderAName)
+    {
+        Open opened {*this};
+        opened.document.windowControllerDidLoadNib(opened.window);
+        EXPECT_FALSE(opened.document.saveDocument()) << "no name was chosen";
+        opened.window.savePath = folder.file("new");
+        EXPECT_TRUE(opened.document.saveDocument());
+        finish(opened.document);
+        EXPECT_EQ(opened.document.path(), folder.file("new.mov"));
+        EXPECT_TRUE(read(folder.file("new.mov")).tracks().empty());
+    }
+
+    struct NameFact
+    {
+        const char* typed;
+        const char* saved;
+    };
+    constexpr NameFact kNames[] = {
+        {"/m/clip", "/m/clip.mov"},
+        {"/m/clip.qt", "/m/clip.qt"},
+        {"/m.old/clip", "/m.old/clip.mov"},
+        {"/m/.clip", "/m/.clip.mov"},
+        {"clip", "clip.mov"},
+    };
+
+    TEST_F(SavingTest, ANameWithoutExtensionGetsOne)
+    {
+        for (const auto& fact : kNames)
+            EXPECT_EQ(MyDocument::prepareSavePath(fact.typed), fact.saved);
+    }
+
+    TEST_F(SavingTest, AnAddedExtensionReplacesNoFileWithoutAsking)
+    {
+        const auto path = build({});
+        const auto other = build({}, "other.mov");
+        const auto before = readFile(other);
+        const auto opened = open(path);
+        opened->window.savePath = folder.file("other");
+        opened->window.answers = {1};
+        EXPECT_FALSE(opened->document.saveDocumentAs());
+        EXPECT_EQ(readFile(other), before);
+        EXPECT_EQ(opened->window.alerts.at(0).title, "Replace \"other.mov\"?");
+        EXPECT_TRUE(opened->document.saveDocumentAs());
+        finish(opened->document);
+        EXPECT_EQ(opened->document.path(), other);
+    }
+
+    TEST_F(SavingTest, ASecondSaveIsRefusedWhileOneIsWritten)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        duringSave(TestStorage::Call::OpenForWriting, [&, &document = document] {
+            EXPECT_TRUE(document.isWriting());
+            EXPECT_FALSE(document.saveDocument());
+            EXPECT_FALSE(document.isSaving());
+        });
+        save(*opened);
+        ASSERT_EQ(window.alerts.size(), 1U);
+        EXPECT_EQ(window.alerts[0].title, "Unable to save");
+        EXPECT_EQ(window.alerts[0].text, "A save operation is already in progress.");
+        EXPECT_TRUE(isTurned(path, 1)) << "the first save goes on";
+    }
+
+    TEST_F(SavingTest, EditsDuringASaveStayUnsaved)
+    {
+        for (const auto* volume : {"ext4", "vfat"}) {
+            storage->volume = volume;
+            const auto path = build({}, std::string(volume) + ".mov");
+            const auto opened = open(path);
+            auto& document = opened->document;
+            edit(document);
+            const auto call = volume == std::string("ext4") ? TestStorage::Call::OpenForWriting
+                                                            : TestStorage::Call::CreateSibling;
+            duringSave(call, [&] { edit(document); });
+            save(*opened);
+            EXPECT_TRUE(isTurned(path, 1)) << volume;
+            EXPECT_TRUE(document.isEdited()) << volume;
+            EXPECT_EQ(matrix(document.movie()), Matrix {}.rotated(180)) << volume;
+            document.undo();
+            EXPECT_FALSE(document.isEdited()) << volume;
+            document.redo();
+            save(*opened);
+            EXPECT_TRUE(isTurned(path, 2)) << volume;
+            EXPECT_FALSE(document.isEdited()) << volume;
+        }
+    }
+
+    TEST_F(SavingTest, EditingAndShowingGoOnWhileASaveIsWritten)
+    {
+        MovieBuilder builder;
+        builder.tracks[0].samples = 2000;
+        const auto path = build(builder);
+        storage->volume = "vfat";
+        const auto opened = open(path);
+        auto& document = opened->document;
+        for (int i = 0; i < 3; ++i) {
+            edit(document);
+            bool isWriting = false;
+            duringSave(TestStorage::Call::CreateSibling, [&] { isWriting = true; });
+            EXPECT_TRUE(document.saveDocument());
+            mainThread.runUntil([&] { return isWriting; });
+            // The save thread writes its copy while this one changes and reads its own.
+            for (int step = 0; step < 20; ++step) {
+                document.movieSettingsFlip();
+                document.undo();
+                const auto stream = MovieStream::open(document.movie());
+                ASSERT_TRUE(stream);
+                std::vector<std::byte> bytes(512);
+                EXPECT_TRUE(stream->readAt(0, bytes));
+            }
+            finish(document);
+            EXPECT_FALSE(document.isEdited());
+            EXPECT_EQ(matrix(read(path)), Matrix {}.rotated(90.0 * (i + 1)));
+            EXPECT_TRUE(holdsSamplesOf(read(path), builder));
+        }
+    }
+
+    TEST_F(SavingTest, CancelLeavesTheFileAndTheEdit)
+    {
+        storage->volume = "vfat";
+        const auto path = build({});
+        const auto before = readFile(path);
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        window.duringProgress = [&document = document](double) { document.cancelProgress(); };
+        save(*opened);
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov"));
+        EXPECT_TRUE(document.isEdited());
+        EXPECT_THAT(window.alerts, IsEmpty()) << "who cancels knows";
+        EXPECT_EQ(window.calls.back(), "endProgress");
+        window.duringProgress = nullptr;
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1)) << "the next save is not cancelled";
+        EXPECT_EQ(window.fractions.back(), 1.0);
+    }
+
+    // The way round by a temporary file
+
+    class TemporaryFileTest : public SavingTest
+    {
+    protected:
+        TemporaryFileTest()
+        {
+            storage->volume = "vfat";
+            path = build({});
+            before = readFile(path);
+            // The target cannot be written directly, once.
+            storage->before = [this](TestStorage::Call call, const std::string&) {
+                if (call != TestStorage::Call::Rename)
+                    return 0;
+                storage->before = nullptr;
+                return EXDEV;
+            };
+            opened = open(path);
+            edit(opened->document);
+        }
+        [[nodiscard]] std::string hidden() const { return folder.file(".built.mov"); }
+        [[nodiscard]] std::string aside() const { return folder.file("built-1.mov"); }
+        [[nodiscard]] std::vector<std::string> firstMessages() const
+        {
+            return {"Saving on main thread: 0", "Non-HFS volume detected - forcing a Save As.",
+                "Saving to " + path + "...", "User chose to flatten",
+                "Unable to save - creating temp file...",
+                "Moving existing file at " + path + " to temp filename " + aside()};
+        }
+        void expectAlert(const std::string& title, const std::string& text)
+        {
+            ASSERT_EQ(opened->window.alerts.size(), 1U);
+            EXPECT_EQ(opened->window.alerts[0].title, title);
+            EXPECT_EQ(opened->window.alerts[0].text, text);
+            EXPECT_GE(opened->window.count("endProgress"), 1U);
+            EXPECT_FALSE(opened->document.isSaving());
+            EXPECT_TRUE(opened->document.isEdited());
+        }
+
+        std::string path;
+        std::vector<std::byte> before;
+        std::unique_ptr<Open> opened;
+    };
+
+    TEST_F(TemporaryFileTest, TakesThePlaceOfTheOldOne)
+    {
+        save(*opened);
+        auto expected = firstMessages();
+        expected.push_back("Moving " + hidden() + " to " + path + "...");
+        EXPECT_THAT(savingMessages(), ElementsAreArray(expected));
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov"));
+        EXPECT_FALSE(opened->document.isEdited());
+        EXPECT_THAT(opened->window.alerts, IsEmpty());
+    }
+
+    TEST_F(TemporaryFileTest, IsNotNeededForANameThatIsFree)
+    {
+        saveAs(*opened, folder.file("new.mov"));
+        EXPECT_EQ(savingMessages().back(),
+            "Moving " + folder.file(".new.mov") + " to " + folder.file("new.mov") + "...");
+        EXPECT_TRUE(isTurned(folder.file("new.mov"), 1));
+        EXPECT_EQ(readFile(path), before);
+    }
+
+    TEST_F(TemporaryFileTest, ThatCannotBeWrittenEitherLeavesTheOldFile)
+    {
+        storage->before = [](TestStorage::Call call, const std::string&) {
+            return call == TestStorage::Call::CreateSibling ? ENOSPC : 0;
+        };
+        save(*opened);
+        expectAlert("Error writing movie", opened->window.alerts.at(0).text);
+        EXPECT_THAT(opened->window.alerts[0].text, testing::HasSubstr("the test does not want it"));
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_THAT(filesInFolder(), ElementsAre("built.mov"));
+        storage->before = nullptr;
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1)) << "the next save can succeed";
+    }
+
+    /// Fails the moves whose turn it is.
+    SaveFiles movesThatFail(std::vector<bool> fails)
+    {
+        auto files = SaveFiles::real();
+        files.move = [turn = std::size_t {0}, fails = std::move(fails), real = files.move](
+                         const auto& from, const auto& to, auto timeout) mutable -> std::error_code {
+            if (turn < fails.size() && fails[turn++])
+                return std::make_error_code(std::errc::permission_denied);
+            return real(from, to, timeout);
+        };
+        return files;
+    }
+
+    class FailingMoveTest : public TemporaryFileTest
+    {
+    protected:
+        void saveWith(std::vector<bool> fails)
+        {
+            files = movesThatFail(std::move(fails));
+            opened = open(path);
+            edit(opened->document);
+            save(*opened);
+        }
+    };
+
+    TEST_F(FailingMoveTest, OfTheOldFileLeavesItAndTheNewOneBesideIt)
+    {
+        saveWith({true});
+        expectAlert("Unable to save", "Failed to move existing file.");
+        auto expected = firstMessages();
+        expected.emplace_back("Failed to move old file");
+        EXPECT_THAT(savingMessages(), ElementsAreArray(expected));
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_TRUE(isTurned(hidden(), 1));
+    }
+
+    TEST_F(FailingMoveTest, OfTheNewFileLeavesItUnderItsHiddenName)
+    {
+        saveWith({false, true});
+        expectAlert("Unable to save", "Failed to move file.");
+        auto expected = firstMessages();
+        expected.push_back("Moving " + hidden() + " to " + path + "...");
+        expected.emplace_back("Failed to move file - restoring old version...");
+        EXPECT_THAT(savingMessages(), ElementsAreArray(expected));
+        EXPECT_THAT(filesInFolder(), ElementsAre(".built.mov")) << "the old file is gone by then";
+        EXPECT_TRUE(isTurned(hidden(), 1));
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1)) << "the document can still be saved";
+    }
+
+    TEST_F(FailingMoveTest, WithinAQuitKeepsTheApplication)
+    {
+        bool isAbandoned = false;
+        const auto observation
+            = notifications.observe(KWDocumentAbandonedWriting, [&] { isAbandoned = true; });
+        files = movesThatFail({true});
+        opened = open(path);
+        edit(opened->document);
+        EXPECT_FALSE(opened->document.documentCanQuit());
+        save(*opened);
+        EXPECT_TRUE(isAbandoned);
+    }
+
+    // Failures of the engine
+
+    TEST_F(SavingTest, AnUpdateThatFailsAnywhereIsMadeUpForByAFlattenedWrite)
+    {
+        const std::string path = "/m/clip.mov";
+        const auto clip = MovieBuilder {}.build();
+        for (std::size_t failing = 1;; ++failing) {
+            const auto volume = std::make_shared<SimulatedStorage>();
+            volume->put(path, clip);
+            Open opened {*this, volume};
+            ASSERT_TRUE(opened.document.readFromURL(path));
+            opened.document.windowControllerDidLoadNib(opened.window);
+            edit(opened.document);
+            edit(opened.document);
+            opened.document.undo();
+            const auto steps = volume->steps().size();
+            volume->failStep(steps + failing, EIO);
+            save(opened);
+            EXPECT_THAT(opened.window.alerts, IsEmpty()) << failing;
+            EXPECT_FALSE(opened.document.isEdited()) << failing;
+            auto saved = QTMovie::open(path, volume);
+            ASSERT_TRUE(saved) << failing;
+            EXPECT_EQ(matrix(*saved), Matrix {}.rotated(90)) << failing;
+            EXPECT_TRUE(holdsSamplesOf(*saved, MovieBuilder {})) << failing;
+            // What can be undone and redone has survived the change of files.
+            opened.document.redo();
+            save(opened);
+            saved = QTMovie::open(path, volume);
+            ASSERT_TRUE(saved) << failing;
+            EXPECT_EQ(matrix(*saved), Matrix {}.rotated(180)) << failing;
+            EXPECT_TRUE(holdsSamplesOf(*saved, MovieBuilder {})) << failing;
+            if (volume->steps().size() < steps + failing)
+                break;
+            ASSERT_LT(failing, 100U);
+        }
+    }
+
+    TEST_F(SavingTest, AFileThatAnotherProgramReplacedIsNotOverwritten)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        MovieBuilder other;
+        other.tracks.pop_back();
+        std::filesystem::rename(build(other, "other.mov"), path);
+        save(*opened);
+        ASSERT_EQ(window.alerts.size(), 1U);
+        EXPECT_EQ(window.alerts[0].title, "Error writing movie");
+        EXPECT_THAT(window.alerts[0].text, testing::HasSubstr("another program changed the file"));
+        EXPECT_EQ(readFile(path), other.build());
+        EXPECT_TRUE(document.isEdited());
+        saveAs(*opened, folder.file("mine.mov"));
+        EXPECT_TRUE(isTurned(folder.file("mine.mov"), 1)) << "under another name nothing is lost";
+    }
+
+    TEST_F(SavingTest, AMovieWhoseFileWasRemovedCanBeSaved)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        std::filesystem::remove(path);
+        edit(opened->document);
+        save(*opened);
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_THAT(opened->window.alerts, IsEmpty());
+    }
+
+    TEST_F(SavingTest, AFileThatIsNoMovieIsNotOverwrittenByOne)
+    {
+        using namespace std::string_literals;
+        const auto wave
+            = "RIFF\x2c\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x80\x3e\0\0\2\0\x10\0data\x08\0\0\0\1\2\3\4\5\6\7\x08"s;
+        const auto path = folder.file("sound.wav");
+        writeFile(path, Bytes::copyOf(wave).span());
+        const auto opened = open(path);
+        opened->document.movieSettingsAutoplayToggle(true);
+        EXPECT_FALSE(opened->document.saveDocument()) << "no name was chosen";
+        EXPECT_EQ(opened->window.suggestedPath, folder.file("sound.mov"));
+        opened->window.savePath = opened->window.suggestedPath;
+        save(*opened);
+        EXPECT_EQ(opened->document.displayName(), "sound.mov");
+        EXPECT_TRUE(read(folder.file("sound.mov")).userDataItem("play"_cc));
+        EXPECT_EQ(readFile(path), Bytes::copyOf(wave).toVector());
+    }
+
+    TEST_F(SavingTest, WrittenFilesCarryTypeAndCreator)
+    {
+        const auto path = build({});
+        constexpr const char* kAttribute = "user.com.apple.FinderInfo";
+        if (::setxattr(path.c_str(), kAttribute, "oldtype.rest of the information", 32, 0) != 0)
+            GTEST_SKIP() << "the temporary folder's volume takes no extended attributes";
+        const auto opened = open(path);
+        saveAs(*opened, folder.file("new.mov"));
+        std::array<char, 32> info {};
+        ASSERT_EQ(::getxattr(folder.file("new.mov").c_str(), kAttribute, info.data(), info.size()), 32);
+        EXPECT_EQ(std::string(info.data()), "MooVTVODrest of the information");
+    }
+
+    // Closing and quitting
+
+    TEST_F(SavingTest, AWindowThatIsClosedDuringASaveClosesAtItsEnd)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        duringSave(TestStorage::Call::OpenForWriting, [&, &window = window, &document = document] {
+            document.close();
+            EXPECT_EQ(window.count("closeWindow"), 0U);
+        });
+        save(*opened);
+        EXPECT_EQ(window.count("closeWindow"), 1U);
+        EXPECT_THAT(window.alerts, IsEmpty());
+        EXPECT_TRUE(isTurned(path, 1));
+        document.windowWillClose();
+        EXPECT_EQ(window.count("movieReleased"), 1U);
+    }
+
+    TEST_F(SavingTest, AWindowDoesNotCloseOverASaveThatFailed)
+    {
+        const auto opened = open(build({}));
+        auto& [window, document] = *opened;
+        edit(document);
+        storage->volume = "vfat";
+        storage->before = [this, &document = document](TestStorage::Call call, const std::string&) {
+            mainThread.run([&] { document.windowShouldClose(); });
+            return call == TestStorage::Call::CreateSibling ? ENOSPC : 0;
+        };
+        save(*opened);
+        EXPECT_EQ(window.count("closeWindow"), 0U);
+        EXPECT_EQ(window.alerts.size(), 1U);
+        EXPECT_TRUE(document.isEdited());
+    }
+
+    TEST_F(SavingTest, AWindowDoesNotTakeEditsMadeDuringTheSaveWithIt)
+    {
+        const auto opened = open(build({}));
+        auto& [window, document] = *opened;
+        edit(document);
+        duringSave(TestStorage::Call::OpenForWriting, [&document = document] {
+            document.close();
+            edit(document);
+        });
+        window.answers = {2};
+        save(*opened);
+        EXPECT_EQ(window.count("closeWindow"), 0U) << "the user was asked, and cancelled";
+        EXPECT_EQ(window.alerts.size(), 1U);
+    }
+
+    TEST_F(SavingTest, ClosingAsksAboutUnsavedChanges)
+    {
+        const auto path = build({});
+        const auto opened = open(path);
+        auto& [window, document] = *opened;
+        edit(document);
+        window.answers = {2, 1, 0};
+        document.close();
+        EXPECT_EQ(window.count("closeWindow"), 0U) << "cancelled";
+        ASSERT_EQ(window.alerts.size(), 1U);
+        EXPECT_EQ(window.alerts[0].title, "Save the changes to \"built.mov\"?");
+        EXPECT_THAT(window.alerts[0].buttons, ElementsAre("Save", "Don't Save", "Cancel"));
+        document.close();
+        EXPECT_EQ(window.count("closeWindow"), 1U) << "not saved";
+        EXPECT_TRUE(isTurned(path, 0));
+        document.close();
+        EXPECT_EQ(window.count("closeWindow"), 1U) << "waits for the save";
+        finish(document);
+        EXPECT_EQ(window.count("closeWindow"), 2U);
+        EXPECT_TRUE(isTurned(path, 1));
+        EXPECT_THAT(savingMessages(), Contains("Saving on main thread: 0"));
+    }
+
+    TEST_F(SavingTest, TheDocumentMayGoWithItsWindow)
+    {
+        const auto path = build({});
+        auto opened = open(path);
+        edit(opened->document);
+        bool isGone = false;
+        opened->window.onClose = [&] {
+            opened->document.windowWillClose();
+            auto last = std::move(opened->window.onClose); // this very function
+            opened.reset();
+            isGone = true;
+        };
+        opened->document.close();
+        mainThread.runUntil([&] { return isGone; });
+        EXPECT_TRUE(isTurned(path, 1));
+    }
+
+} // namespace
+} // namespace reelwright::test

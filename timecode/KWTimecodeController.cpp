@@ -1,0 +1,309 @@
+#include "timecode/KWTimecodeController.h"
+
+#include "document/KWQuickTime.h"
+#include "support/KWLog.h"
+
+#include <locale.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cwctype>
+
+namespace reelwright {
+namespace {
+
+    std::string lowerExtension(const std::string& fileName)
+    {
+        const auto dot = fileName.rfind('.');
+        const auto slash = fileName.rfind('/');
+        if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+            return {};
+        auto extension = fileName.substr(dot + 1);
+        std::transform(extension.begin(), extension.end(), extension.begin(),
+            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
+        return extension;
+    }
+
+    /// Is the UTF-8 character that begins at `text[0]` a letter or a digit of any script?
+    bool isLetterOrDigit(std::string_view text)
+    {
+        static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+        const auto lead = static_cast<unsigned char>(text.front());
+        if (lead < 0x80)
+            return (lead >= '0' && lead <= '9') || (lead >= 'A' && lead <= 'Z')
+                || (lead >= 'a' && lead <= 'z');
+        std::uint32_t code = lead >= 0xF0 ? lead & 0x07U : lead >= 0xE0 ? lead & 0x0FU : lead & 0x1FU;
+        for (const char byte : text.substr(1))
+            code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+        return unicode == nullptr || ::iswalnum_l(static_cast<std::wint_t>(code), unicode) != 0;
+    }
+
+    /// The text without what is neither letter nor digit at its two ends.
+    std::string trimReel(std::string_view text)
+    {
+        const auto characterAt = [&](std::size_t begin) {
+            std::size_t end = begin + 1;
+            while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+                ++end;
+            return text.substr(begin, end - begin);
+        };
+        std::size_t first = text.size();
+        std::size_t last = 0;
+        for (std::size_t at = 0; at < text.size();) {
+            const auto character = characterAt(at);
+            if (isLetterOrDigit(character)) {
+                first = std::min(first, at);
+                last = at + character.size();
+            }
+            at += character.size();
+        }
+        return first < last ? std::string(text.substr(first, last - first)) : std::string {};
+    }
+
+    KWTimecodeController::Reel trimmed(const KWTimecodeController::Reel& reel)
+    {
+        return reel ? KWTimecodeController::Reel(trimReel(*reel)) : std::nullopt;
+    }
+
+    /// The four fields of a timecode text, or nothing when there are not exactly four.
+    std::optional<std::array<std::uint8_t, 4>> fourFields(const std::string& timecode)
+    {
+        std::array<std::uint8_t, 4> fields {};
+        std::size_t count = 0;
+        std::size_t begin = 0;
+        for (;;) {
+            const auto end = timecode.find_first_of(":;", begin);
+            const auto part = timecode.substr(begin, end == std::string::npos ? end : end - begin);
+            if (count == fields.size())
+                return std::nullopt;
+            long value = 0;
+            std::from_chars(part.data(), part.data() + part.size(), value);
+            fields[count++] = static_cast<std::uint8_t>(value); // a byte by definition: larger numbers wrap
+            if (end == std::string::npos)
+                break;
+            begin = end + 1;
+        }
+        return count == fields.size() ? std::optional(fields) : std::nullopt;
+    }
+
+    /// The media whose rate the timecode counts at; none in a movie without a picture.
+    std::optional<QTMedia> pictureMedia(const QTMovie& movie)
+    {
+        const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
+        return video.empty() ? std::nullopt : std::optional(video.front().media());
+    }
+
+    /// Movie time scale ÷ frame rate, rounded toward zero. The rate is samples × media time scale ÷ media
+    /// duration, and is used as such: a quotient of two rounded numbers would make 1000 of 1001.
+    std::uint32_t frameDuration(const QTMovie& movie)
+    {
+        const std::int64_t scale = movie.timeScale();
+        constexpr std::int64_t kRateWithoutPicture = 30;
+        const auto media = pictureMedia(movie);
+        const auto duration = media ? media->duration() : QTTime {};
+        const auto samples = media ? static_cast<std::int64_t>(media->sampleCount()) : 0;
+        if (samples == 0 || duration.value <= 0 || duration.scale <= 0)
+            return static_cast<std::uint32_t>(scale / kRateWithoutPicture);
+        __extension__ using Wide = __int128;
+        const Wide exact
+            = static_cast<Wide>(scale) * duration.value / (static_cast<Wide>(duration.scale) * samples);
+        return exact > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(exact);
+    }
+
+    std::uint8_t numberOfFrames(const QTMovie& movie)
+    {
+        const auto media = pictureMedia(movie);
+        const auto rate = media ? KWTimecodeController::frameRateForMedia(*media) : 30.0F;
+        const auto byte
+            = static_cast<std::uint8_t>(static_cast<std::uint64_t>(std::ceil(std::min(rate, 1e9F))));
+        return byte == 0 ? 1 : byte;
+    }
+
+    /// In a time scale in which a frame has no whole length, readers drift or misread the rate.
+    void raiseToPicture(QTMovie& movie)
+    {
+        const auto media = pictureMedia(movie);
+        if (!media)
+            return;
+        if (const auto raised = movie.raiseTimeScale(media->timeScale()); !raised || !*raised)
+            KWLog::appendLog("Unable to raise the movie time scale {} to the video media's {}",
+                movie.timeScale(), media->timeScale());
+    }
+
+    /// The number to store for a start; 32 bits whatever its sign.
+    std::uint32_t storedFrame(const TimecodeRecord& start, const TimecodeDefinition& definition)
+    {
+        return static_cast<std::uint32_t>(timecodeMedia::frameNumber(start, definition));
+    }
+
+    TimecodeRecord startRecord(std::uint8_t hours, std::uint8_t mins, std::uint8_t secs, std::uint8_t frames)
+    {
+        return {false, hours, mins, secs, frames};
+    }
+
+} // namespace
+
+bool KWTimecodeController::isTypeWithoutTimecode(const std::string& fileName)
+{
+    const auto extension = lowerExtension(fileName);
+    return extension == "mp4" || extension == "m4v" || extension == "dv";
+}
+
+std::optional<KWMovTrack> KWTimecodeController::insertTimecodeTrack(
+    Byte hours, Byte mins, Byte secs, Byte frames, std::uint32_t flags, const Reel& reel, QTMovie& movie)
+{
+    if (isTypeWithoutTimecode(movie.fileName())) {
+        KWLog::appendLog("Unable to add timecode track - timecode is not supported by this file format");
+        return std::nullopt;
+    }
+    auto sources = movie.tracksOfMediaType(QTMediaTypeVideo);
+    if (sources.empty())
+        sources = movie.tracks();
+    if (sources.empty()) {
+        KWLog::appendLog("No tracks in movie");
+        return std::nullopt;
+    }
+    const EditableScope scope {movie};
+    raiseToPicture(movie);
+    const TimecodeDefinition definition {
+        flags, static_cast<std::uint32_t>(movie.timeScale()), frameDuration(movie), numberOfFrames(movie)};
+    KWLog::appendLog("Settings for new timecode track:");
+    KWLog::appendLog("Flags: {}", static_cast<std::int32_t>(definition.flags));
+    KWLog::appendLog("Timescale: {}", definition.timeScale);
+    KWLog::appendLog("Frame duration: {}", definition.frameDuration);
+    KWLog::appendLog("Num frames: {}", definition.numberOfFrames);
+    KWLog::appendLog("Hours: {}", hours);
+    KWLog::appendLog("Mins: {}", mins);
+    KWLog::appendLog("Secs: {}", secs);
+    KWLog::appendLog("Frames: {}", frames);
+
+    timecodeMedia::NewTimecode timecode;
+    timecode.description = timecodeMedia::makeDescription(definition, trimmed(reel));
+    timecode.startFrame = storedFrame(startRecord(hours, mins, secs, frames), definition);
+    timecode.mediaTimeScale = movie.timeScale();
+    timecode.duration = static_cast<std::uint64_t>(std::max<std::int64_t>(movie.duration().value, 0));
+    const auto track = timecodeMedia::addTrack(movie, timecode);
+    if (!track) {
+        KWLog::appendLog("Error adding timecode media sample: {}", track.error().status);
+        return std::nullopt;
+    }
+    if (const auto referred = sources.front().addReference(QTMediaTypeTimeCode, track->trackID());
+        !referred) {
+        KWLog::appendLog("Error adding timecode track reference: {}", referred.error().status);
+        return std::nullopt;
+    }
+    return KWMovTrack::trackWithQuickTimeTrack(*track);
+}
+
+std::optional<KWMovTrack> KWTimecodeController::insertTimecodeTrack(
+    Byte hours, Byte mins, Byte secs, Byte frames, QTMovie& movie)
+{
+    return insertTimecodeTrack(hours, mins, secs, frames, 0, std::nullopt, movie);
+}
+
+std::optional<KWMovTrack> KWTimecodeController::insertBlankTimecodeTrack(QTMovie& movie)
+{
+    return insertTimecodeTrack(1, 0, 0, 0, movie);
+}
+
+bool KWTimecodeController::modifyTimecode(Byte hours, Byte mins, Byte secs, Byte frames, const Reel& reel,
+    const QTTrack& track, QTMovie& movie, bool dropFrame, bool negativeTC, bool limit24Hrs, bool counter)
+{
+    if (track.mediaType() != QTMediaTypeTimeCode)
+        return false;
+    const EditableScope scope {movie};
+    const auto description = track.media().sampleDescription(1);
+    const auto timecode = description ? description->timecode() : failure(MovieError::Code::Corrupt, {}, {});
+    if (!timecode) {
+        KWLog::appendLog("Error: {}: Unable to begin media editing", timecode.error().status);
+        return false;
+    }
+    auto definition = timecode->definition;
+    definition.flags = counter ? TimecodeDefinition::kCounter
+                               : (dropFrame ? TimecodeDefinition::kDropFrame : 0U)
+            + (negativeTC ? TimecodeDefinition::kNegativeTimesOK : 0U)
+            + (limit24Hrs ? TimecodeDefinition::k24HourMax : 0U);
+    timecodeMedia::NewTimecode changed;
+    changed.description = timecodeMedia::changeDescription(
+        description->entry(), definition.flags, trimmed(reel).value_or(std::string {}));
+    raiseToPicture(movie);
+    changed.startFrame = storedFrame(startRecord(hours, mins, secs, frames), definition);
+    changed.mediaTimeScale = movie.timeScale();
+    changed.duration = static_cast<std::uint64_t>(std::max<std::int64_t>(movie.duration().value, 0));
+    if (const auto replaced = timecodeMedia::replaceMedia(movie, track, changed); !replaced) {
+        KWLog::appendLog("Error: {}: Unable to add timecode sample", replaced.error().status);
+        return false;
+    }
+    return true;
+}
+
+bool KWTimecodeController::modifyTimecode(
+    Byte hours, Byte mins, Byte secs, Byte frames, const QTTrack& track, QTMovie& movie)
+{
+    return modifyTimecode(hours, mins, secs, frames, std::nullopt, track, movie, false, false, false, false);
+}
+
+bool KWTimecodeController::replaceTimecodeTrack(const QTTrack& track, QTMovie& movie)
+{
+    TimecodeDefinition definition;
+    std::string reel;
+    const auto start = fourFields(timecodeForTrack(track, &definition, &reel));
+    if (!start)
+        return false;
+    {
+        const EditableScope scope {movie};
+        if (const auto removed = movie.removeTrack(track); !removed)
+            return false;
+    }
+    const auto& [hours, mins, secs, frames] = *start;
+    return insertTimecodeTrack(hours, mins, secs, frames, definition.flags, reel, movie).has_value();
+}
+
+void KWTimecodeController::updateTimecode(const std::string& timecode, const Reel& reel, QTMovie& movie,
+    bool dropFrame, bool negativeTC, bool limit24Hrs)
+{
+    auto track = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie);
+    if (!track)
+        track = insertBlankTimecodeTrack(movie);
+    if (!track)
+        return;
+    const auto fields = fourFields(timecode);
+    if (!fields) {
+        KWLog::appendLog("Invalid timecode string");
+        return;
+    }
+    const auto& [hours, mins, secs, frames] = *fields;
+    modifyTimecode(
+        hours, mins, secs, frames, reel, track->track(), movie, dropFrame, negativeTC, limit24Hrs, false);
+}
+
+void KWTimecodeController::updateCounter(Byte counter, const Reel& reel, QTMovie& movie)
+{
+    auto track = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie);
+    if (!track)
+        track = insertBlankTimecodeTrack(movie);
+    if (track)
+        modifyTimecode(0, 0, 0, counter, reel, track->track(), movie, false, false, false, true);
+}
+
+std::string KWTimecodeController::timecodeForTrack(
+    const QTTrack& track, TimecodeDefinition* timecodeDef, std::string* reelName)
+{
+    const auto reading = timecodeMedia::atMediaTime(track, 0);
+    if (!reading)
+        return {};
+    if (timecodeDef)
+        *timecodeDef = reading->description.definition;
+    if (reelName)
+        *reelName = trimReel(reading->description.reel);
+    return reading->text;
+}
+
+float KWTimecodeController::frameRateForMedia(const QTMedia& media)
+{
+    return KWQuickTime::frameRateForMedia(media);
+}
+
+} // namespace reelwright
