@@ -27,7 +27,7 @@ struct FourCC
 namespace literals {
 
     /// "moov"_cc. The copyright sign is written "\xA9nam"_cc. Shorter texts are padded with zero bytes.
-    consteval FourCC operator""_cc(const char* text, std::size_t length)
+    constexpr FourCC operator""_cc(const char* text, std::size_t length)
     {
         std::uint32_t value = 0;
         for (std::size_t i = 0; i < 4; ++i)

@@ -193,8 +193,8 @@ public:
     void closeWindow() override
     {
         note("closeWindow");
-        if (onClose)
-            onClose();
+        if (const auto last = onClose) // this window may go with it
+            last();
     }
     [[nodiscard]] bool timecodeFieldHasFocus() const override { return hasFocus; }
     [[nodiscard]] std::string timecodeFieldText() const override { return timecode; }

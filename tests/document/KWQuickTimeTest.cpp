@@ -424,7 +424,7 @@ namespace {
         }
         auto drop = movieOf(videoTrack(30000, 20000, 1001));
         addTrack(drop, timecodeTrack({TimecodeDefinition::kDropFrame, 30000, 1001, 30}, 107892));
-        EXPECT_TRUE(sameFields(KWQuickTime::qtTimeFromTimecode("01:01:00;02", drop), {1800 * 1001, 30000}));
+        EXPECT_TRUE(sameFields(KWQuickTime::qtTimeFromTimecode("01:01:00;02", drop), {1'801'800, 30000}));
         const auto plain = movieOf(videoTrack(30000, 20000, 1001));
         EXPECT_TRUE(sameFields(KWQuickTime::qtTimeFromTimecode("00:00:01:00", plain), {30030, 30000}))
             << "without a track from zero";

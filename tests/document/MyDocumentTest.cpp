@@ -100,9 +100,12 @@ namespace {
         opened->document.perform("Disguise", [](QTMovie& movie) {
             const EditableScope scope {movie};
             auto* handler = movie.tracks()[0].editAtom()->edit({"mdia"_cc, "hdlr"_cc});
-            auto bytes = handler->head.toVector();
-            std::fill_n(bytes.begin() + 8, 4, std::byte {'x'});
-            handler->head = Bytes::copyOf(bytes);
+            const auto& head = handler->head;
+            handler->head = ByteWriter {}
+                                .bytes(head.slice(0, 8).span())
+                                .fourCC("xxxx"_cc)
+                                .bytes(head.slice(12).span())
+                                .toBytes();
         });
         EXPECT_EQ(opened->document.trackList().typeCode(1), std::nullopt);
         EXPECT_EQ(opened->document.trackList().title(1), "Unknown");

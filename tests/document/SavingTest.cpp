@@ -736,7 +736,6 @@ namespace {
         bool isGone = false;
         opened->window.onClose = [&] {
             opened->document.windowWillClose();
-            auto last = std::move(opened->window.onClose); // this very function
             opened.reset();
             isGone = true;
         };

@@ -389,7 +389,7 @@ namespace {
         {
             Matrix matrix;
             QTRect box;
-            const char* why;
+            const char* why = nullptr;
         };
         Matrix moved;
         moved.values[6] = 10 * kOne;

@@ -58,7 +58,7 @@ namespace {
         {kWraps, 25, 2160000, "00:00:00:00", "with it they start again"},
         {kWraps, 25, 2160001 + 5 * 2160000, "00:00:00:01", "days later too"},
         {kWraps | kDrop, 30, 2589408, "00:00:00;00", "a day of drop frame is shorter"},
-        {kWraps | kDrop, 60, 2 * 2589408, "00:00:00;00", "at 60 it has twice the frames"},
+        {kWraps | kDrop, 60, 5178816, "00:00:00;00", "at 60 it has twice the frames"},
         {kSigned, 25, -1, "-00:00:00:01", "a negative time"},
         {kSigned, 25, -90000, "-01:00:00:00", "an hour below zero"},
         {kSigned | kDrop, 30, -1800, "-00:01:00;02", "labels go below zero as above"},
@@ -85,7 +85,7 @@ namespace {
         constexpr TimecodeDefinition kDefinitions[] = {definition(0, 24), definition(0, 25),
             definition(0, 50), definition(kDrop, 30), definition(kDrop, 60)};
         for (const auto& rate : kDefinitions)
-            for (std::int64_t frame = 0; frame < 86400 * rate.numberOfFrames; ++frame) {
+            for (std::int64_t frame = 0; frame < std::int64_t {86400} * rate.numberOfFrames; ++frame) {
                 const auto record = timecodeMedia::record(frame, rate);
                 ASSERT_EQ(timecodeMedia::frameNumber(record, rate), frame)
                     << timecodeMedia::text(record, rate) << " at " << int {rate.numberOfFrames};
@@ -137,8 +137,8 @@ namespace {
         struct RoundedFact
         {
             TimecodeDefinition definition;
-            const char* label; ///< of frame 1800
-            const char* why;
+            const char* label = nullptr; ///< of frame 1800
+            const char* why = nullptr;
         };
         constexpr RoundedFact kFacts[] = {
             {{0, 90000, 3003, 29}, "00:01:00:00", "29 for 29.97"},
@@ -236,8 +236,8 @@ namespace {
         struct BadFact
         {
             test::TestTrack track;
-            MovieError::Code code;
-            const char* why;
+            MovieError::Code code = MovieError::Code::Io;
+            const char* why = nullptr;
         };
         constexpr TimecodeDefinition kRate {0, 30000, 1001, 30};
         auto video = timecodeTrack(kRate, {0}, {{1, 1001}});
