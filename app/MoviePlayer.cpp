@@ -65,7 +65,6 @@ namespace {
         {"audio-client-name", "Reelwright"},
         {"audio-fallback-to-null", "yes"},
         {"volume-max", "100"},
-        {"demuxer", "lavf"},
         {"demuxer-lavf-format", "mov"}, // and nothing that the bytes may look like
         {"demuxer-lavf-probe-info", "nostreams"}, // sample descriptions say it all; spares reading media
         {"cache", "no"},
@@ -119,11 +118,39 @@ namespace {
         delete static_cast<OpenStream*>(cookie);
     }
 
+    std::string number(double value)
+    {
+        return QByteArray::number(value, 'f', 9).toStdString();
+    }
+
+    /// The address of a feed: libmpv's own list of pieces, lane by lane. Its sources' numbers start with
+    /// `firstSource`.
+    std::string addressOf(const PlayerFeed& feed, std::size_t soundLanes, std::uint64_t firstSource)
+    {
+        std::string address;
+        const auto append = [&](const PlayerFeed::Lane& lane) {
+            address += address.empty() ? "edl://" : ";!new_stream;";
+            const char* separator = "";
+            for (const auto& piece : lane) {
+                address += separator;
+                address += kProtocol;
+                address += "://" + std::to_string(firstSource + piece.source) + ',' + number(piece.start)
+                    + ',' + number(piece.length);
+                separator = ";";
+            }
+        };
+        if (!feed.picture.empty())
+            append(feed.picture);
+        for (std::size_t i = 0; i < soundLanes; ++i)
+            append(feed.sounds[i]);
+        return address;
+    }
+
     /// All sound tracks as one; each at its own loudness, as they would be heard side by side.
-    std::string mixOf(int tracks)
+    std::string mixOf(std::size_t tracks)
     {
         std::string graph;
-        for (int i = 1; i <= tracks; ++i)
+        for (std::size_t i = 1; i <= tracks; ++i)
             graph += "[aid" + std::to_string(i) + ']';
         return graph + "amix=inputs=" + std::to_string(tracks) + ":normalize=0:dropout_transition=0[ao]";
     }
@@ -211,11 +238,11 @@ void MoviePlayer::set(const char* name, const char* value)
         mpv_set_property_async(m_core->handle, kNoReply, name, MPV_FORMAT_STRING, &value);
 }
 
-void MoviePlayer::load(const Feed& feed, double startSeconds)
+void MoviePlayer::load(const PlayerFeed& feed, double startSeconds)
 {
     m_feed = feed;
     m_start = startSeconds;
-    m_mixSound = true;
+    m_soundTried = SoundTried::AllMixed;
     m_waitingSeek.reset();
     m_busy = true;
     startLoad();
@@ -223,7 +250,7 @@ void MoviePlayer::load(const Feed& feed, double startSeconds)
 
 void MoviePlayer::startLoad()
 {
-    if (!m_core->handle || !m_feed.stream) {
+    if (!m_core->handle || m_feed.empty()) {
         fail(Failure::Unreadable);
         return;
     }
@@ -234,14 +261,19 @@ void MoviePlayer::startLoad()
     m_loadWaiting = false;
     m_stepping = false;
     m_lastError.clear();
+    const auto soundLanes = m_soundTried == SoundTried::AllMixed ? m_feed.sounds.size()
+        : m_soundTried == SoundTried::FirstOnly ? std::min<std::size_t>(m_feed.sounds.size(), 1)
+                                                : 0;
+    const auto address = addressOf(m_feed, soundLanes, m_streamNumber);
     {
         const std::lock_guard lock {m_core->mutex};
         m_core->streams.clear(); // those that are open hold their stream themselves
-        m_core->streams.emplace(++m_streamNumber, m_feed.stream);
+        for (const auto& source : m_feed.sources)
+            m_core->streams.emplace(m_streamNumber++, source);
     }
-    const auto address = std::string(kProtocol) + "://" + std::to_string(m_streamNumber);
-    const auto start = m_start > 0 ? QByteArray::number(m_start, 'f', 9) : QByteArray("none");
-    const auto mix = m_mixSound && m_feed.soundTracks > 1 ? mixOf(m_feed.soundTracks) : std::string {};
+    const auto start = m_start > 0 ? number(m_start) : std::string("none");
+    const auto mix = soundLanes > 1 ? mixOf(soundLanes) : std::string {};
+    const auto reordering = number(m_feed.reordering);
 
     // By name, because the places of the arguments changed between versions.
     const auto text = [](const char* value) {
@@ -250,10 +282,10 @@ void MoviePlayer::startLoad()
         node.u.string = const_cast<char*>(value); // NOLINT: libmpv reads it only
         return node;
     };
-    const char* optionNames[] = {"start", "lavfi-complex", "vid"};
-    mpv_node optionValues[]
-        = {text(start.constData()), text(mix.c_str()), text(m_feed.hasPicture ? "auto" : "no")};
-    mpv_node_list options {3, optionValues, const_cast<char**>(optionNames)}; // NOLINT
+    const char* optionNames[] = {"start", "lavfi-complex", "vid", "hr-seek-demuxer-offset"};
+    mpv_node optionValues[] = {text(start.c_str()), text(mix.c_str()),
+        text(m_feed.picture.empty() ? "no" : "auto"), text(reordering.c_str())};
+    mpv_node_list options {4, optionValues, const_cast<char**>(optionNames)}; // NOLINT
     mpv_node optionMap {};
     optionMap.format = MPV_FORMAT_NODE_MAP;
     optionMap.u.list = &options;
@@ -286,7 +318,7 @@ void MoviePlayer::unload()
 
 void MoviePlayer::seek(double seconds)
 {
-    if (!m_core->handle || !m_feed.stream)
+    if (!m_core->handle || m_feed.empty())
         return;
     if (m_busy)
         m_waitingSeek = seconds;
@@ -398,7 +430,7 @@ void MoviePlayer::handleEvent(const mpv_event& event)
             break;
         if (m_loadState == LoadState::Opening) {
             m_loadState = LoadState::Playing;
-            if (m_feed.hasPicture)
+            if (!m_feed.picture.empty())
                 mpv_get_property_async(m_core->handle, kPictureReply, "video-params/w", MPV_FORMAT_INT64);
             const QPointer<MoviePlayer> self {this};
             emit started();
@@ -459,16 +491,21 @@ void MoviePlayer::handleEnd(const mpv_event& event)
     m_loadState = LoadState::Idle;
     if (end->reason != MPV_END_FILE_REASON_ERROR && end->reason != MPV_END_FILE_REASON_EOF)
         return;
-    if (!hadStarted && m_mixSound && m_feed.soundTracks > 1 && m_feed.stream) {
-        // Tracks that cannot be mixed (one has no decoder) are heard one at a time rather than not at all.
-        m_mixSound = false;
-        startLoad();
-        return;
+    // Sound tracks that cannot be mixed, or opened, do not keep the rest from being played.
+    if (!hadStarted && !m_feed.sounds.empty() && m_soundTried != SoundTried::None
+        && !(m_soundTried == SoundTried::FirstOnly && m_feed.picture.empty())) {
+        m_soundTried = m_soundTried == SoundTried::AllMixed && m_feed.sounds.size() > 1
+            ? SoundTried::FirstOnly
+            : SoundTried::None;
+        if (m_soundTried != SoundTried::None || !m_feed.picture.empty()) {
+            startLoad();
+            return;
+        }
     }
     m_busy = false;
     m_waitingSeek.reset();
-    fail(m_feed.hasPicture && end->error == MPV_ERROR_NOTHING_TO_PLAY ? Failure::NoPicture
-                                                                      : Failure::Unreadable);
+    fail(!m_feed.picture.empty() && end->error == MPV_ERROR_NOTHING_TO_PLAY ? Failure::NoPicture
+                                                                            : Failure::Unreadable);
 }
 
 } // namespace reelwright

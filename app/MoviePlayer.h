@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/FlattenPlan.h"
+#include "app/PlayerFeed.h"
 
 #include <QObject>
 #include <QString>
@@ -13,7 +13,7 @@ struct mpv_event;
 
 namespace reelwright {
 
-/// Plays a MovieStream through libmpv: its decoding and its clock, none of its windows, keys and files. Every
+/// Plays a PlayerFeed through libmpv: its decoding and its clock, none of its windows, keys and files. Every
 /// call returns at once; what came of it arrives as a signal on the player's thread. Where pictures are drawn
 /// is another's business (PictureSurface), which must be there before the first `load`.
 class MoviePlayer : public QObject
@@ -36,16 +36,8 @@ public:
     /// For the maker of the pictures; null when libmpv cannot be started.
     [[nodiscard]] mpv_handle* handle() const;
 
-    /// What to play: a movie with at most one picture track, and this many sound tracks, which are heard
-    /// together.
-    struct Feed
-    {
-        std::shared_ptr<const MovieStream> stream;
-        bool hasPicture = false;
-        int soundTracks = 0;
-    };
     /// Replaces what is played, from that time on; playing or paused as before.
-    void load(const Feed& feed, double startSeconds);
+    void load(const PlayerFeed& feed, double startSeconds);
     void unload();
 
     /// Is a load, seek or step being carried out?
@@ -93,10 +85,12 @@ private:
     };
 
     std::unique_ptr<Core> m_core;
-    Feed m_feed;
+    PlayerFeed m_feed;
     std::uint64_t m_streamNumber = 0;
     double m_start = 0;
-    bool m_mixSound = true; ///< false once mixing the sound tracks of this feed has failed
+    /// What of the feed's sound is tried. It becomes less when it cannot be played.
+    enum class SoundTried { AllMixed, FirstOnly, None };
+    SoundTried m_soundTried = SoundTried::AllMixed;
     LoadState m_loadState = LoadState::Idle;
     bool m_loadWaiting = false;
     bool m_busy = false;

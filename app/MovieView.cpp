@@ -115,8 +115,8 @@ void MovieView::makeSurface(Renderer renderer)
         return;
     }
     m_surface->onReady = [this] { loadMovie(); };
-    m_surface->onPicture = [this] {
-        if (!m_player.isBusy() && std::exchange(m_waitsForPicture, false)) {
+    m_surface->onPicture = [this](bool isPlaced) {
+        if (isPlaced && !m_player.isBusy() && std::exchange(m_waitsForPicture, false)) {
             say({});
             emit firstFrameShown();
         }
@@ -169,7 +169,7 @@ void MovieView::loadMovie()
     if (!m_hasMovie || !m_surface || !m_surface->isReady())
         return;
     m_wasCorrected = false;
-    if (!m_playable.feed.stream) {
+    if (m_playable.feed.empty()) {
         m_waitsForPicture = false;
         m_player.unload();
         m_surface->clear();
@@ -179,7 +179,7 @@ void MovieView::loadMovie()
         say(m_playable.problem);
         return;
     }
-    m_waitsForPicture = m_playable.feed.hasPicture;
+    m_waitsForPicture = !m_playable.feed.picture.empty();
     m_player.load(m_playable.feed, playerTime(m_time));
     if (!m_playable.problem.isEmpty())
         emit failed(m_playable.problem);
@@ -205,7 +205,7 @@ void MovieView::showStarted()
 {
     if (!m_surface)
         return;
-    if (m_playable.feed.hasPicture) {
+    if (!m_playable.feed.picture.empty()) {
         m_surface->setPlacement(m_playable.placement);
         updateGeometry();
         return;
@@ -367,7 +367,7 @@ void MovieView::togglePlaying()
 
 void MovieView::setRate(double rate)
 {
-    const auto wanted = m_playable.feed.stream ? std::clamp(rate, -kFastest, kFastest) : 0.0;
+    const auto wanted = !m_playable.feed.empty() ? std::clamp(rate, -kFastest, kFastest) : 0.0;
     if (wanted > 0 && m_rate <= 0 && snapped(duration()) <= m_time)
         seekTo({0, 1}); // from the end it starts again
     const auto before = std::exchange(m_rate, wanted);
@@ -422,7 +422,7 @@ void MovieView::stepForward(int frames)
     }
     m_wasCorrected = false;
     setTime(target);
-    m_player.stepForward(playerTime(target));
+    m_player.stepForward(secondsOf(target));
 }
 
 void MovieView::stepBackward(int frames)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/MoviePlayer.h"
 #include "app/PlayableMovie.h"
 
 #include <QElapsedTimer>

@@ -55,6 +55,7 @@ namespace {
         {
             m_placement = placement;
             m_changed = true;
+            ++m_serial;
             update();
         }
 
@@ -152,7 +153,8 @@ namespace {
             m_hasPicture = true;
             m_drawnPlacement = m_placement;
             QMetaObject::invokeMethod(
-                this, [this] { m_surface.onPicture(); }, Qt::QueuedConnection);
+                this, [this, serial = m_serial] { m_surface.onPicture(serial == m_serial); },
+                Qt::QueuedConnection);
         }
 
         void release()
@@ -175,7 +177,8 @@ namespace {
         std::unique_ptr<QOpenGLFramebufferObject> m_target; ///< the encoded picture as large as it is shown
         PicturePlacement m_placement;
         PicturePlacement m_drawnPlacement;
-        bool m_changed = false;
+        std::uint64_t m_serial = 0; ///< of the placement
+        bool m_changed = false; ///< the placement, since a picture was taken
         bool m_hasFrame = false; ///< the player had something to draw before
         bool m_hasPicture = false; ///< the texture holds what is to be shown
         bool m_blank = false;

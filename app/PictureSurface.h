@@ -32,8 +32,8 @@ public:
 
     /// Called when it becomes ready after it was made; what was played before has to be loaded again.
     std::function<void()> onReady = [] {};
-    /// Called from the event loop when a picture was drawn.
-    std::function<void()> onPicture = [] {};
+    /// Called from the event loop when a picture was drawn; `isPlaced`: since the placement was set.
+    std::function<void(bool isPlaced)> onPicture = [](bool) {};
     /// Called from the event loop when it cannot draw: another kind of surface is needed.
     std::function<void()> onBroken = [] {};
 

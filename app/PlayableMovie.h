@@ -1,21 +1,23 @@
 #pragma once
 
-#include "app/MoviePlayer.h"
 #include "app/PicturePlacement.h"
+#include "app/PlayerFeed.h"
 #include "movie/FrameTimes.h"
+
+#include <QString>
 
 namespace reelwright {
 
 /// A movie made ready for a player: what to play, when its frames are, where its picture lies. A value,
 /// independent of the movie it was made from.
 ///
-/// Players differ from what a movie says, so the player gets a copy that leaves it no choice: only the tracks
-/// that are to be seen and heard (the first enabled video track, all enabled sound tracks), with straight
-/// matrices, and with something to play in the gaps of the picture. The view turns the picture itself
-/// (`placement`) and hides it in the gaps (`frames`).
+/// What is seen and heard: the first enabled video track; all enabled sound tracks, of those of one group
+/// (languages) the first. The player gets the media without what it might understand in its own way: edit
+/// lists become pieces of the feed, and the view turns the picture itself (`placement`) and hides it in gaps
+/// (`frames`).
 struct PlayableMovie
 {
-    MoviePlayer::Feed feed;
+    PlayerFeed feed;
     FrameTimes frames; ///< empty without a picture
     PicturePlacement placement;
     QTTime duration;

@@ -24,6 +24,7 @@ namespace {
     {
         QImage image;
         PicturePlacement placement;
+        std::uint64_t serial = 0; ///< of the placement
     };
 
     /// An image whose lines start where the scaler likes them to.
@@ -74,10 +75,11 @@ namespace {
             mpv_render_context_free(m_context);
         }
 
-        void setTarget(const PicturePlacement& placement, QSizeF widget)
+        void setTarget(const PicturePlacement& placement, std::uint64_t serial, QSizeF widget)
         {
             const std::lock_guard lock {m_mutex};
             m_placement = placement;
+            m_serial = serial;
             m_widget = widget;
             m_changed = true;
             m_wake.notify_one();
@@ -88,6 +90,7 @@ namespace {
         {
             for (;;) {
                 PicturePlacement placement;
+                std::uint64_t serial = 0;
                 QSizeF widget;
                 bool changed = false;
                 {
@@ -98,15 +101,16 @@ namespace {
                     m_asked = false;
                     changed = std::exchange(m_changed, false);
                     placement = m_placement;
+                    serial = m_serial;
                     widget = m_widget;
                 }
                 const bool isNew = (mpv_render_context_update(m_context) & MPV_RENDER_UPDATE_FRAME) != 0;
                 if (isNew || changed)
-                    draw(placement, widget);
+                    draw(placement, serial, widget);
             }
         }
 
-        void draw(const PicturePlacement& placement, QSizeF widget)
+        void draw(const PicturePlacement& placement, std::uint64_t serial, QSizeF widget)
         {
             mpv_render_frame_info info {};
             mpv_render_context_get_info(m_context, {MPV_RENDER_PARAM_NEXT_FRAME_INFO, &info});
@@ -129,7 +133,7 @@ namespace {
                     {MPV_RENDER_PARAM_INVALID, nullptr}};
             if (mpv_render_context_render(m_context, parameters) < 0 || !m_hasFrame || size.isEmpty())
                 return;
-            m_onPicture({std::move(image), placement});
+            m_onPicture({std::move(image), placement, serial});
         }
 
         mpv_render_context* m_context;
@@ -137,6 +141,7 @@ namespace {
         std::mutex m_mutex;
         std::condition_variable m_wake;
         PicturePlacement m_placement;
+        std::uint64_t m_serial = 0;
         QSizeF m_widget;
         bool m_asked = false; ///< the player has something new
         bool m_changed = false; ///< the same picture is wanted in another size
@@ -213,6 +218,7 @@ namespace {
         void setPlacement(const PicturePlacement& placement) override
         {
             m_placement = placement;
+            ++m_serial;
             retarget();
         }
 
@@ -231,7 +237,8 @@ namespace {
     private:
         void retarget()
         {
-            m_renderer->setTarget(m_placement, QSizeF(m_widget->size()) * m_widget->devicePixelRatioF());
+            m_renderer->setTarget(
+                m_placement, m_serial, QSizeF(m_widget->size()) * m_widget->devicePixelRatioF());
         }
 
         /// On the renderer's thread.
@@ -253,11 +260,12 @@ namespace {
                 m_widget->drawn = std::exchange(m_latest, {});
             }
             m_widget->update();
-            onPicture();
+            onPicture(m_widget->drawn.serial == m_serial);
         }
 
         SoftwareWidget* m_widget;
         PicturePlacement m_placement;
+        std::uint64_t m_serial = 0; ///< counts the calls of setPlacement
         std::mutex m_mutex;
         Drawn m_latest; ///< not yet taken over by the widget
         std::unique_ptr<Renderer> m_renderer;
