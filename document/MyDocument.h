@@ -58,9 +58,18 @@ public:
 
     // Opening
 
+    /// A movie file opened ahead.
+    struct OpenedMovie
+    {
+        std::string path;
+        std::optional<Result<QTMovie>> movie; ///< nothing: the file is no movie at all
+    };
+    /// The part of opening that waits for the disk: may run on any thread.
+    static OpenedMovie openMovie(const std::string& path, const std::shared_ptr<Storage>& storage);
     /// Opens a file. `error`, when given, receives why not; after success it holds a status of -4, so go by
     /// the result. A file that is no movie at all leaves it alone.
     bool readFromURL(const std::string& path, MovieError* error = nullptr);
+    bool readFromURL(OpenedMovie opened, MovieError* error = nullptr);
     /// Opens the document's file again after it was replaced on disk. Forgets what could be undone.
     bool loadMovieFromURL(const std::string& path);
     /// Installs a movie.
@@ -236,10 +245,8 @@ private:
     static void writeToURLOnThread(const std::shared_ptr<SaveJob>& job);
     void endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome);
     void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
-    void takeFlattenedFile(const SaveJob& job);
+    void takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void releaseSaveThread();
-    /// Of the document's file as it is now.
-    [[nodiscard]] std::optional<FileState> fileState() const;
 
     DocumentEnvironment m_environment;
     std::string m_path;
