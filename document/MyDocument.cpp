@@ -6,6 +6,7 @@
 #include "support/MainThread.h"
 #include "support/Preferences.h"
 #include "timecode/KWTimecode.h"
+#include "timecode/KWTimecodeController.h"
 
 #include <fmt/format.h>
 
@@ -600,6 +601,65 @@ void MyDocument::movieSettingsFlip()
 void MyDocument::movieSettingsFlop()
 {
     performSetting("Flop", KWQuickTimeEditing::flopMovie, ViewUpdate::Reset);
+}
+
+// Timecode tracks
+
+void MyDocument::addTimecodeTrack()
+{
+    if (KWTimecodeController::isTypeWithoutTimecode(m_path)) {
+        if (m_window)
+            m_window->alert("Unable to add timecode track",
+                "Timecode tracks are not supported for this file format.", {"OK"});
+        return;
+    }
+    std::optional<KWMovTrack> added;
+    perform(
+        "Add Timecode Track",
+        [&](QTMovie& movie) { added = KWTimecodeController::insertBlankTimecodeTrack(movie); },
+        ViewUpdate::Reset);
+    if (!added)
+        return;
+    for (std::size_t row = 1; row < m_trackList.rowCount(); ++row)
+        if (const auto* record = m_trackList.track(row); record->trackID() == added->trackID())
+            return selectTrack(*record);
+}
+
+TimecodeSettings MyDocument::loadTimecodeDataForTrack(const KWMovTrack& record)
+{
+    return TimecodeSettings::ofTrack(record.track());
+}
+
+void MyDocument::modifyTimecodeData(
+    const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition)
+{
+    const auto* record = selectedTrack();
+    if (!record || record->trackType() != KWMovTrack::kTimecode)
+        return;
+    const bool asksForStart = sender != TimecodeControl::Other
+        && settings.start != KWTimecodeController::timecodeForTrack(record->track());
+    modifyTimecodeDataForTrack(*record, settings, isAtPosition && asksForStart);
+}
+
+void MyDocument::modifyTimecodeDataForTrack(
+    const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos)
+{
+    const auto position = setAtCurrentPos ? std::optional(currentTime()) : std::nullopt;
+    const auto fields = settings.startFields(m_movie, position);
+    if (!fields) {
+        if (m_window)
+            m_window->alert("Invalid timecode format", "Timecode must take the format 00:00:00:00.", {"OK"});
+        return showInfoForSelection();
+    }
+    const auto track = editedTrack(record);
+    if (!track || settings == TimecodeSettings::ofTrack(*track))
+        return;
+    perform("Timecode", [&](QTMovie& movie) {
+        const auto& [hours, mins, secs, frames] = *fields;
+        KWTimecodeController::modifyTimecode(hours, mins, secs, frames, settings.reel, *track, movie,
+            settings.dropFrame, settings.negativeTimes, settings.limit24Hours, settings.isCounter);
+    });
+    showInfoForSelection();
 }
 
 // The timecode field

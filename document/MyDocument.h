@@ -5,6 +5,7 @@
 #include "document/MovieWriter.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
+#include "document/TimecodeSettings.h"
 #include "document/TrackList.h"
 #include "document/UndoHistory.h"
 #include "movie/QTMovie.h"
@@ -172,6 +173,20 @@ public:
     void movieSettingsRotateRight();
     void movieSettingsFlip();
     void movieSettingsFlop();
+
+    // Timecode tracks
+
+    /// Adds one from 01:00:00:00 and selects it. Tells the user when the file's format has none.
+    void addTimecodeTrack();
+    /// What the timecode panel shows of that track.
+    [[nodiscard]] static TimecodeSettings loadTimecodeDataForTrack(const KWMovTrack& record);
+    /// The controls of the timecode panel.
+    enum class TimecodeControl { StartText, StartType, Other };
+    /// One of them was changed: gives the selected timecode track what they hold. `isAtPosition`: the start
+    /// type says that the typed start is that of the frame on show.
+    void modifyTimecodeData(const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition);
+    void modifyTimecodeDataForTrack(
+        const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos);
 
     // The timecode field
 
