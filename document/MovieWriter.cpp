@@ -5,6 +5,8 @@
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 
+#include <fmt/format.h>
+
 namespace reelwright {
 namespace {
 
@@ -31,17 +33,25 @@ namespace {
 
     /// Somebody else's file must not be lost, even when the user asked for a save: the target is the
     /// document's file by name only.
-    Result<void> checkTarget(const MovieWriter::Request& request, Storage& storage)
+    std::optional<Outcome> hindrance(const MovieWriter::Request& request, Storage& storage)
     {
         if (!request.expectedFile || !storage.exists(request.path))
-            return {};
-        RW_TRY(const auto file, storage.open(request.path, Storage::Access::Read));
-        RW_TRY(const auto state, file->state());
-        if (!(state == *request.expectedFile))
-            return failure(MovieError::Code::Refused, request.path,
-                "another program changed the file since it was opened; save the movie under another name, "
-                "or open the file again to see its present state");
-        return {};
+            return std::nullopt;
+        const auto file = storage.open(request.path, Storage::Access::Read);
+        if (!file)
+            return failed(file.error());
+        const auto state = (*file)->state();
+        if (!state)
+            return failed(state.error());
+        auto expected = *request.expectedFile;
+        if (request.operation == SaveOperation::Save)
+            expected.modifiedNanos = state->modifiedNanos;
+        if (*state == expected)
+            return std::nullopt;
+        return Outcome {Outcome::Kind::Failed, "File changed by another application",
+            fmt::format("{}: another program changed the file since it was opened. Save the movie under "
+                        "another name, or open the file again to see its present state.",
+                request.path)};
     }
 
     Result<void> writeFlattened(
@@ -142,8 +152,8 @@ namespace {
                 KWLog::appendLog("User chose to flatten");
         }
 
-        if (auto free = checkTarget(request, storage); !free)
-            return failed(free.error());
+        if (auto hindered = hindrance(request, storage))
+            return std::move(*hindered);
         const auto written = writeFlattened(request, request.path, questions.progress);
         if (written)
             return {Outcome::Kind::Flattened};
@@ -166,10 +176,12 @@ SaveFiles SaveFiles::real()
         }};
 }
 
-Outcome MovieWriter::write(
-    Request request, const Questions& questions, Storage& storage, const SaveFiles& files)
+Outcome MovieWriter::write(Request request, const Questions& questions,
+    const std::shared_ptr<Storage>& storage, const SaveFiles& files)
 {
-    auto outcome = takeRoad(request, questions, storage, files);
+    auto outcome = takeRoad(request, questions, *storage, files);
+    if (outcome.kind == Outcome::Kind::Flattened)
+        outcome.written = QTMovie::open(request.path, storage);
     outcome.movie = std::move(request.movie);
     return outcome;
 }

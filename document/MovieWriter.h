@@ -39,7 +39,8 @@ public:
         SaveOperation operation = SaveOperation::Save;
         bool needsFlattening = false;
         /// The document's own file as it was when it was opened or last written, when the target is that
-        /// file: another one in its place is not overwritten.
+        /// file: another one in its place is not overwritten. In a plain save its date may be another,
+        /// since this program's own doings and backups change dates.
         std::optional<FileState> expectedFile;
         bool resaveOnOtherVolumes = true; ///< "nonHFSResave"
         bool flattenWithoutAsking = true; ///< "autoFlatten" is 1
@@ -58,7 +59,7 @@ public:
     {
         enum class Kind {
             Updated, ///< in place
-            Flattened, ///< the target has to be opened
+            Flattened, ///< `written` is the target, opened again
             Nothing, ///< there was nothing to write
             Declined, ///< the user did not want it flattened
             Cancelled, ///< by the progress function
@@ -69,10 +70,11 @@ public:
         std::string title {};
         std::string text {};
         QTMovie movie {}; ///< the request's; over the file as it is now
+        Result<QTMovie> written {};
     };
 
-    static Outcome write(
-        Request request, const Questions& questions, Storage& storage, const SaveFiles& files);
+    static Outcome write(Request request, const Questions& questions, const std::shared_ptr<Storage>& storage,
+        const SaveFiles& files);
 };
 
 } // namespace reelwright

@@ -6,6 +6,7 @@
 #include "support/MainThread.h"
 #include "support/Preferences.h"
 #include "timecode/KWTimecode.h"
+#include "timecode/KWTimecodeController.h"
 
 #include <fmt/format.h>
 
@@ -126,19 +127,33 @@ MyDocument::~MyDocument()
 
 // Opening
 
-bool MyDocument::readFromURL(const std::string& path, MovieError* error)
+MyDocument::OpenedMovie MyDocument::openMovie(
+    const std::string& path, const std::shared_ptr<Storage>& storage)
 {
     KWLog::appendLog("Loading QuickTime movie {}", path);
-    if (!QTMovie::canOpen(path, *m_environment.storage))
+    OpenedMovie opened {path, {}};
+    if (QTMovie::canOpen(path, *storage))
+        opened.movie = QTMovie::open(path, storage);
+    return opened;
+}
+
+bool MyDocument::readFromURL(const std::string& path, MovieError* error)
+{
+    return readFromURL(openMovie(path, m_environment.storage), error);
+}
+
+bool MyDocument::readFromURL(OpenedMovie opened, MovieError* error)
+{
+    if (!opened.movie)
         return false;
-    auto movie = QTMovie::open(path, m_environment.storage);
+    auto& movie = *opened.movie;
     if (!movie) {
         KWLog::appendLogAndPrint("Error loading movie: {}", movie.error().message());
         if (error)
             *error = std::move(movie).error();
         return false;
     }
-    m_path = path;
+    m_path = opened.path;
     if (!loadQTMovie(std::move(*movie)))
         return false;
     if (error) {
@@ -146,7 +161,7 @@ bool MyDocument::readFromURL(const std::string& path, MovieError* error)
         *error = {};
         error->status = kUnimplemented;
     }
-    setPath(path);
+    setPath(m_path);
     return true;
 }
 
@@ -588,6 +603,65 @@ void MyDocument::movieSettingsFlop()
     performSetting("Flop", KWQuickTimeEditing::flopMovie, ViewUpdate::Reset);
 }
 
+// Timecode tracks
+
+void MyDocument::addTimecodeTrack()
+{
+    if (KWTimecodeController::isTypeWithoutTimecode(m_path)) {
+        if (m_window)
+            m_window->alert("Unable to add timecode track",
+                "Timecode tracks are not supported for this file format.", {"OK"});
+        return;
+    }
+    std::optional<KWMovTrack> added;
+    perform(
+        "Add Timecode Track",
+        [&](QTMovie& movie) { added = KWTimecodeController::insertBlankTimecodeTrack(movie); },
+        ViewUpdate::Reset);
+    if (!added)
+        return;
+    for (std::size_t row = 1; row < m_trackList.rowCount(); ++row)
+        if (const auto* record = m_trackList.track(row); record->trackID() == added->trackID())
+            return selectTrack(*record);
+}
+
+TimecodeSettings MyDocument::loadTimecodeDataForTrack(const KWMovTrack& record)
+{
+    return TimecodeSettings::ofTrack(record.track());
+}
+
+void MyDocument::modifyTimecodeData(
+    const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition)
+{
+    const auto* record = selectedTrack();
+    if (!record || record->trackType() != KWMovTrack::kTimecode)
+        return;
+    const bool asksForStart = sender != TimecodeControl::Other
+        && settings.start != KWTimecodeController::timecodeForTrack(record->track());
+    modifyTimecodeDataForTrack(*record, settings, isAtPosition && asksForStart);
+}
+
+void MyDocument::modifyTimecodeDataForTrack(
+    const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos)
+{
+    const auto position = setAtCurrentPos ? std::optional(currentTime()) : std::nullopt;
+    const auto fields = settings.startFields(m_movie, position);
+    if (!fields) {
+        if (m_window)
+            m_window->alert("Invalid timecode format", "Timecode must take the format 00:00:00:00.", {"OK"});
+        return showInfoForSelection();
+    }
+    const auto track = editedTrack(record);
+    if (!track || settings == TimecodeSettings::ofTrack(*track))
+        return;
+    perform("Timecode", [&](QTMovie& movie) {
+        const auto& [hours, mins, secs, frames] = *fields;
+        KWTimecodeController::modifyTimecode(hours, mins, secs, frames, settings.reel, *track, movie,
+            settings.dropFrame, settings.negativeTimes, settings.limit24Hours, settings.isCounter);
+    });
+    showInfoForSelection();
+}
+
 // The timecode field
 
 void MyDocument::updateTimecode()
@@ -621,10 +695,6 @@ bool MyDocument::saveDocument()
     const bool isImported = file && !file->headerAtom() && file->path == m_path;
     if (m_path.empty() || isImported)
         return chooseAndSave(SaveOperation::SaveAs, "Save");
-    // A later date alone, such as this program's own touch gives the file, is not taken for a change by
-    // others.
-    if (const auto state = fileState(); state && m_fileState)
-        m_fileState->modifiedNanos = state->modifiedNanos;
     return saveToURL(m_path, SaveOperation::Save);
 }
 
@@ -663,13 +733,6 @@ bool MyDocument::chooseAndSave(SaveOperation operation, const std::string& title
 std::string MyDocument::prepareSavePath(const std::string& path)
 {
     return withoutExtension(path) == path ? path + ".mov" : path;
-}
-
-std::optional<FileState> MyDocument::fileState() const
-{
-    const auto file = m_environment.storage->open(m_path, Storage::Access::Read);
-    const auto state = file ? (*file)->state() : tl::unexpected<MovieError>(file.error());
-    return state ? std::optional(*state) : std::nullopt;
 }
 
 bool MyDocument::saveToURL(const std::string& path, SaveOperation operation)
@@ -766,7 +829,7 @@ void MyDocument::writeToURLOnThread(const std::shared_ptr<SaveJob>& job)
         return !job->isCancelled;
     };
     const auto outcome = MovieWriter::write(
-        std::move(job->request), questions, *job->environment.storage, job->environment.files);
+        std::move(job->request), questions, job->environment.storage, job->environment.files);
     job->onMain([&](MyDocument& document) { document.endSave(job, outcome); });
 }
 
@@ -780,7 +843,7 @@ void MyDocument::endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter:
         m_savedOtherChanges = job->otherChanges;
     }
     if (outcome.kind == Kind::Flattened)
-        takeFlattenedFile(*job);
+        takeFlattenedFile(*job, outcome);
     tellChanges(wasEdited);
 
     const bool isFailure = outcome.kind == Kind::Failed || outcome.kind == Kind::Abandoned;
@@ -830,19 +893,19 @@ void MyDocument::takeFile(const SaveJob& job, const MovieWriter::Outcome& outcom
         m_fileState = written.file()->state;
 }
 
-void MyDocument::takeFlattenedFile(const SaveJob& job)
+void MyDocument::takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome)
 {
     setPath(job.path);
-    m_fileState = fileState();
-    // What was edited meanwhile is not in the file: then the movie stays as it is, over the old one.
-    if (m_history.state() != job.state)
-        return;
-    auto movie = QTMovie::open(job.path, m_environment.storage);
-    if (!movie) {
-        KWLog::appendLog("Error loading movie: {}", movie.error().message());
+    const auto& written = outcome.written;
+    if (!written) {
+        KWLog::appendLog("Error loading movie: {}", written.error().message());
+        m_fileState.reset();
         return;
     }
-    installMovie(std::move(*movie));
+    m_fileState = written->file()->state;
+    // What was edited meanwhile is not in the file: then the movie stays as it is, over the old one.
+    if (m_history.state() == job.state)
+        installMovie(*written);
 }
 
 // Quitting

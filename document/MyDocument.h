@@ -5,6 +5,7 @@
 #include "document/MovieWriter.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
+#include "document/TimecodeSettings.h"
 #include "document/TrackList.h"
 #include "document/UndoHistory.h"
 #include "movie/QTMovie.h"
@@ -58,9 +59,18 @@ public:
 
     // Opening
 
+    /// A movie file opened ahead.
+    struct OpenedMovie
+    {
+        std::string path;
+        std::optional<Result<QTMovie>> movie; ///< nothing: the file is no movie at all
+    };
+    /// The part of opening that waits for the disk: may run on any thread.
+    static OpenedMovie openMovie(const std::string& path, const std::shared_ptr<Storage>& storage);
     /// Opens a file. `error`, when given, receives why not; after success it holds a status of -4, so go by
     /// the result. A file that is no movie at all leaves it alone.
     bool readFromURL(const std::string& path, MovieError* error = nullptr);
+    bool readFromURL(OpenedMovie opened, MovieError* error = nullptr);
     /// Opens the document's file again after it was replaced on disk. Forgets what could be undone.
     bool loadMovieFromURL(const std::string& path);
     /// Installs a movie.
@@ -164,6 +174,20 @@ public:
     void movieSettingsFlip();
     void movieSettingsFlop();
 
+    // Timecode tracks
+
+    /// Adds one from 01:00:00:00 and selects it. Tells the user when the file's format has none.
+    void addTimecodeTrack();
+    /// What the timecode panel shows of that track.
+    [[nodiscard]] static TimecodeSettings loadTimecodeDataForTrack(const KWMovTrack& record);
+    /// The controls of the timecode panel.
+    enum class TimecodeControl { StartText, StartType, Other };
+    /// One of them was changed: gives the selected timecode track what they hold. `isAtPosition`: the start
+    /// type says that the typed start is that of the frame on show.
+    void modifyTimecodeData(const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition);
+    void modifyTimecodeDataForTrack(
+        const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos);
+
     // The timecode field
 
     /// Shows the timecode at the current time; called by a timer while the window is open.
@@ -236,10 +260,8 @@ private:
     static void writeToURLOnThread(const std::shared_ptr<SaveJob>& job);
     void endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome);
     void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
-    void takeFlattenedFile(const SaveJob& job);
+    void takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void releaseSaveThread();
-    /// Of the document's file as it is now.
-    [[nodiscard]] std::optional<FileState> fileState() const;
 
     DocumentEnvironment m_environment;
     std::string m_path;

@@ -1,9 +1,12 @@
 #include "movie/FlattenPlan.h"
 
+#include "movie/DataReference.h"
 #include "movie/Fragments.h"
 #include "movie/MediaSources.h"
+#include "movie/QTTrack.h"
 
 #include <algorithm>
+#include <map>
 
 namespace reelwright {
 namespace {
@@ -154,6 +157,35 @@ namespace {
         std::vector<Placed> m_rows;
     };
 
+    /// Are all of the movie's media in its own file or in memory?
+    bool isSelfContained(const QTMovie& movie)
+    {
+        for (const auto& track : movie.tracks()) {
+            const auto media = track.media();
+            const auto references = media.dataReferences();
+            for (std::size_t i = 1; i <= media.sampleDescriptionCount(); ++i) {
+                const auto description = media.sampleDescription(i);
+                const std::size_t reference = description ? description->dataReferenceIndex() : 0;
+                if (reference >= 1 && reference <= references.size() && !references[reference - 1].isSelf)
+                    return false;
+            }
+        }
+        return true;
+    }
+
+    /// An atom header that, put over the first bytes of a file, makes all of it one `mdat` atom. Nothing when
+    /// there would be media under it.
+    std::optional<Bytes> coverOf(const FileLayout& layout)
+    {
+        if (layout.atoms.empty() || layout.fileSize < 16)
+            return std::nullopt;
+        if (layout.fileSize <= UINT32_MAX)
+            return ByteWriter {}.u32(static_cast<std::uint32_t>(layout.fileSize)).fourCC("mdat"_cc).toBytes();
+        if (layout.atoms.front().type == "mdat"_cc && layout.atoms.front().headerSize < 16)
+            return std::nullopt;
+        return ByteWriter {}.u32(1).fourCC("mdat"_cc).u64(layout.fileSize).toBytes();
+    }
+
 } // namespace
 
 void FlattenPlan::append(Bytes bytes)
@@ -259,6 +291,54 @@ Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie)
 Result<MovieStream> MovieStream::open(const QTMovie& movie)
 {
     RW_TRY(auto plan, FlattenPlan::make(movie));
+    return MovieStream {std::move(plan)};
+}
+
+Result<MovieStream> MovieStream::openForPlaying(const QTMovie& movie)
+{
+    const auto* own = movie.file().get();
+    const auto cover = own && own->headerAtom() ? coverOf(own->layout) : std::nullopt;
+    if (!cover || !isSelfContained(movie))
+        return open(movie);
+
+    FlattenPlan plan;
+    plan.append(*cover);
+    plan.append(own->file, cover->size(), own->layout.fileSize - cover->size());
+
+    std::vector<Bytes> blocks;
+    std::map<std::uint64_t, std::uint64_t> places;
+    auto target = own->layout.fileSize + 16;
+    for (const auto& extent : MediaOffsets::memoryExtents(movie)) {
+        if (!places.emplace(extent.offset, target).second)
+            continue;
+        for (std::uint64_t done = 0; done < extent.size;) {
+            auto bytes = movie.sources().memory(extent.offset + done, extent.size - done);
+            if (bytes.empty())
+                return failure(MovieError::Code::Corrupt, movie.fileName(), "media in memory are not whole");
+            done += bytes.size();
+            target += bytes.size();
+            blocks.push_back(std::move(bytes));
+        }
+    }
+    RW_TRY(auto header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
+        const auto place = places.find(offset);
+        return place == places.end() ? std::nullopt : std::optional {place->second};
+    }));
+    plan.append(ByteWriter {}.u32(1).fourCC("mdat"_cc).u64(target - own->layout.fileSize).toBytes());
+    for (auto& block : blocks)
+        plan.append(std::move(block));
+
+    for (const auto& atom : own->layout.atoms)
+        if (atom.type == "ftyp"_cc && atom.sizeForm != SizeForm::ToEnd && atom.end() <= own->layout.end) {
+            RW_TRY(auto fileType, readExactly(*own->file, atom.offset, atom.size, own->path));
+            plan.append(std::move(fileType));
+            break;
+        }
+    header.edit().sizeForm = SizeForm::Compact;
+    if (header->size() > MovieFile::kMaxHeaderSize)
+        return failure(
+            MovieError::Code::Unsupported, movie.fileName(), "the movie header is too large to be written");
+    plan.append(header->toBytes());
     return MovieStream {std::move(plan)};
 }
 

@@ -28,6 +28,8 @@ public:
     [[nodiscard]] std::uint64_t size() const { return m_size; }
 
 private:
+    friend class MovieStream;
+
     void append(Bytes bytes);
     void append(std::shared_ptr<StorageFile> file, std::uint64_t fileOffset, std::uint64_t size);
 
@@ -35,13 +37,21 @@ private:
     std::uint64_t m_size = 0;
 };
 
-/// Random-access reading of a movie as it would be saved flattened: the header from memory, the media from
-/// their sources. Unsaved edits show at once. Safe to use from several threads; independent of the movie it
-/// was made from.
+/// Random-access reading of a movie without writing it: the header from memory, the media from their sources.
+/// Unsaved edits show at once. Safe to use from several threads; independent of the movie it was made from.
 class MovieStream
 {
 public:
+    /// The movie as it would be saved flattened. Errors: those of FlattenPlan::make.
     static Result<MovieStream> open(const QTMovie& movie);
+    /// The same movie arranged for a player, so that nothing has to be moved where all media are in the
+    /// movie's own file: the file under the header of one `mdat` atom, media in memory, the header last.
+    ///
+    ///     | mdat: the file as it is, its first 8 or 16 bytes covered | mdat: memory | ftyp | moov |
+    ///
+    /// Costs what the header costs, however many chunks there are, and takes files whose media are not whole.
+    /// Movies with media in other files, or whose file cannot be covered, are arranged as by `open`.
+    static Result<MovieStream> openForPlaying(const QTMovie& movie);
 
     [[nodiscard]] std::uint64_t size() const { return m_plan.size(); }
     /// Fills `out` from `offset`; answers the bytes read, fewer only at the end.

@@ -5,10 +5,11 @@
 reelwright_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 
 # build_preset PRESET with-tests|without-tests [TARGET]
-# Tests that are configured once stay so; "without-tests" only spares a first build the test library.
+# Tests and the desktop program that are configured once stay so; "without-tests" only spares a first build the test
+# library, and the target "reelwright-cli" the libraries of the desktop program.
 build_preset()
 {
-    local preset=$1 tests=$2 target=${3:-all} folder="$reelwright_root/build/$1" configure=() cache
+    local preset=$1 tests=$2 target=${3:-all} folder="$reelwright_root/build/$1" configure=() cache app=ON
     cache=$(cat "$folder/CMakeCache.txt" 2>/dev/null || true)
     if [[ ! -e $folder/build.ninja ]]; then
         configure=(cmake --preset "$preset")
@@ -17,8 +18,19 @@ build_preset()
         configure=(cmake --preset "$preset" --fresh)
     elif [[ $tests == with-tests && $cache != *"REELWRIGHT_BUILD_TESTS:BOOL=ON"* ]]; then
         configure=(cmake --preset "$preset")
+    elif [[ $target == all && $cache == *"REELWRIGHT_APP_LEFT_OUT:BOOL=ON"* ]]; then
+        configure=(cmake --preset "$preset")
+    fi
+    if [[ $target == reelwright-cli && (! -e $folder/build.ninja || $cache == *"REELWRIGHT_APP_LEFT_OUT:BOOL=ON"*) ]]; then
+        app=OFF
     fi
     if ((${#configure[@]})); then
+        # A preset that never builds the desktop program says so itself.
+        if [[ $app == OFF ]]; then
+            configure+=(-D REELWRIGHT_BUILD_APP=OFF -D REELWRIGHT_APP_LEFT_OUT=ON)
+        elif [[ $cache == *"REELWRIGHT_APP_LEFT_OUT:BOOL=ON"* ]]; then
+            configure+=(-D REELWRIGHT_BUILD_APP=ON -D REELWRIGHT_APP_LEFT_OUT=OFF)
+        fi
         if [[ $tests == with-tests ]]; then
             configure+=(-D REELWRIGHT_BUILD_TESTS=ON)
         else

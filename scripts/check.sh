@@ -58,7 +58,7 @@ tidy_check()
     return "$status"
 }
 
-require_packages build test lint
+require_packages build app test lint
 check "tests" .ci/run
 check "format" format_check
 check "shell scripts" shell_check

@@ -13,6 +13,8 @@ packages_for()
     build) # compiler, build system, libraries
         echo g++ cmake ninja-build pkg-config zlib1g-dev libfmt-dev libexpected-dev libcli11-dev \
             nlohmann-json3-dev libplist-dev ;;
+    app) # windows and player of the desktop program
+        echo qt6-base-dev libqt6opengl6-dev libmpv-dev ;;
     run) # ffprobe and ffmpeg judge what the demonstration saved
         echo ffmpeg ;;
     test) # the test library, and other programs that judge the files that were saved
@@ -51,7 +53,7 @@ require_packages()
     local purpose names list wanted=() missing=() as_root=()
     for purpose in "$@"; do
         if ! list=$(packages_for "$purpose"); then
-            say "No packages are listed for \"$purpose\"; there are build, run, test, bench, fuzz and lint."
+            say "No packages are listed for \"$purpose\"; there are build, app, run, test, bench, fuzz and lint."
             return 2
         fi
         read -ra names <<<"$list"
@@ -110,7 +112,7 @@ require_packages()
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
     set -euo pipefail
     if (($# == 0)) || [[ $1 == --help || $1 == -h ]]; then
-        echo "Usage: scripts/dependencies.sh PURPOSE...   (build run test bench fuzz lint)"
+        echo "Usage: scripts/dependencies.sh PURPOSE...   (build app run test bench fuzz lint)"
         echo "Installs the Debian packages that these purposes need and that are missing."
         (($#)) || exit 2
         exit 0

@@ -6,7 +6,6 @@
 #include <locale.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cwctype>
@@ -65,27 +64,6 @@ namespace {
     KWTimecodeController::Reel trimmed(const KWTimecodeController::Reel& reel)
     {
         return reel ? KWTimecodeController::Reel(trimReel(*reel)) : std::nullopt;
-    }
-
-    /// The four fields of a timecode text, or nothing when there are not exactly four.
-    std::optional<std::array<std::uint8_t, 4>> fourFields(const std::string& timecode)
-    {
-        std::array<std::uint8_t, 4> fields {};
-        std::size_t count = 0;
-        std::size_t begin = 0;
-        for (;;) {
-            const auto end = timecode.find_first_of(":;", begin);
-            const auto part = timecode.substr(begin, end == std::string::npos ? end : end - begin);
-            if (count == fields.size())
-                return std::nullopt;
-            long value = 0;
-            std::from_chars(part.data(), part.data() + part.size(), value);
-            fields[count++] = static_cast<std::uint8_t>(value); // a byte by definition: larger numbers wrap
-            if (end == std::string::npos)
-                break;
-            begin = end + 1;
-        }
-        return count == fields.size() ? std::optional(fields) : std::nullopt;
     }
 
     /// The media whose rate the timecode counts at; none in a movie without a picture.
@@ -149,6 +127,26 @@ bool KWTimecodeController::isTypeWithoutTimecode(const std::string& fileName)
 {
     const auto extension = lowerExtension(fileName);
     return extension == "mp4" || extension == "m4v" || extension == "dv";
+}
+
+std::optional<KWTimecodeController::Fields> KWTimecodeController::fourFields(const std::string& timecode)
+{
+    Fields fields {};
+    std::size_t count = 0;
+    std::size_t begin = 0;
+    for (;;) {
+        const auto end = timecode.find_first_of(":;", begin);
+        const auto part = timecode.substr(begin, end == std::string::npos ? end : end - begin);
+        if (count == fields.size())
+            return std::nullopt;
+        long value = 0;
+        std::from_chars(part.data(), part.data() + part.size(), value);
+        fields[count++] = static_cast<Byte>(value); // a byte by definition: larger numbers wrap
+        if (end == std::string::npos)
+            break;
+        begin = end + 1;
+    }
+    return count == fields.size() ? std::optional(fields) : std::nullopt;
 }
 
 std::optional<KWMovTrack> KWTimecodeController::insertTimecodeTrack(

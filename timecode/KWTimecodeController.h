@@ -3,6 +3,7 @@
 #include "document/KWMovTrack.h"
 #include "movie/TimecodeTrack.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -48,6 +49,12 @@ public:
         const QTTrack& track, TimecodeDefinition* timecodeDef = nullptr, std::string* reelName = nullptr);
 
     static float frameRateForMedia(const QTMedia& media);
+
+    /// Hours, minutes, seconds and frames, each cut to a byte.
+    using Fields = std::array<Byte, 4>;
+    /// Those of a timecode text; nothing when ":" and ";" do not part it into exactly four. What is no number
+    /// counts as 0.
+    static std::optional<Fields> fourFields(const std::string& timecode);
 
     /// Does the format that this file name tells know no timecode tracks?
     static bool isTypeWithoutTimecode(const std::string& fileName);

@@ -604,7 +604,7 @@ namespace {
         std::filesystem::rename(build(other, "other.mov"), path);
         save(*opened);
         ASSERT_EQ(window.alerts.size(), 1U);
-        EXPECT_EQ(window.alerts[0].title, "Error writing movie");
+        EXPECT_EQ(window.alerts[0].title, "File changed by another application");
         EXPECT_THAT(window.alerts[0].text, testing::HasSubstr("another program changed the file"));
         EXPECT_EQ(readFile(path), other.build());
         EXPECT_TRUE(document.isEdited());

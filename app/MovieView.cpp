@@ -1,0 +1,575 @@
+#include "app/MovieView.h"
+
+#include "app/Background.h"
+#include "app/PictureSurface.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QtConcurrentRun>
+
+#include <algorithm>
+#include <cmath>
+
+namespace reelwright {
+namespace {
+
+    constexpr double kFastest = 8;
+    /// libmpv shows a frame that starts up to this much before the time of an exact seek.
+    constexpr double kSeekTolerance = 0.005;
+    constexpr int kFocusFrame = 2;
+    constexpr int kShuttleMilliseconds = 40;
+    /// A step where there are no frames: sound only.
+    constexpr QTTime kSoundStep {1, 30};
+
+    double secondsOf(const QTTime& time)
+    {
+        return time.seconds();
+    }
+
+    QTTime timeAt(double seconds, std::int32_t scale)
+    {
+        return {std::llround(seconds * scale), scale};
+    }
+
+    QTTime clamped(const QTTime& time, const QTTime& duration)
+    {
+        if (time.value < 0)
+            return {0, time.scale};
+        return time > duration ? duration : time;
+    }
+
+} // namespace
+
+MovieView::Options MovieView::Options::fromEnvironment()
+{
+    Options options;
+    const auto renderer = qEnvironmentVariable("REELWRIGHT_RENDERER");
+    if (renderer == QLatin1String("software"))
+        options.renderer = Renderer::Software;
+    else if (renderer == QLatin1String("opengl"))
+        options.renderer = Renderer::OpenGL;
+    if (qEnvironmentVariable("REELWRIGHT_SOUND") == QLatin1String("off"))
+        options.sound = MoviePlayer::Sound::Silent;
+    return options;
+}
+
+MovieView::MovieView(QWidget* parent)
+    : MovieView(Options::fromEnvironment(), parent)
+{
+}
+
+MovieView::MovieView(Options options, QWidget* parent)
+    : QWidget(parent)
+    , m_options(options)
+    , m_player(options.sound)
+    , m_message(new QLabel(this))
+{
+    setFocusPolicy(Qt::StrongFocus);
+    setAccessibleName(tr("Movie"));
+    setMinimumSize(160, 90);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+
+    m_message->setAlignment(Qt::AlignCenter);
+    m_message->setWordWrap(true);
+    m_message->setMargin(12);
+    m_message->setTextFormat(Qt::PlainText);
+    m_message->setAttribute(Qt::WA_TransparentForMouseEvents);
+    auto colors = palette();
+    colors.setColor(QPalette::WindowText, QColor(200, 200, 200));
+    m_message->setPalette(colors);
+    m_message->hide();
+
+    connect(&m_player, &MoviePlayer::started, this, &MovieView::showStarted);
+    connect(&m_player, &MoviePlayer::settled, this, &MovieView::showSettled);
+    connect(&m_player, &MoviePlayer::positionChanged, this, &MovieView::showPosition);
+    connect(&m_player, &MoviePlayer::endReached, this, &MovieView::finishPlaying);
+    connect(&m_player, &MoviePlayer::failed, this, &MovieView::showFailure);
+    connect(&m_maker, &QFutureWatcherBase::finished, this, &MovieView::accept);
+    m_shuttleTimer.setInterval(kShuttleMilliseconds);
+    connect(&m_shuttleTimer, &QTimer::timeout, this, &MovieView::shuttle);
+
+    if (!m_player.handle()) {
+        say(tr("Movies cannot be shown: the player does not start."));
+        return;
+    }
+    const bool wantsOpenGL = options.renderer == Renderer::OpenGL
+        || (options.renderer == Renderer::Automatic && hasUsefulOpenGL());
+    makeSurface(wantsOpenGL ? Renderer::OpenGL : Renderer::Software);
+}
+
+MovieView::~MovieView()
+{
+    // The player's pictures end before the player does.
+    m_surface.reset();
+}
+
+void MovieView::makeSurface(Renderer renderer)
+{
+    m_surface.reset();
+    m_surface = renderer == Renderer::OpenGL ? makeOpenGLSurface(m_player.handle(), this)
+                                             : makeSoftwareSurface(m_player.handle(), this);
+    if (!m_surface) {
+        say(tr("Movies cannot be shown: there is nothing to draw them with."));
+        return;
+    }
+    m_surface->onReady = [this] { loadMovie(); };
+    m_surface->onPicture = [this](bool isPlaced) {
+        if (isPlaced && !m_player.isBusy() && std::exchange(m_waitsForPicture, false)) {
+            say({});
+            emit firstFrameShown();
+        }
+    };
+    m_surface->onBroken = [this] {
+        makeSurface(Renderer::Software);
+        loadMovie();
+    };
+    m_surface->widget()->setFocusPolicy(Qt::NoFocus);
+    m_surface->widget()->lower();
+    m_surface->widget()->show();
+    layOut();
+}
+
+void MovieView::setMovie(const QTMovie& movie)
+{
+    if (!m_hasMovie)
+        m_time = movie.currentTime();
+    m_hasMovie = true;
+    m_next = movie;
+    if (!m_maker.isRunning())
+        makeNext();
+}
+
+void MovieView::makeNext()
+{
+    // One at a time: of edits that come faster than they can be made ready, the last one counts.
+    m_maker.setFuture(QtConcurrent::run(
+        backgroundThreads(), [movie = *std::exchange(m_next, {})] { return PlayableMovie::make(movie); }));
+}
+
+void MovieView::accept()
+{
+    if (m_next) {
+        makeNext();
+        return;
+    }
+    if (!m_hasMovie)
+        return;
+    const auto before = m_playable.duration;
+    m_playable = m_maker.result();
+    if (!sameFields(before, m_playable.duration))
+        emit durationChanged(m_playable.duration);
+    setTime(snapped(m_time));
+    loadMovie();
+}
+
+void MovieView::loadMovie()
+{
+    if (!m_hasMovie || !m_surface || !m_surface->isReady())
+        return;
+    m_wasCorrected = false;
+    if (m_playable.feed.empty()) {
+        m_waitsForPicture = false;
+        m_player.unload();
+        m_surface->clear();
+        setRate(0);
+        if (!m_playable.problem.isEmpty())
+            emit failed(m_playable.problem);
+        say(m_playable.problem);
+        return;
+    }
+    m_waitsForPicture = !m_playable.feed.picture.empty();
+    m_player.load(m_playable.feed, playerTime(m_time));
+    if (!m_playable.problem.isEmpty())
+        emit failed(m_playable.problem);
+}
+
+void MovieView::clear()
+{
+    m_hasMovie = false;
+    m_next.reset();
+    m_playable = {};
+    m_waitsForPicture = false;
+    m_player.unload();
+    setRate(0);
+    if (m_surface)
+        m_surface->clear();
+    say({});
+    m_time = {0, 600};
+    emit durationChanged(m_playable.duration);
+    emit timeChanged(m_time);
+}
+
+void MovieView::showStarted()
+{
+    if (!m_surface)
+        return;
+    if (!m_playable.feed.picture.empty()) {
+        m_surface->setPlacement(m_playable.placement);
+        updateGeometry();
+        return;
+    }
+    m_surface->clear();
+    say(m_playable.problem.isEmpty() ? tr("Sound only") : m_playable.problem);
+    emit firstFrameShown();
+}
+
+bool MovieView::isInGap() const
+{
+    const auto frame = m_playable.frames.at(m_time);
+    return frame && frame->isGap;
+}
+
+QTTime MovieView::snapped(const QTTime& wanted) const
+{
+    const auto& duration = m_playable.duration;
+    auto time = clamped(wanted, duration);
+    auto frame = m_playable.frames.at(time);
+    if (!frame)
+        return time;
+    if (time >= duration) { // the end of the movie is the start of what is shown last
+        time = clamped(duration - (frame->end - frame->start), duration);
+        frame = m_playable.frames.at(time);
+    }
+    // In a gap, and where sound lasts longer than the picture, every time is as good as any.
+    return frame->isGap || time >= frame->end ? time : frame->start;
+}
+
+double MovieView::playerTime(const QTTime& time) const
+{
+    const auto frame = m_playable.frames.at(time);
+    if (!frame || frame->isGap || time >= frame->end)
+        return secondsOf(time);
+    // Pictures that last less than twice the player's tolerance would be mistaken for the one before.
+    const auto half = secondsOf(frame->end - frame->start) / 2;
+    return secondsOf(frame->start) + std::max(0.0, kSeekTolerance - half);
+}
+
+void MovieView::setTime(const QTTime& time)
+{
+    const bool isOther = !sameFields(time, m_time);
+    m_time = time;
+    if (isOther)
+        emit timeChanged(m_time);
+}
+
+void MovieView::seekTo(const QTTime& time)
+{
+    m_wasCorrected = false;
+    setTime(snapped(time));
+    if (m_surface && isInGap())
+        m_surface->setBlank(true);
+    m_player.seek(playerTime(m_time));
+}
+
+void MovieView::setCurrentTime(const QTTime& time)
+{
+    if (!m_hasMovie) {
+        setTime(time);
+        return;
+    }
+    seekTo(time);
+    if (m_rate < 0) { // goes on from there
+        m_shuttleStart = m_time;
+        m_shuttleClock.restart();
+    }
+}
+
+void MovieView::gotoBeginning()
+{
+    setCurrentTime({0, std::max(duration().scale, 1)});
+}
+
+void MovieView::gotoEnd()
+{
+    pause();
+    setCurrentTime(duration());
+}
+
+void MovieView::showPosition(double seconds)
+{
+    if (m_player.isBusy() || m_rate < 0)
+        return;
+    const auto scale = std::max(duration().scale, 1000);
+    if (m_rate > 0) {
+        setTime(snapped(timeAt(seconds, scale)));
+        if (m_surface)
+            m_surface->setBlank(isInGap());
+        return;
+    }
+    // The player may have come to another frame than the tables say is there: once more, and not by a step.
+    const auto frame = m_playable.frames.at(m_time);
+    if (!frame || frame->isGap || m_time >= frame->end || m_wasCorrected)
+        return;
+    const auto length = secondsOf(frame->end - frame->start);
+    const auto off = seconds - secondsOf(frame->start);
+    if (off < -length / 2 || off > length) {
+        m_wasCorrected = true;
+        m_player.seek(playerTime(m_time));
+    }
+}
+
+void MovieView::showSettled()
+{
+    if (m_surface)
+        m_surface->setBlank(isInGap());
+    emit settled();
+}
+
+bool MovieView::isSettled() const
+{
+    return !m_next && !m_maker.isRunning() && !m_player.isBusy() && !m_waitsForPicture;
+}
+
+void MovieView::showFailure(MoviePlayer::Failure failure, const QString& detail)
+{
+    m_waitsForPicture = false;
+    const auto format = QString::fromStdString(m_playable.pictureFormat.text()).trimmed();
+    QString text;
+    if (failure == MoviePlayer::Failure::NoPicture)
+        text = tr("The picture cannot be shown: \"%1\" cannot be decoded here.").arg(format);
+    else
+        text = tr("The movie cannot be played.");
+    if (!m_playable.problem.isEmpty())
+        text += QLatin1Char('\n') + m_playable.problem;
+    else if (!detail.isEmpty())
+        text += QLatin1Char('\n') + detail;
+    if (m_surface)
+        m_surface->clear();
+    say(text);
+    emit failed(text);
+}
+
+void MovieView::finishPlaying()
+{
+    if (m_rate <= 0 || m_isLooping)
+        return;
+    setRate(0);
+    setTime(snapped(duration()));
+    emit ended();
+}
+
+void MovieView::play()
+{
+    setRate(1);
+}
+
+void MovieView::pause()
+{
+    setRate(0);
+}
+
+void MovieView::togglePlaying()
+{
+    setRate(isPlaying() ? 0 : 1);
+}
+
+void MovieView::setRate(double rate)
+{
+    const auto wanted = !m_playable.feed.empty() ? std::clamp(rate, -kFastest, kFastest) : 0.0;
+    if (wanted > 0 && m_rate <= 0 && snapped(duration()) <= m_time)
+        seekTo({0, 1}); // from the end it starts again
+    const auto before = std::exchange(m_rate, wanted);
+    if (wanted > 0)
+        m_player.setSpeed(wanted);
+    m_player.setPaused(wanted <= 0);
+    if (wanted < 0) {
+        m_shuttleStart = m_time;
+        m_shuttleClock.start();
+        m_shuttleTimer.start();
+    } else {
+        m_shuttleTimer.stop();
+    }
+    if (before > 0 && wanted <= 0 && !m_player.isBusy())
+        m_wasCorrected = true; // where it stopped is right by itself
+    if (before != wanted)
+        emit rateChanged(wanted);
+    if ((before != 0) != (wanted != 0))
+        emit playStateChanged(wanted != 0);
+}
+
+void MovieView::shuttle()
+{
+    if (m_player.isBusy())
+        return; // the next picture is the one that is due then
+    const auto gone = static_cast<double>(m_shuttleClock.elapsed()) / 1000 * -m_rate;
+    const auto seconds = secondsOf(m_shuttleStart) - gone;
+    seekTo(timeAt(std::max(seconds, 0.0), std::max(duration().scale, 1000)));
+    if (seconds <= 0)
+        setRate(0);
+}
+
+void MovieView::stepForward(int frames)
+{
+    pause();
+    const auto& times = m_playable.frames;
+    if (times.empty()) {
+        setCurrentTime(m_time + QTTime {kSoundStep.value * frames, kSoundStep.scale});
+        return;
+    }
+    const auto shown = times.at(m_time);
+    auto target = m_time;
+    for (int i = 0; i < frames; ++i)
+        if (const auto next = times.next(target))
+            target = *next;
+    if (target == m_time)
+        return;
+    const bool isNeighbour = frames == 1 && !shown->isGap && shown->end == target && !m_player.isBusy();
+    if (!isNeighbour) {
+        seekTo(target);
+        return;
+    }
+    m_wasCorrected = false;
+    setTime(target);
+    m_player.stepForward(secondsOf(target));
+}
+
+void MovieView::stepBackward(int frames)
+{
+    pause();
+    const auto& times = m_playable.frames;
+    if (times.empty()) {
+        setCurrentTime(m_time - QTTime {kSoundStep.value * frames, kSoundStep.scale});
+        return;
+    }
+    auto target = m_time;
+    for (int i = 0; i < frames; ++i)
+        if (const auto previous = times.previous(target))
+            target = *previous;
+    if (target != m_time)
+        seekTo(target);
+}
+
+void MovieView::setVolume(int percent)
+{
+    const auto wanted = std::clamp(percent, 0, 100);
+    m_player.setVolume(wanted);
+    if (std::exchange(m_volume, wanted) != wanted)
+        emit volumeChanged(wanted);
+}
+
+void MovieView::setMuted(bool muted)
+{
+    m_player.setMuted(muted);
+    if (std::exchange(m_isMuted, muted) != muted)
+        emit mutedChanged(muted);
+}
+
+void MovieView::setLooping(bool looping)
+{
+    m_player.setLooping(looping);
+    if (std::exchange(m_isLooping, looping) != looping)
+        emit loopingChanged(looping);
+}
+
+QString MovieView::message() const
+{
+    return m_message->text();
+}
+
+void MovieView::say(const QString& message)
+{
+    m_message->setText(message);
+    m_message->setVisible(!message.isEmpty());
+    setAccessibleDescription(message);
+}
+
+QSize MovieView::sizeHint() const
+{
+    const QSizeF usual(640, 360);
+    const auto& placement = m_playable.placement;
+    return (placement.isEmpty() ? usual : placement.boxSize.scaled(usual, Qt::KeepAspectRatio)).toSize()
+        + QSize(2 * kFocusFrame, 2 * kFocusFrame);
+}
+
+void MovieView::keyPressEvent(QKeyEvent* event)
+{
+    const bool isPlain = (event->modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier)) == Qt::NoModifier;
+    const int frames = event->modifiers() & Qt::ShiftModifier ? 10 : 1;
+    if (!isPlain) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    switch (event->key()) {
+    case Qt::Key_Space:
+        if (!event->isAutoRepeat())
+            togglePlaying();
+        break;
+    case Qt::Key_J:
+        setRate(m_rate < 0 ? m_rate * 2 : -1);
+        break;
+    case Qt::Key_K:
+        pause();
+        break;
+    case Qt::Key_L:
+        setRate(m_rate > 0 ? m_rate * 2 : 1);
+        break;
+    case Qt::Key_Left:
+        stepBackward(frames);
+        break;
+    case Qt::Key_Right:
+        stepForward(frames);
+        break;
+    case Qt::Key_Home:
+        gotoBeginning();
+        break;
+    case Qt::Key_End:
+        gotoEnd();
+        break;
+    case Qt::Key_F:
+        if (!event->isAutoRepeat())
+            emit fullScreenRequested();
+        break;
+    default:
+        QWidget::keyPressEvent(event);
+        break;
+    }
+}
+
+void MovieView::mousePressEvent(QMouseEvent* event)
+{
+    setFocus(Qt::MouseFocusReason);
+    event->accept();
+}
+
+void MovieView::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        emit fullScreenRequested();
+}
+
+void MovieView::focusInEvent(QFocusEvent* event)
+{
+    QWidget::focusInEvent(event);
+    update();
+}
+
+void MovieView::focusOutEvent(QFocusEvent* event)
+{
+    QWidget::focusOutEvent(event);
+    update();
+}
+
+void MovieView::paintEvent(QPaintEvent* /*event*/)
+{
+    QPainter painter(this);
+    painter.fillRect(rect(), hasFocus() ? palette().highlight().color() : QColor(Qt::black));
+    painter.fillRect(rect().adjusted(kFocusFrame, kFocusFrame, -kFocusFrame, -kFocusFrame), Qt::black);
+}
+
+void MovieView::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    layOut();
+}
+
+void MovieView::layOut()
+{
+    const auto inner = rect().adjusted(kFocusFrame, kFocusFrame, -kFocusFrame, -kFocusFrame);
+    if (m_surface)
+        m_surface->widget()->setGeometry(inner);
+    m_message->setGeometry(inner);
+}
+
+} // namespace reelwright

@@ -1,0 +1,129 @@
+#include "movie/FlattenPlan.h"
+#include "movie/MediaSources.h"
+#include "movie/QTTrack.h"
+#include "movie/TimecodeTrack.h"
+#include "tests/helpers/MovieBuilder.h"
+#include "tests/helpers/MovieChecks.h"
+#include "tests/helpers/PacketChecksums.h"
+#include "tests/helpers/SimulatedStorage.h"
+#include "tests/helpers/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+namespace reelwright::test {
+namespace {
+
+    /// All bytes of a stream, read in pieces that fit nothing.
+    std::vector<std::byte> contentOf(const MovieStream& stream)
+    {
+        std::vector<std::byte> all;
+        for (;;) {
+            std::vector<std::byte> piece(4099);
+            const auto got = stream.readAt(all.size(), piece);
+            EXPECT_TRUE(got) << got.error().message();
+            if (!got || *got == 0)
+                return all;
+            all.insert(all.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(*got));
+        }
+    }
+
+    QTMovie openOn(const std::shared_ptr<SimulatedStorage>& storage, const std::string& path)
+    {
+        auto movie = QTMovie::open(path, storage);
+        EXPECT_TRUE(movie) << movie.error().message();
+        return std::move(*movie);
+    }
+
+    TEST(MovieStream, ForPlayingHoldsEverySampleWhereverTheHeaderStood)
+    {
+        using Place = MovieBuilder::HeaderPlace;
+        const MovieBuilder kShapes[] = {
+            {},
+            {.headerPlace = Place::Last},
+            {.headerPlace = Place::Last, .freeBefore = 8, .brand = "mp42"},
+            {.headerPlace = Place::Last, .brand = ""}, // the media lie 8 bytes from the start
+            {.headerPlace = Place::BetweenMedia, .hasWideMediaSize = true, .hasWideOffsets = true},
+        };
+        for (const auto& shape : kShapes) {
+            const auto storage = std::make_shared<SimulatedStorage>();
+            storage->put("/m/a.mov", shape.build());
+            auto movie = openOn(storage, "/m/a.mov");
+            {
+                const EditableScope scope {movie};
+                ASSERT_TRUE(movie.tracks().front().setEnabled(false));
+            }
+            const auto stream = MovieStream::openForPlaying(movie);
+            ASSERT_TRUE(stream) << stream.error().message();
+            const auto bytes = contentOf(*stream);
+            EXPECT_EQ(bytes.size(), stream->size());
+            storage->put("/m/stream.mov", bytes);
+            const auto played = openOn(storage, "/m/stream.mov");
+            EXPECT_THAT(played.warnings(), testing::IsEmpty());
+            EXPECT_TRUE(holdsSamplesOf(played, shape));
+            EXPECT_EQ(played.file()->majorBrand, movie.file()->majorBrand);
+            EXPECT_FALSE(played.tracks().front().isEnabled()) << "the edit is not to be seen";
+        }
+    }
+
+    TEST(MovieStream, ForPlayingTakesMediaFromMemory)
+    {
+        const MovieBuilder shape;
+        const auto storage = std::make_shared<SimulatedStorage>();
+        storage->put("/m/a.mov", shape.build());
+        auto movie = openOn(storage, "/m/a.mov");
+        {
+            const EditableScope scope {movie};
+            const timecodeMedia::NewTimecode timecode {
+                timecodeMedia::makeDescription({0, 600, 24, 25}, "A001"), 90000, 600, 288};
+            ASSERT_TRUE(timecodeMedia::addTrack(movie, timecode));
+        }
+        const auto stream = MovieStream::openForPlaying(movie);
+        ASSERT_TRUE(stream) << stream.error().message();
+        storage->put("/m/stream.mov", contentOf(*stream));
+        const auto played = openOn(storage, "/m/stream.mov");
+        EXPECT_TRUE(holdsSamplesOf(played, shape));
+        const auto sample = played.tracksOfMediaType(QTMediaTypeTimeCode).front().media().sampleData(1);
+        ASSERT_TRUE(sample) << sample.error().message();
+        EXPECT_EQ(readBigEndian(sample->span().data(), 4), 90000U);
+    }
+
+    TEST(MovieStream, ForPlayingTakesAFileThatWasCutShort)
+    {
+        const auto storage = std::make_shared<SimulatedStorage>();
+        auto bytes = MovieBuilder {}.build();
+        bytes.resize(bytes.size() - 100);
+        storage->put("/m/a.mov", bytes);
+        const auto movie = openOn(storage, "/m/a.mov");
+        EXPECT_FALSE(MovieStream::open(movie)) << "a flattened movie must be whole";
+        const auto stream = MovieStream::openForPlaying(movie);
+        ASSERT_TRUE(stream) << stream.error().message();
+        storage->put("/m/stream.mov", contentOf(*stream));
+        const auto sample = openOn(storage, "/m/stream.mov").tracks().front().media().sampleData(1);
+        ASSERT_TRUE(sample) << sample.error().message();
+        EXPECT_EQ(sample->toVector(), MovieBuilder {}.sample(1, 1));
+    }
+
+    TEST(MovieStream, AnotherProgramFindsTheSamePacketsInSamplesForPlaying)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffprobe");
+        const TempFolder folder;
+        for (const auto& entry :
+            std::filesystem::directory_iterator(std::string(REELWRIGHT_SOURCE_DIR) + "/samples")) {
+            const auto path = entry.path().string();
+            if (!path.ends_with(".mov") && !path.ends_with(".mp4"))
+                continue;
+            SCOPED_TRACE(path);
+            const auto movie = QTMovie::open(path);
+            ASSERT_TRUE(movie) << movie.error().message();
+            const auto stream = MovieStream::openForPlaying(*movie);
+            ASSERT_TRUE(stream) << stream.error().message();
+            const auto copy = folder.file("stream.mov");
+            writeFile(copy, contentOf(*stream));
+            EXPECT_EQ(packetChecksums(copy), packetChecksums(path));
+        }
+    }
+
+} // namespace
+} // namespace reelwright::test
