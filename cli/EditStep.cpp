@@ -1,9 +1,9 @@
 #include "cli/EditStep.h"
 
-#include "cli/MovieFacts.h"
 #include "cli/Selector.h"
 #include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
+#include "report/MovieFacts.h"
 #include "timecode/KWTimecode.h"
 
 #include <fmt/format.h>

@@ -13,7 +13,7 @@ from pathlib import Path
 from source_tree import ROOT, source_files
 
 # Folders of stateless operations on a movie. They are one layer, with the operations that stand in document/ (KW…).
-OPERATION_FOLDERS = {"timecode", "chapters", "conform", "attributes"}
+OPERATION_FOLDERS = {"timecode", "chapters", "conform", "attributes", "report"}
 
 # Layer -> the layers that it may include. Folders below tests/ may include what their namesake may, and the namesake.
 ARROWS = {
