@@ -16,6 +16,14 @@
 namespace reelwright {
 namespace {
 
+    /// Quieter than the text, but good to read.
+    QColor mixed(const QColor& text, const QColor& base)
+    {
+        const auto part = [](int a, int b) { return (3 * a + 2 * b) / 5; };
+        return {
+            part(text.red(), base.red()), part(text.green(), base.green()), part(text.blue(), base.blue())};
+    }
+
     QString escaped(const std::string& text)
     {
         return QString::fromStdString(text).toHtmlEscaped();
@@ -81,7 +89,7 @@ void InformationPane::reload()
     const auto& facts = m_facts.facts();
     if (!facts)
         return;
-    const auto nameColor = palette().color(QPalette::PlaceholderText);
+    const auto nameColor = mixed(palette().color(QPalette::Text), palette().color(QPalette::Base));
     QString html;
     if (const auto* record = m_document.selectedTrack()) {
         const auto found = std::find_if(facts->tracks.begin(), facts->tracks.end(),

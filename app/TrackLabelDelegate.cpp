@@ -86,6 +86,9 @@ void TrackLabelDelegate::paint(
     painter->setFont(labelFont(option));
     if (gradient) {
         painter->setPen(Qt::NoPen);
+        // The colours let through what is behind them: the table, not the selection.
+        painter->setBrush(option.palette.base());
+        painter->drawRoundedRect(box, kRadius, kRadius);
         painter->setBrush(*gradient);
         painter->drawRoundedRect(box, kRadius, kRadius);
         drawShadow(*painter, box, text);

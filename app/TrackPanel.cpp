@@ -29,13 +29,8 @@ TrackPanel::TrackPanel(MyDocument& document, const WindowActions& actions, QWidg
     m_table->setModel(m_model);
     m_table->setItemDelegateForColumn(TrackTableModel::kTrack, new TrackLabelDelegate(m_table));
     auto* header = m_table->horizontalHeader();
-    header->setSectionResizeMode(TrackTableModel::kTrack, QHeaderView::Stretch);
-    for (const int column : {TrackTableModel::kIn, TrackTableModel::kDuration})
-        header->setSectionResizeMode(column, QHeaderView::Fixed);
+    header->setSectionResizeMode(QHeaderView::Stretch);
     header->setSectionResizeMode(TrackTableModel::kEnabled, QHeaderView::ResizeToContents);
-    const int width = m_table->fontMetrics().horizontalAdvance(QStringLiteral("00:00:00:00")) + 4 * kSpacing;
-    header->resizeSection(TrackTableModel::kIn, width);
-    header->resizeSection(TrackTableModel::kDuration, width);
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(kSpacing);
