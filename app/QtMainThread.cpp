@@ -72,4 +72,10 @@ void QtMainThread::wake()
     m_changed.notify_all();
 }
 
+int QtMainThread::waitingThreads()
+{
+    const std::lock_guard lock {m_mutex};
+    return m_waiting;
+}
+
 } // namespace reelwright

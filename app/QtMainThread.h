@@ -30,6 +30,8 @@ public:
     void serveUntil(const std::function<bool()>& isReached);
     /// From any thread: what serveUntil waits for may have come.
     void wake();
+    /// How many threads wait for their work at this moment.
+    [[nodiscard]] int waitingThreads();
 
 private:
     struct Item
@@ -45,7 +47,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Item*> m_items; ///< they stand on the stacks of the threads that wait
-    std::size_t m_waiting = 0; ///< threads inside `run`
+    int m_waiting = 0; ///< threads inside `run`
     bool m_isWoken = false;
 };
 
