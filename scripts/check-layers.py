@@ -37,7 +37,8 @@ LIBRARIES = [
     (re.compile(r"^mpv/"), "libmpv", {"app"}),
     (re.compile(r"^CLI/"), "CLI11", {"cli"}),
     (re.compile(r"^nlohmann/"), "nlohmann-json", {"cli"}),
-    (re.compile(r"^lib(av|sw)\w+/"), "FFmpeg", {"picture"}),
+    (re.compile(r"^lib(av|sw)\w+/(?!log\.h$)"), "FFmpeg", {"picture"}),
+    (re.compile(r"^libavutil/log\.h$"), "FFmpeg's log", {"picture", "app"}),
 ]
 TOOLS_OF_TESTS = {"CLI11", "nlohmann-json", "FFmpeg"}
 
