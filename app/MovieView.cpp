@@ -333,7 +333,7 @@ void MovieView::showFailure(MoviePlayer::Failure failure, const QString& detail)
         text = tr("The movie cannot be played.");
     if (!m_playable.problem.isEmpty())
         text += QLatin1Char('\n') + m_playable.problem;
-    else if (!detail.isEmpty())
+    else if (failure == MoviePlayer::Failure::Unreadable && !detail.isEmpty())
         text += QLatin1Char('\n') + detail;
     if (m_surface)
         m_surface->clear();
