@@ -246,16 +246,20 @@ namespace {
             auto& edit = m_request.edit;
             m_outputs.moveTo(edit);
             edit.sync = !m_noSync;
+            EditSteps steps;
             std::map<const CLI::Option*, std::size_t> used;
             for (const auto* option : m_edit->parse_order()) {
                 const auto known = m_editOptions.find(option);
                 if (known == m_editOptions.end())
                     continue;
-                auto step = known->second->parse(unshielded(option->results().at(used[option]++)));
-                if (!step)
-                    throw usageError(step.error().detail);
-                edit.steps.push_back(std::move(*step));
+                const auto value = unshielded(option->results().at(used[option]++));
+                if (const auto parsed = known->second->parse(value, steps); !parsed)
+                    throw usageError(parsed.error().detail);
             }
+            auto finished = steps.finish();
+            if (!finished)
+                throw usageError(finished.error().detail);
+            edit.steps = std::move(*finished);
             if (edit.steps.empty() && edit.isInPlace() && !edit.forceResave)
                 throw usageError("no edit is given, so there is nothing to do");
         }
