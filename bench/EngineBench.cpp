@@ -1,5 +1,5 @@
-// What single engine calls cost, and how that grows. Run: build/release/bin/reelwright_bench (configure with
-// -DREELWRIGHT_BUILD_BENCH=ON).
+// What single engine calls cost, and how that grows with the number of samples. bench/README.md says how to
+// run it.
 
 #include "movie/FlattenPlan.h"
 #include "movie/MovieSaver.h"
@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <random>
 #include <string>
 
 using namespace reelwright;
@@ -22,8 +24,8 @@ class MovieOnDisk
 {
 public:
     explicit MovieOnDisk(std::uint32_t samples)
-        : m_path(
-            "/tmp/reelwright-bench-" + std::to_string(::getpid()) + "-" + std::to_string(samples) + ".mov")
+        : m_path(std::filesystem::temp_directory_path()
+            / ("reelwright-bench-" + std::to_string(::getpid()) + "-" + std::to_string(samples) + ".mov"))
     {
         NewTrack track;
         track.mediaType = QTMediaTypeVideo;
@@ -63,9 +65,9 @@ public:
     MovieOnDisk& operator=(const MovieOnDisk&) = delete;
     ~MovieOnDisk() { ::unlink(m_path.c_str()); }
 
-    [[nodiscard]] QTMovie open() const
+    [[nodiscard]] QTMovie open(HeaderReading reading = HeaderReading::Whole) const
     {
-        auto movie = QTMovie::open(m_path, Storage::posix(Storage::Sync::Off));
+        auto movie = QTMovie::open(m_path, Storage::posix(Storage::Sync::Off), reading);
         if (!movie) {
             std::fprintf(stderr, "%s\n", movie.error().message().c_str());
             std::abort();
@@ -84,6 +86,70 @@ void openMovie(benchmark::State& state)
         benchmark::DoNotOptimize(file.open());
 }
 BENCHMARK(openMovie)->RangeMultiplier(10)->Range(1000, 10'000'000)->Unit(benchmark::kMicrosecond);
+
+void openOutline(benchmark::State& state)
+{
+    const MovieOnDisk file(static_cast<std::uint32_t>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(file.open(HeaderReading::Outline));
+}
+BENCHMARK(openOutline)->RangeMultiplier(10)->Range(1000, 10'000'000)->Unit(benchmark::kMicrosecond);
+
+void parseHeader(benchmark::State& state)
+{
+    const MovieOnDisk file(static_cast<std::uint32_t>(state.range(0)));
+    const auto bytes = file.open().header().toBytes();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Atom::parse(bytes, 0));
+}
+BENCHMARK(parseHeader)->Arg(1000)->Arg(1'000'000)->Unit(benchmark::kMicrosecond);
+
+void writeHeader(benchmark::State& state)
+{
+    const MovieOnDisk file(static_cast<std::uint32_t>(state.range(0)));
+    const auto movie = file.open();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(movie.header().toBytes());
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(movie.header().size()));
+}
+BENCHMARK(writeHeader)->Arg(1000)->Arg(1'000'000)->Unit(benchmark::kMicrosecond);
+
+void copyMovie(benchmark::State& state)
+{
+    const MovieOnDisk file(1'000'000);
+    const auto movie = file.open();
+    for (auto _ : state) {
+        auto copy = movie;
+        benchmark::DoNotOptimize(copy);
+    }
+}
+BENCHMARK(copyMovie);
+
+void setRange(benchmark::State& state)
+{
+    const MovieOnDisk file(1'000'000);
+    auto movie = file.open();
+    const EditableScope scope {movie};
+    const auto track = movie.tracks().front();
+    std::int64_t start = 0;
+    for (auto _ : state) {
+        start = start == 0 ? 600 : 0;
+        benchmark::DoNotOptimize(track.setRange({{start, 600}, {6000 + start, 600}}));
+    }
+}
+BENCHMARK(setRange)->Unit(benchmark::kMicrosecond);
+
+void findSample(benchmark::State& state)
+{
+    const MovieOnDisk file(1'000'000);
+    const auto movie = file.open();
+    const auto table = movie.tracks().front().media().sampleTable();
+    std::mt19937 random {1};
+    std::uniform_int_distribution<std::uint32_t> anySample {1, 1'000'000};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(table.locate(anySample(random)));
+}
+BENCHMARK(findSample);
 
 void copyAndEditMovie(benchmark::State& state)
 {
@@ -122,6 +188,22 @@ void planFlattening(benchmark::State& state)
 }
 BENCHMARK(planFlattening)->Arg(1000)->Arg(1'000'000)->Unit(benchmark::kMicrosecond);
 
+void readStream(benchmark::State& state)
+{
+    const MovieOnDisk file(1'000'000);
+    const auto stream = MovieStream::open(file.open());
+    if (!stream) {
+        state.SkipWithError("there is no stream");
+        return;
+    }
+    std::vector<std::byte> buffer(static_cast<std::size_t>(state.range(0)));
+    std::mt19937_64 random {1};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(stream->readAt(random() % (stream->size() - buffer.size()), buffer));
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(readStream)->Arg(4096)->Arg(1 << 20)->Unit(benchmark::kMicrosecond);
+
 void saveInPlace(benchmark::State& state)
 {
     const MovieOnDisk file(static_cast<std::uint32_t>(state.range(0)));
@@ -133,6 +215,7 @@ void saveInPlace(benchmark::State& state)
             benchmark::DoNotOptimize(movie.tracks().front().setEnabled(enabled));
         }
         enabled = !enabled;
+        // Not flushed: what is measured is the work, not the disk.
         if (!MovieSaver::updateMovieFile(movie))
             state.SkipWithError("the save failed");
     }

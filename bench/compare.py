@@ -12,6 +12,7 @@ time, "peak" is the largest resident memory, of the warm-up. The goals are print
 
 import argparse
 import dataclasses
+import itertools
 import json
 import os
 import shutil
@@ -362,40 +363,50 @@ class Bench:
 
     def edit(self):
         size = "200M" if self.quick else "1G"
-        ours = self.files.make("dense", size)
+        for header in ["last", "first"]:
+            self.edit_one(size, header)
+
+    def edit_one(self, size, header):
+        ours = self.files.make("dense", size, header)
         theirs = self.files.copy(ours, "exiftool.mov")
         output = self.files.folder / "remuxed.mov"
-        titles = iter(range(1, 1000))
+        titles = itertools.count(1)
+        and_sync = ["sh", "-c", '"$@" && for last; do :; done && sync "$last"', "sh"]
 
         def remux():
             output.unlink(missing_ok=True)
             settle()
 
-        def retitle():
-            settle()
-            return ["exiftool", "-q", "-overwrite_original", f"-Title=Take {next(titles)}", theirs]
+        def retitle(*before):
+            def prepare():
+                settle()
+                return [*before, "exiftool", "-q", "-overwrite_original", f"-Title=Take {next(titles)}", theirs]
 
+            return prepare
+
+        copy = ["ffmpeg", "-nostdin", "-v", "error", "-i", ours, "-map", "0", "-c", "copy", "-metadata", "title=Take", output]
         contenders = [
             self.autoplay(ours, self.ours + " edit"),
-            Contender(
-                "ffmpeg -c copy",
-                ["ffmpeg", "-nostdin", "-v", "error", "-i", ours, "-map", "0", "-c", "copy", "-metadata", "title=Take", output],
-                prepare=remux,
-                missing="ffmpeg",
-            ),
-            Contender("exiftool", prepare=retitle, missing="exiftool"),
+            self.autoplay(ours, self.ours + " edit --no-sync", "--no-sync"),
+            Contender("ffmpeg -c copy", copy, prepare=remux, missing="ffmpeg"),
+            Contender("ffmpeg -c copy, then sync", [*and_sync, *copy], prepare=remux, missing="ffmpeg"),
+            Contender("exiftool", prepare=retitle(), missing="exiftool"),
+            Contender("exiftool, then sync", prepare=retitle(*and_sync), missing="exiftool"),
         ]
         rows = self.race(contenders)
-        base = rows[contenders[0].name]
+        flushed, unflushed = (rows[contender.name] for contender in contenders[:2])
         self.report.show(
-            f"Edit in place: {ours.stat().st_size / 1e9:.2f} GB of real media",
+            f"Edit in place: {ours.stat().st_size / 1e9:.2f} GB of real media, header {header}",
             rows,
-            base.name,
-            "ours flushes to the disk, several times; the others leave that to the system. The file is in the page cache",
+            flushed.name,
+            "edit flushes between its steps; --no-sync does not, as the others, unless sync follows. All in the page cache",
         )
         for other in ["ffmpeg -c copy", "exiftool"]:
             if other in rows:
-                self.report.faster(f"edit {size}B in place: faster than {other}", base, rows[other], 100)
+                what = f"edit {size}B in place, header {header}: faster than {other}"
+                self.report.faster(f"{what}, both flushed", flushed, rows[f"{other}, then sync"], 100)
+                self.report.faster(f"{what}, neither flushed", unflushed, rows[other], 100)
+                self.report.faster(f"{what}, only ours flushed", flushed, rows[other], 100)
         self.files.remove(ours, theirs, output)
 
     def flatten(self):

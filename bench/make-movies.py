@@ -150,7 +150,7 @@ def write_sparse(path, count, total, header_first, wide):
     return path
 
 
-def write_dense(path, size):
+def write_dense(path, size, header_first):
     """Pictures and sound of real bytes, `size` of them or a little more: a second, coded once, over and over."""
     run = ["ffmpeg", "-nostdin", "-v", "error", "-y"]
     with tempfile.TemporaryDirectory(dir=path.parent) as folder:
@@ -162,7 +162,8 @@ def write_dense(path, size):
             check=True,
         )
         loops = -(-size // second.stat().st_size) - 1
-        subprocess.run(run + ["-stream_loop", str(loops), "-i", second, "-c", "copy", path], check=True)
+        place = ["-movflags", "+faststart"] if header_first else []
+        subprocess.run(run + ["-stream_loop", str(loops), "-i", second, "-c", "copy", *place, path], check=True)
     return path
 
 
@@ -192,7 +193,7 @@ def main():
         elif options.kind == "media":
             write_sparse(path, GROWTH_SAMPLES, byte_count(amount), first, wide=True)
         else:
-            write_dense(path, byte_count(amount))
+            write_dense(path, byte_count(amount), first)
         print(path)
 
 

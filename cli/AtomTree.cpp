@@ -230,9 +230,9 @@ namespace {
 
 } // namespace
 
-Result<AtomTree> AtomTree::read(const std::string& path, const Limits& limits)
+Result<AtomTree> AtomTree::read(
+    const std::string& path, const Limits& limits, const std::shared_ptr<Storage>& storage)
 {
-    const auto storage = Storage::posix();
     RW_TRY(const auto file, storage->open(path, Storage::Access::Read));
     RW_TRY(auto tree, TreeReader(*file, path, limits).read());
     // The tree may be whole and still hold what cannot be understood.

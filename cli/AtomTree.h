@@ -39,7 +39,8 @@ struct AtomTree
     std::vector<std::string> problems; ///< damage; empty for a whole movie file
 
     /// Errors: Io; Unsupported for a file of absurdly many atoms.
-    static Result<AtomTree> read(const std::string& path, const Limits& limits);
+    static Result<AtomTree> read(const std::string& path, const Limits& limits,
+        const std::shared_ptr<Storage>& storage = Storage::posix());
 };
 
 } // namespace reelwright::cli

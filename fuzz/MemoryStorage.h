@@ -6,27 +6,37 @@
 #include <map>
 #include <vector>
 
-namespace reelwright {
+namespace reelwright::fuzz {
 
-/// Files in memory, without faults: what the fuzz targets open, edit and save.
+/// Files in memory: what the fuzz targets open, edit and save. It can be stopped at any change, as a program
+/// that is killed stops: what was changed before is there, and nothing after it.
 class MemoryStorage : public Storage
 {
 public:
     using Content = std::shared_ptr<std::vector<std::byte>>;
 
+    static constexpr std::size_t kNever = SIZE_MAX;
+
     std::map<std::string, Content> files;
+    std::size_t changesLeft = kNever; ///< that are done; all later ones fail
+
+    void put(const std::string& path, ByteSpan bytes)
+    {
+        files[path] = std::make_shared<std::vector<std::byte>>(bytes.begin(), bytes.end());
+    }
 
     Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access) override
     {
         const auto file = files.find(path);
         if (file == files.end())
             return systemFailure(ENOENT, path, "cannot be opened");
-        return std::shared_ptr<StorageFile>(std::make_shared<File>(file->second));
+        return std::shared_ptr<StorageFile>(std::make_shared<File>(*this, path, file->second));
     }
     Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath) override
     {
         siblingPath = path + ".new";
+        RW_CHECK(change(siblingPath));
         files[siblingPath] = std::make_shared<std::vector<std::byte>>();
         return open(siblingPath, Access::ReadWrite);
     }
@@ -34,12 +44,14 @@ public:
     Result<void> copyAttributes(const std::string&, const std::string&) override { return {}; }
     Result<void> rename(const std::string& from, const std::string& to) override
     {
+        RW_CHECK(change(to));
         files[to] = files[from];
         files.erase(from);
         return {};
     }
     Result<void> remove(const std::string& path) override
     {
+        RW_CHECK(change(path));
         files.erase(path);
         return {};
     }
@@ -48,11 +60,21 @@ public:
     std::string volumeType(const std::string&) override { return "tmpfs"; }
 
 private:
+    Result<void> change(const std::string& path)
+    {
+        if (changesLeft == 0)
+            return systemFailure(EIO, path, "was stopped");
+        changesLeft -= changesLeft == kNever ? 0 : 1;
+        return {};
+    }
+
     class File : public StorageFile
     {
     public:
-        explicit File(Content content)
-            : m_content(std::move(content))
+        File(MemoryStorage& storage, std::string path, Content content)
+            : m_storage(storage)
+            , m_path(std::move(path))
+            , m_content(std::move(content))
         {
         }
 
@@ -68,6 +90,7 @@ private:
         }
         Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) override
         {
+            RW_CHECK(m_storage.change(m_path));
             if (offset + bytes.size() > m_content->size())
                 m_content->resize(static_cast<std::size_t>(offset) + bytes.size());
             std::copy(bytes.begin(), bytes.end(), m_content->begin() + static_cast<std::ptrdiff_t>(offset));
@@ -75,6 +98,7 @@ private:
         }
         Result<void> truncate(std::uint64_t size) override
         {
+            RW_CHECK(m_storage.change(m_path));
             m_content->resize(static_cast<std::size_t>(size));
             return {};
         }
@@ -92,8 +116,10 @@ private:
         }
 
     private:
+        MemoryStorage& m_storage;
+        std::string m_path;
         Content m_content;
     };
 };
 
-} // namespace reelwright
+} // namespace reelwright::fuzz

@@ -1,126 +1,298 @@
 // Opens any bytes as a movie, edits it as the input's first bytes say, saves it in place and flattened, and
-// opens the results: they must open, have the edits, and hold the same media and the same unknown atoms.
+// opens the results: they open, have the edits, and hold the same media and the same unknown atoms. A save
+// that is stopped leaves the old movie or the new one.
 
+#include "document/KWQuickTimeEditing.h"
+#include "fuzz/FuzzInput.h"
+#include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
 #include "movie/MediaSources.h"
 #include "movie/MovieSaver.h"
-#include "movie/QTTrack.h"
+#include "timecode/KWTimecodeController.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-using namespace reelwright;
-
+namespace reelwright::fuzz {
 namespace {
 
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
+    constexpr auto kPath = "/movie.mov";
+    constexpr std::size_t kScript = 16;
+    constexpr std::uint32_t kSamplesPerTrack = 8;
 
-bool isInMedia(const FileLayout& layout, const SampleTable::Chunk& place)
-{
-    return std::any_of(layout.atoms.begin(), layout.atoms.end(), [&](const TopLevelAtom& atom) {
-        return atom.type == "mdat"_cc && place.offset >= atom.offset + atom.headerSize
-            && place.offset <= atom.end() && place.size <= atom.end() - place.offset;
-    });
-}
+    // ---- Media ----
 
-/// The first samples of each track, as far as they lie in media data; those of a hostile file may lie in its
-/// header.
-std::vector<std::optional<Bytes>> samplesOf(const QTMovie& movie)
-{
-    std::vector<std::optional<Bytes>> samples;
-    for (const auto& track : movie.tracks()) {
-        const auto media = track.media();
-        const auto table = media.sampleTable();
-        for (std::uint32_t sample = 1; sample <= std::min(table.sampleCount(), 8U); ++sample) {
-            const auto place = table.locate(sample, media.soundPacking(1));
-            std::optional<Bytes> bytes;
-            if (place && isInMedia(movie.file()->layout, *place))
-                if (auto data = media.sampleData(sample))
-                    bytes = *data;
-            samples.push_back(std::move(bytes));
+    bool isInMedia(const FileLayout& layout, const SampleTable::Chunk& place)
+    {
+        return std::ranges::any_of(layout.atoms, [&](const TopLevelAtom& atom) {
+            return atom.type == "mdat"_cc && place.offset >= atom.offset + atom.headerSize
+                && place.offset <= atom.end() && place.size <= atom.end() - place.offset;
+        });
+    }
+
+    /// The first samples of each track, by track ID, as far as they lie in media data; those of a hostile
+    /// file may lie in its header. Only of IDs that one track has.
+    using Samples = std::map<std::uint32_t, std::vector<std::optional<Bytes>>>;
+
+    Samples samplesOf(const QTMovie& movie)
+    {
+        Samples samples;
+        std::map<std::uint32_t, int> owners;
+        for (const auto& track : movie.tracks()) {
+            ++owners[track.trackID()];
+            auto& list = samples[track.trackID()];
+            const auto media = track.media();
+            const auto table = media.sampleTable();
+            for (std::uint32_t sample = 1; sample <= std::min(table.sampleCount(), kSamplesPerTrack);
+                 ++sample) {
+                const auto place = table.locate(sample, media.soundPacking(1));
+                auto& bytes = list.emplace_back();
+                if (place && isInMedia(movie.file()->layout, *place))
+                    if (auto data = media.sampleData(sample))
+                        bytes = *data;
+            }
+        }
+        std::erase_if(samples, [&](const auto& entry) { return owners[entry.first] > 1; });
+        return samples;
+    }
+
+    void requireSamples(const Samples& before, const QTMovie& saved)
+    {
+        const auto after = samplesOf(saved);
+        for (const auto& [id, list] : before) {
+            const auto found = after.find(id);
+            if (found == after.end())
+                continue; // a timecode track that was replaced
+            for (std::size_t i = 0; i < list.size(); ++i)
+                require(!list[i] || (i < found->second.size() && found->second[i] == list[i]),
+                    "a sample is what it was before the save");
         }
     }
-    return samples;
-}
 
-void edit(QTMovie& movie, ByteSpan script)
-{
-    const EditableScope scope {movie};
-    for (std::size_t i = 0; i + 1 < script.size(); i += 2) {
-        const auto value = std::to_integer<int>(script[i + 1]);
-        const auto tracks = movie.tracks();
-        const auto* track
-            = tracks.empty() ? nullptr : &tracks[static_cast<std::size_t>(value) % tracks.size()];
-        switch (std::to_integer<int>(script[i]) % 6) {
-        case 0:
-            movie.setUserDataItem("play"_cc, Bytes::copyOf(script.subspan(i, 1)));
-            break;
-        case 1:
-            movie.setUserDataItem(
-                "test"_cc, Bytes::copyOf(std::string(static_cast<std::size_t>(value) * 3, 'x')));
-            break;
-        case 2:
-            movie.generateApertureModeDimensions();
-            break;
-        case 3:
-            if (track)
-                track->setEnabled(!track->isEnabled());
-            break;
-        case 4:
-            if (track)
-                track->setMatrix(track->matrix().rotated(90));
-            break;
-        default:
-            if (track) {
-                const QTTimeRange wanted {{value * 7, 600}, {value * 100, 600}};
-                if (track->setRange(wanted)) {
-                    const auto got = track->range();
-                    const auto scale = track->timeScale();
-                    require(got.time.value == atScale(wanted.time, scale).value
-                        && got.duration.value == atScale(wanted.duration, scale).value);
-                }
+    // ---- Atoms that no edit knows ----
+
+    constexpr FourCC kEdited[] = {"mvhd"_cc, "tkhd"_cc, "mdhd"_cc, "elst"_cc, "clef"_cc, "prof"_cc, "enof"_cc,
+        "stco"_cc, "co64"_cc, "WLOC"_cc, "play"_cc, "clos"_cc, "quit"_cc, "ctyp"_cc, "ptv "_cc, "apmd"_cc,
+        "test"_cc, "tmcd"_cc, "chap"_cc};
+
+    /// Leaves of the header that the script below leaves alone, in order. Not those inside timecode tracks,
+    /// which it makes, changes and replaces.
+    void collectUnknown(const Atom& atom, std::vector<Bytes>& unknown)
+    {
+        for (const auto& child : atom.children) {
+            const bool isTimecode
+                = child->type == "trak"_cc && child->find({"mdia"_cc, "minf"_cc, "gmhd"_cc});
+            if (isTimecode || child->type == "edts"_cc || child->type == "tapt"_cc
+                || child->type == "tref"_cc)
+                continue;
+            if (child->isContainer)
+                collectUnknown(*child, unknown);
+            else if (std::ranges::find(kEdited, child->type) == std::end(kEdited))
+                unknown.push_back(child->toBytes());
+        }
+    }
+
+    std::vector<Bytes> unknownAtoms(const QTMovie& movie)
+    {
+        std::vector<Bytes> unknown;
+        collectUnknown(movie.header(), unknown);
+        return unknown;
+    }
+
+    void requireUnknown(const std::vector<Bytes>& before, const QTMovie& movie)
+    {
+        const auto after = unknownAtoms(movie);
+        auto at = after.begin();
+        for (const auto& atom : before) {
+            at = std::find(at, after.end(), atom);
+            require(at != after.end(), "an atom that no edit knows is kept");
+            ++at;
+        }
+    }
+
+    // ---- The edits ----
+
+    void setRange(const QTTrack& track, int value)
+    {
+        const QTTimeRange wanted {{value * 7, 600}, {value * 100, 600}};
+        if (!track.setRange(wanted))
+            return;
+        const auto got = track.range();
+        const auto scale = track.timeScale();
+        require(got.time.value == atScale(wanted.time, scale).value
+                && got.duration.value == atScale(wanted.duration, scale).value,
+            "a range that was set is the range that is read");
+    }
+
+    void setTimecode(QTMovie& movie, int value)
+    {
+        const auto part
+            = [&](int divisor) { return static_cast<KWTimecodeController::Byte>(value % divisor); };
+        const auto old = movie.tracksOfMediaType(QTMediaTypeTimeCode);
+        const auto reel = value % 2 == 0 ? std::nullopt
+                                         : std::optional {std::string(static_cast<std::size_t>(value), 'r')};
+        if (old.empty())
+            KWTimecodeController::insertTimecodeTrack(part(24), part(60), part(60), part(24), movie);
+        else if (value % 5 == 0)
+            KWTimecodeController::replaceTimecodeTrack(old.front(), movie);
+        else
+            KWTimecodeController::modifyTimecode(part(24), part(60), part(60), part(24), reel, old.front(),
+                movie, value % 3 == 0, value % 7 == 0, value % 11 == 0, value % 13 == 0);
+    }
+
+    void edit(QTMovie& movie, ByteSpan script)
+    {
+        for (std::size_t i = 0; i + 1 < script.size(); i += 2) {
+            const auto value = std::to_integer<int>(script[i + 1]);
+            const auto tracks = movie.tracks();
+            const auto* track
+                = tracks.empty() ? nullptr : &tracks[static_cast<std::size_t>(value) % tracks.size()];
+            switch (std::to_integer<int>(script[i]) % 12) {
+            case 0:
+                KWQuickTimeEditing::setAutoPlay(value % 2 == 1, movie);
+                break;
+            case 1: {
+                const EditableScope scope {movie};
+                static_cast<void>(movie.setUserDataItem(
+                    "test"_cc, Bytes::copyOf(std::string(static_cast<std::size_t>(value) * 3, 'x'))));
+                break;
+            }
+            case 2:
+                KWQuickTimeEditing::setApertureMode(value % 2 == 0 ? "clas"_cc : "prod"_cc, movie);
+                break;
+            case 3:
+                if (const EditableScope scope {movie}; track)
+                    static_cast<void>(track->setEnabled(!track->isEnabled()));
+                break;
+            case 4:
+                KWQuickTimeEditing::rotateMovieRight(movie);
+                break;
+            case 5:
+                if (const EditableScope scope {movie}; track)
+                    setRange(*track, value);
+                break;
+            case 6:
+                setTimecode(movie, value);
+                break;
+            case 7: {
+                const EditableScope scope {movie};
+                static_cast<void>(movie.removeUserDataItem("test"_cc));
+                break;
+            }
+            case 8: {
+                const EditableScope scope {movie};
+                static_cast<void>(movie.raiseTimeScale(value * 1001));
+                break;
+            }
+            case 9:
+                if (const EditableScope scope {movie}; track)
+                    static_cast<void>(track->addReference("chap"_cc, static_cast<std::uint32_t>(value)));
+                break;
+            case 10:
+                KWQuickTimeEditing::flopMovie(movie);
+                break;
+            default:
+                KWQuickTimeEditing::setMovieControllerNone(movie);
             }
         }
     }
-}
+
+    // ---- The saves ----
+
+    void flatten(const QTMovie& movie, const Samples& samples, const std::shared_ptr<MemoryStorage>& storage)
+    {
+        if (!MovieSaver::writeToFile(movie, "/flat.mov"))
+            return;
+        const auto flat = QTMovie::open("/flat.mov", storage);
+        require(flat.has_value(), "a flattened movie opens");
+        require(flat->tracks().size() == movie.tracks().size(), "a flattened movie has all tracks");
+        require(!movie.file()->headerAtom() || flat->file()->layout.atoms.front().type == "moov"_cc
+                || flat->file()->layout.atoms.front().type == "ftyp"_cc,
+            "the header of a flattened movie stands in front");
+        requireSamples(samples, *flat);
+        if (movie.file()->headerAtom())
+            requireUnknown(unknownAtoms(movie), *flat);
+    }
+
+    /// What lies in the file besides headers and free space lies there still.
+    void requireFileKept(
+        const QTMovie& before, const std::vector<std::byte>& old, const std::vector<std::byte>& now)
+    {
+        for (const auto& atom : before.file()->layout.atoms) {
+            if (atom.type == "moov"_cc || atom.type == "free"_cc || atom.type == "skip"_cc
+                || atom.end() > old.size())
+                continue;
+            require(atom.end() <= now.size()
+                    && std::equal(old.begin() + static_cast<std::ptrdiff_t>(atom.offset),
+                        old.begin() + static_cast<std::ptrdiff_t>(atom.end()),
+                        now.begin() + static_cast<std::ptrdiff_t>(atom.offset)),
+                "a save in place leaves the other atoms of the file alone");
+        }
+    }
+
+    void interrupt(QTMovie movie, std::size_t changes, const Bytes& oldHeader, const Bytes& newHeader,
+        const Samples& samples, const std::shared_ptr<MemoryStorage>& storage)
+    {
+        const auto old = *storage->files[kPath];
+        storage->changesLeft = changes;
+        const bool saved = MovieSaver::updateMovieFile(movie).has_value();
+        storage->changesLeft = MemoryStorage::kNever;
+        const auto left = QTMovie::open(kPath, storage);
+        require(left.has_value(), "a save that is stopped leaves a movie");
+        const auto header = left->header().toBytes();
+        require(header == newHeader || (!saved && header == oldHeader),
+            "a save that is stopped leaves the old movie or the new one");
+        requireSamples(samples, *left);
+        storage->put(kPath, old);
+    }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void saveMovie(ByteSpan input)
 {
-    constexpr std::size_t kScript = 16;
-    if (size < kScript)
-        return 0;
-    const auto bytes = std::as_bytes(std::span {data, size});
-    auto storage = std::make_shared<MemoryStorage>();
-    const auto content = bytes.subspan(kScript);
-    storage->files["/movie"] = std::make_shared<std::vector<std::byte>>(content.begin(), content.end());
-    auto movie = QTMovie::open("/movie", storage);
+    if (input.size() < kScript)
+        return;
+    const auto script = input.first(kScript);
+    const auto content = input.subspan(kScript);
+    const auto storage = std::make_shared<MemoryStorage>();
+    storage->put(kPath, content);
+    auto movie = QTMovie::open(kPath, storage);
     if (!movie)
-        return 0;
-    const auto before = samplesOf(*movie);
-    edit(*movie, bytes.first(kScript));
+        return;
+    const auto original = *movie;
+    const auto samples = samplesOf(*movie);
+    const auto unknown = unknownAtoms(*movie);
+    edit(*movie, script.subspan(2));
+    requireUnknown(unknown, *movie);
+    flatten(*movie, samples, storage);
 
-    if (auto copy = *movie; MovieSaver::writeToFile(copy, "/flat")) {
-        const auto flat = QTMovie::open("/flat", storage);
-        require(flat.has_value());
-        require(flat->tracks().size() == movie->tracks().size());
-        const auto after = samplesOf(*flat);
-        for (std::size_t i = 0; i < before.size() && i < after.size(); ++i)
-            require(!before[i] || after[i] == before[i]);
-    }
+    const bool addsMedia = movie->tracksOfMediaType(QTMediaTypeTimeCode).size()
+        != original.tracksOfMediaType(QTMediaTypeTimeCode).size();
+    const auto before = *storage->files[kPath];
+    const auto edited = *movie;
+    if (!MovieSaver::updateMovieFile(*movie))
+        return;
+    const auto newHeader = movie->header().toBytes();
+    const auto again = QTMovie::open(kPath, storage);
+    require(again.has_value(), "a movie saved in place opens");
+    require(again->header().toBytes() == newHeader, "a movie saved in place has the header that was saved");
+    requireSamples(samples, *again);
+    requireFileKept(original, before, *storage->files[kPath]);
+
+    // New media may come to lie elsewhere after an interrupted save, and the header then differs.
+    if (addsMedia || !edited.isChanged())
+        return;
+    const auto after = *storage->files[kPath];
+    storage->put(kPath, before);
+    interrupt(edited, std::to_integer<std::size_t>(script[0]) % 16, original.header().toBytes(), newHeader,
+        samples, storage);
+    storage->put(kPath, after);
+    edit(*movie, script.subspan(4));
     if (MovieSaver::updateMovieFile(*movie)) {
-        const auto again = QTMovie::open("/movie", storage);
-        require(again.has_value());
-        require(again->header().toBytes() == movie->header().toBytes());
-        const auto after = samplesOf(*again);
-        require(after.size() == before.size());
-        for (std::size_t i = 0; i < before.size(); ++i)
-            require(!before[i] || after[i] == before[i]);
+        const auto twice = QTMovie::open(kPath, storage);
+        require(twice && twice->header().toBytes() == movie->header().toBytes(),
+            "a saved movie can be saved again");
+        requireSamples(samples, *twice);
     }
-    return 0;
 }
+
+} // namespace reelwright::fuzz

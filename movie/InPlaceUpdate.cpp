@@ -17,10 +17,10 @@ namespace {
         return (atom.type == "free"_cc || atom.type == "skip"_cc) && atom.sizeForm == SizeForm::Compact;
     }
 
-    /// Is a four-byte field there written whole or not at all?
-    bool isAtomic(std::uint64_t offset)
+    /// Are so many bytes there (a field of an atom's header, or all of it) written whole or not at all?
+    bool isAtomic(std::uint64_t offset, std::uint64_t size = 4)
     {
-        return offset % kSector <= kSector - 4;
+        return offset % kSector <= kSector - size;
     }
 
     /// The smallest stretch in front of an atom at `offset` with which its fields can be switched, and which
@@ -57,6 +57,12 @@ bool InPlaceUpdate::isInUse(const TopLevelAtom& atom) const
     return first != m_inUse.end() && *first < atom.end();
 }
 
+bool InPlaceUpdate::isUsable(const TopLevelAtom& atom) const
+{
+    // An atom that is cut short reaches behind the end of what can be written over.
+    return isFree(atom) && !isInUse(atom) && atom.end() <= m_layout.end;
+}
+
 std::uint64_t InPlaceUpdate::firstMediaOffset() const
 {
     for (const auto& atom : m_layout.atoms)
@@ -78,10 +84,7 @@ std::optional<InPlaceUpdate::Gap> InPlaceUpdate::findGap(
 {
     const auto media = firstMediaOffset();
     const auto& atoms = m_layout.atoms;
-    const auto usable = [&](std::size_t i) {
-        // An atom that is cut short reaches behind the end of what can be written over.
-        return ((isFree(atoms[i]) && !isInUse(atoms[i])) || i == alsoFree) && atoms[i].end() <= m_layout.end;
-    };
+    const auto usable = [&](std::size_t i) { return i == alsoFree || isUsable(atoms[i]); };
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto offset = atoms[i].offset;
         if (!usable(i) || !isAtomic(offset))
@@ -117,9 +120,14 @@ Result<void> InPlaceUpdate::write(std::uint64_t offset, ByteSpan bytes)
 
 Result<void> InPlaceUpdate::write32(std::uint64_t offset, std::uint32_t value)
 {
-    ByteWriter out;
-    out.u32(value);
-    RW_CHECK(write(offset, out.span()));
+    RW_CHECK(write(offset, ByteWriter {}.u32(value).span()));
+    return m_file.flush();
+}
+
+Result<void> InPlaceUpdate::writeHeader(std::uint64_t offset, std::uint64_t size, FourCC type)
+{
+    RW_ASSERT(isAtomic(offset, kHeaderSize));
+    RW_CHECK(write(offset, ByteWriter {}.u32(static_cast<std::uint32_t>(size)).fourCC(type).span()));
     return m_file.flush();
 }
 
@@ -154,12 +162,14 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
             at + atom.size(), ByteWriter {}.u32(static_cast<std::uint32_t>(rest)).fourCC("free"_cc).span()));
     RW_CHECK(m_file.flush());
 
-    // 3. The cover shrinks to its first atom; 4. the type makes the new one live.
+    // 3. The cover shrinks to its first atom; 4. the type makes the new one live. Both at once where they are
+    // one header that no sector divides.
     const auto firstSize = gap.lead > 0 ? gap.lead : atom.size();
-    if (firstSize != gap.size)
+    const bool atOnce = gap.lead == 0 && isAtomic(at, kHeaderSize);
+    if (firstSize != gap.size && !atOnce)
         RW_CHECK(write32(gap.offset, static_cast<std::uint32_t>(firstSize)));
     m_mayHaveReplacedHeader = m_mayHaveReplacedHeader || type == "moov"_cc;
-    RW_CHECK(write32(at + 4, type.value));
+    RW_CHECK(atOnce ? writeHeader(at, atom.size(), type) : write32(at + 4, type.value));
 
     std::vector<TopLevelAtom> placed;
     if (gap.lead > 0)
@@ -204,8 +214,22 @@ Result<void> InPlaceUpdate::retire(std::uint64_t offset)
         m_layout.atoms.pop_back();
         return {};
     }
-    RW_CHECK(write32(offset + 4, "free"_cc.value));
+    if (atom.sizeForm != SizeForm::Compact || !isAtomic(offset, kHeaderSize)) {
+        RW_CHECK(write32(offset + 4, "free"_cc.value));
+        atom.type = "free"_cc;
+        return {};
+    }
+    // With the free atoms behind it it becomes one, and needs no cover when it is filled.
+    auto& atoms = m_layout.atoms;
+    auto size = atom.size;
+    auto next = index + 1;
+    for (; next < atoms.size() && isUsable(atoms[next]) && size + atoms[next].size <= kMaxGap; ++next)
+        size += atoms[next].size;
+    RW_CHECK(writeHeader(offset, size, "free"_cc));
     atom.type = "free"_cc;
+    atom.size = size;
+    const auto behind = atoms.begin() + static_cast<std::ptrdiff_t>(index + 1);
+    atoms.erase(behind, atoms.begin() + static_cast<std::ptrdiff_t>(next));
     return {};
 }
 

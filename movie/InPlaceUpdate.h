@@ -9,13 +9,13 @@ namespace reelwright {
 
 /// Puts atoms into a movie file so that a reader, or the power failing, never finds half of one.
 ///
-/// Everything rests on four-byte writes that are whole or not there (they never cross a 512-byte sector),
-/// each flushed before the next, with a valid file between any two:
+/// Everything rests on writes of an atom's size, its type, or both that are whole or not there (they never
+/// cross a 512-byte sector), each flushed before the next, with a valid file between any two:
 ///
 ///     | free ............... |   a gap: one or several free atoms, or the end of the file
 ///     | free .... (anything) |   its inside is written; readers still skip all of it
 ///     |f| free(new) | free . |   one size is changed: the new atom is there, typed free
-///     |f| moov      | free . |   one type is changed: it lives
+///     |f| moov      | free . |   one type is changed: it lives (at once with its size, where it can be)
 class InPlaceUpdate
 {
 public:
@@ -29,7 +29,8 @@ public:
     /// Replaces the header at `oldOffset` by `header`. Two moves where that brings it back to its place.
     Result<void> replaceHeader(std::uint64_t oldOffset, ByteSpan header);
 
-    /// Makes the atom at that offset free space; cuts the file instead where the atom ends it.
+    /// Makes the atom at that offset free space, one with what is free behind it; cuts the file instead where
+    /// the atom ends it.
     Result<void> retire(std::uint64_t offset);
 
     [[nodiscard]] const FileLayout& layout() const { return m_layout; }
@@ -56,7 +57,9 @@ private:
     Result<std::uint64_t> fill(const Gap& gap, ByteSpan atom);
     Result<void> write(std::uint64_t offset, ByteSpan bytes);
     Result<void> write32(std::uint64_t offset, std::uint32_t value);
+    Result<void> writeHeader(std::uint64_t offset, std::uint64_t size, FourCC type);
     [[nodiscard]] bool isInUse(const TopLevelAtom& atom) const;
+    [[nodiscard]] bool isUsable(const TopLevelAtom& atom) const;
     [[nodiscard]] std::uint64_t firstMediaOffset() const;
     [[nodiscard]] std::size_t indexAt(std::uint64_t offset) const;
 

@@ -78,7 +78,7 @@ public:
         std::uint32_t duration = 0;
     };
     /// The sample shown at that decode time; the last one for a time past the end; nothing when there are no
-    /// samples.
+    /// samples, or the table says nothing of their times.
     [[nodiscard]] std::optional<TimedSample> sampleAt(std::uint64_t mediaTime) const;
 
     /// Where a sample lies: offset, size and description. `packing` as for `forEachChunk`.

@@ -147,14 +147,16 @@ std::int64_t frameNumber(const TimecodeRecord& record, const TimecodeDefinition&
 {
     if ((definition.flags & TimecodeDefinition::kCounter) != 0 || definition.numberOfFrames == 0)
         return record.negative ? -record.frames : record.frames;
-    const auto minutes = record.hours * 60 + record.minutes;
+    // A damaged record may count more than 64 bits of frames; the nearest limit then stands for it.
+    const auto minutes = Wide {record.hours} * 60 + record.minutes;
     const auto dropped = droppedPerMinute(definition);
     auto frames = record.frames;
     if (dropped != 0 && record.seconds == 0 && frames < dropped && record.minutes % 10 != 0)
         frames = dropped;
     const auto number = (minutes * 60 + record.seconds) * labelsPerSecond(definition) + frames
         - dropped * (minutes - minutes / 10);
-    return record.negative ? -number : number;
+    const auto limited = static_cast<std::int64_t>(std::min<Wide>(number, INT64_MAX));
+    return record.negative ? -limited : limited;
 }
 
 std::string text(const TimecodeRecord& record, const TimecodeDefinition& definition)

@@ -27,7 +27,7 @@ ARROWS = {
 CORE = set(ARROWS)
 ARROWS["cli"] = CORE
 ARROWS["app"] = CORE
-ARROWS["fuzz"] = CORE | {"tests/helpers"}
+ARROWS["fuzz"] = CORE | {"cli", "tests/helpers"}
 ARROWS["bench"] = CORE | {"app", "tests/helpers"}
 ARROWS["tests/helpers"] = {"movie", "support"}
 

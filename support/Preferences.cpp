@@ -1,5 +1,6 @@
 #include "support/Preferences.h"
 
+#include "support/BinaryPropertyList.h"
 #include "support/FileDescriptor.h"
 #include "support/FileHelper.h"
 #include "support/FolderLock.h"
@@ -14,6 +15,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <string_view>
@@ -54,6 +56,9 @@ namespace {
         // looks.
         constexpr std::size_t kMaxContainers = 4096;
         if (occurrences(bytes, "<array") + occurrences(bytes, "<dict") > kMaxContainers)
+            return nullptr;
+        const bool isBinary = plist_is_binary(bytes.data(), static_cast<std::uint32_t>(bytes.size())) != 0;
+        if (isBinary && !isSoundBinaryPropertyList(bytes))
             return nullptr;
         plist_t root = nullptr;
         plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
@@ -107,6 +112,52 @@ namespace {
         }
     }
 
+    bool isSame(plist_t a, plist_t b)
+    {
+        const auto first = valueOf(a);
+        const auto second = valueOf(b);
+        const auto* real = first ? std::get_if<double>(&*first) : nullptr;
+        const bool bothNaN = real && std::isnan(*real) && second && std::holds_alternative<double>(*second);
+        return plist_get_node_type(a) == plist_get_node_type(b) && (bothNaN || first == second);
+    }
+
+    template <class Visit> void forEachItem(plist_t dictionary, Visit visit)
+    {
+        plist_dict_iter position = nullptr;
+        plist_dict_new_iter(dictionary, &position);
+        for (;;) {
+            char* key = nullptr;
+            plist_t value = nullptr;
+            plist_dict_next_item(dictionary, position, &key, &value);
+            if (!value)
+                break;
+            visit(std::string(key ? key : ""), value);
+            std::free(key);
+        }
+        std::free(position);
+    }
+
+    /// Do two dictionaries have the same keys, with the same values and kinds of values?
+    bool haveSameSettings(plist_t a, plist_t b)
+    {
+        bool same = plist_dict_get_size(a) == plist_dict_get_size(b);
+        forEachItem(a, [&](const std::string& key, plist_t value) {
+            plist_t other = plist_dict_get_item(b, key.c_str());
+            same = same && other
+                && (isSame(value, other) || isSame(plist_dict_get_item(a, key.c_str()), other));
+        });
+        return same;
+    }
+
+    /// Files in which a key stands several times occur; the first one counts.
+    void removeRepetitions(plist_t dictionary, const std::string& key)
+    {
+        int count = 0;
+        forEachItem(dictionary, [&](const std::string& one, plist_t) { count += one == key ? 1 : 0; });
+        for (; count > 1; --count)
+            plist_dict_remove_item(dictionary, key.c_str());
+    }
+
     std::int64_t wholeNumber(double number)
     {
         constexpr double kLimit = 9223372036854775808.0; // 2 to the 63rd
@@ -157,6 +208,7 @@ public:
 
     void change(const std::string& key, const std::optional<PreferenceValue>& value)
     {
+        removeRepetitions(m_root, key);
         if (value)
             plist_dict_set_item(m_root, key.c_str(), makeNode(*value));
         else if (plist_dict_get_item(m_root, key.c_str()))
@@ -170,13 +222,10 @@ public:
                 return error;
             m_damaged = false;
         }
-        char* text = nullptr;
-        std::uint32_t length = 0;
-        (m_binary ? plist_to_bin : plist_to_xml)(m_root, &text, &length);
-        if (!text)
+        const auto bytes = serialized();
+        if (bytes.empty())
             return std::make_error_code(std::errc::not_enough_memory);
-        const auto error = FileHelper::writeAtomically(path, std::string(text, length));
-        (m_binary ? plist_to_bin_free : plist_to_xml_free)(text);
+        const auto error = FileHelper::writeAtomically(path, bytes);
         if (!error)
             m_stamp = stampOf(path);
         return error;
@@ -203,7 +252,34 @@ private:
         bytes.resize(static_cast<std::size_t>(count));
         m_root = parseDictionary(bytes);
         m_binary = m_root && plist_is_binary(bytes.data(), static_cast<std::uint32_t>(bytes.size())) != 0;
+        if (m_root && !canBeWritten()) {
+            plist_free(m_root);
+            m_root = nullptr;
+        }
         return m_root != nullptr;
+    }
+
+    /// The library reads some texts that are no UTF-8, and what it then writes it cannot read, or reads as
+    /// something else.
+    [[nodiscard]] bool canBeWritten() const
+    {
+        plist_t again = parseDictionary(serialized());
+        const bool same = again && haveSameSettings(m_root, again);
+        plist_free(again);
+        return same;
+    }
+
+    /// Empty when memory runs out.
+    [[nodiscard]] std::string serialized() const
+    {
+        char* text = nullptr;
+        std::uint32_t length = 0;
+        (m_binary ? plist_to_bin : plist_to_xml)(m_root, &text, &length);
+        if (!text)
+            return {};
+        std::string bytes(text, length);
+        (m_binary ? plist_to_bin_free : plist_to_xml_free)(text);
+        return bytes;
     }
 
     plist_t m_root = nullptr;

@@ -634,6 +634,40 @@ namespace {
         }
     }
 
+    TEST(SaveInPlace, WaitsForTheMediumNoOftenerThanItHasTo)
+    {
+        // Waiting is nearly all of what a save takes.
+        struct WaitFact
+        {
+            HeaderPlace place;
+            std::uint32_t freeBefore;
+            std::uint32_t freeAfter;
+            Edit edit;
+            int flushes;
+            const char* why;
+        };
+        constexpr WaitFact kFacts[] = {
+            {HeaderPlace::Last, 0, 0, Edit::Growing, 4, "cover, inside, new type, old type"},
+            {HeaderPlace::Last, 0, 4000, Edit::Growing, 3, "inside, new size and type, old type"},
+            {HeaderPlace::First, 4000, 0, Edit::Growing, 3, "inside, new size and type, old type"},
+            {HeaderPlace::First, 0, 0, Edit::SameSize, 7, "as at the end, then inside, type, cutting"},
+            {HeaderPlace::First, 0, 1000, Edit::Growing, 7, "retiring makes one gap of old place and room"},
+            {HeaderPlace::First, 60, 0, Edit::SameSize, 8, "room before the old place takes a cover"},
+        };
+        for (const auto& fact : kFacts) {
+            const Case c {fact.place, Room::None, fact.edit, Mode::InPlace};
+            auto built = builderOf(c);
+            built.freeBefore = fact.freeBefore;
+            built.freeAfter = fact.freeAfter;
+            const auto storage = SimulatedStorage::fromState(startOf(built));
+            ASSERT_TRUE(editAndSave(storage, c.edit, c.mode));
+            EXPECT_EQ(std::ranges::count(
+                          storage->steps(), SimulatedStorage::Call::Flush, &SimulatedStorage::Step::call),
+                fact.flushes)
+                << nameOf(c) << ": " << fact.why;
+        }
+    }
+
     TEST(SaveInPlace, LeavesFreeAtomsAloneThatHoldMedia)
     {
         // Some writers call the atom of their media free.
