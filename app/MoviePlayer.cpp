@@ -6,6 +6,9 @@
 #include <QPointer>
 #include <QTimer>
 
+extern "C" {
+#include <libavutil/log.h>
+}
 #include <mpv/client.h>
 #include <mpv/stream_cb.h>
 
@@ -15,6 +18,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace reelwright {
 namespace {
@@ -125,7 +129,8 @@ namespace {
 
     /// The address of a feed: libmpv's own list of pieces, lane by lane. Its sources' numbers start with
     /// `firstSource`.
-    std::string addressOf(const PlayerFeed& feed, std::size_t soundLanes, std::uint64_t firstSource)
+    std::string addressOf(
+        const PlayerFeed& feed, bool hasPicture, std::size_t soundLanes, std::uint64_t firstSource)
     {
         std::string address;
         const auto append = [&](const PlayerFeed::Lane& lane) {
@@ -139,7 +144,7 @@ namespace {
                 separator = ";";
             }
         };
-        if (!feed.picture.empty())
+        if (hasPicture)
             append(feed.picture);
         for (std::size_t i = 0; i < soundLanes; ++i)
             append(feed.sounds[i]);
@@ -191,6 +196,9 @@ MoviePlayer::MoviePlayer(Sound sound, QObject* parent)
 {
     // libmpv reads numbers as C does, and does not start otherwise; QApplication sets the user's locale.
     std::setlocale(LC_NUMERIC, "C");
+    // The messages of its decoders come through libmpv while the player that was made first lives; after that
+    // they would go to standard error.
+    av_log_set_level(AV_LOG_QUIET);
     auto* handle = mpv_create();
     if (!handle)
         return;
@@ -242,15 +250,35 @@ void MoviePlayer::load(const PlayerFeed& feed, double startSeconds)
 {
     m_feed = feed;
     m_start = startSeconds;
-    m_soundTried = SoundTried::AllMixed;
+    m_attempts = attemptsFor(feed);
+    m_lastError.clear();
     m_waitingSeek.reset();
     m_busy = true;
     startLoad();
 }
 
+/// A picture that cannot be decoded ends a load before the sound is looked at, and so does a sound that
+/// cannot be mixed or opened: what keeps the rest from being played is left out.
+std::deque<MoviePlayer::Attempt> MoviePlayer::attemptsFor(const PlayerFeed& feed)
+{
+    std::deque<Attempt> attempts;
+    const auto sounds = feed.sounds.size();
+    for (const bool hasPicture : {true, false}) {
+        if (hasPicture && feed.picture.empty())
+            continue;
+        if (sounds > 1)
+            attempts.push_back({hasPicture, sounds});
+        if (sounds > 0)
+            attempts.push_back({hasPicture, 1});
+    }
+    if (!feed.picture.empty())
+        attempts.push_back({true, 0});
+    return attempts;
+}
+
 void MoviePlayer::startLoad()
 {
-    if (!m_core->handle || m_feed.empty()) {
+    if (!m_core->handle || m_attempts.empty()) {
         fail(Failure::Unreadable);
         return;
     }
@@ -260,11 +288,8 @@ void MoviePlayer::startLoad()
     }
     m_loadWaiting = false;
     m_stepping = false;
-    m_lastError.clear();
-    const auto soundLanes = m_soundTried == SoundTried::AllMixed ? m_feed.sounds.size()
-        : m_soundTried == SoundTried::FirstOnly ? std::min<std::size_t>(m_feed.sounds.size(), 1)
-                                                : 0;
-    const auto address = addressOf(m_feed, soundLanes, m_streamNumber);
+    const auto& attempt = m_attempts.front();
+    const auto address = addressOf(m_feed, attempt.hasPicture, attempt.sounds, m_streamNumber);
     {
         const std::lock_guard lock {m_core->mutex};
         m_core->streams.clear(); // those that are open hold their stream themselves
@@ -272,7 +297,7 @@ void MoviePlayer::startLoad()
             m_core->streams.emplace(m_streamNumber++, source);
     }
     const auto start = m_start > 0 ? number(m_start) : std::string("none");
-    const auto mix = soundLanes > 1 ? mixOf(soundLanes) : std::string {};
+    const auto mix = attempt.sounds > 1 ? mixOf(attempt.sounds) : std::string {};
     const auto reordering = number(m_feed.reordering);
 
     // By name, because the places of the arguments changed between versions.
@@ -284,7 +309,7 @@ void MoviePlayer::startLoad()
     };
     const char* optionNames[] = {"start", "lavfi-complex", "vid", "hr-seek-demuxer-offset"};
     mpv_node optionValues[] = {text(start.c_str()), text(mix.c_str()),
-        text(m_feed.picture.empty() ? "no" : "auto"), text(reordering.c_str())};
+        text(attempt.hasPicture ? "auto" : "no"), text(reordering.c_str())};
     mpv_node_list options {4, optionValues, const_cast<char**>(optionNames)}; // NOLINT
     mpv_node optionMap {};
     optionMap.format = MPV_FORMAT_NODE_MAP;
@@ -306,6 +331,7 @@ void MoviePlayer::startLoad()
 void MoviePlayer::unload()
 {
     m_feed = {};
+    m_attempts.clear();
     m_waitingSeek.reset();
     m_loadWaiting = false;
     m_busy = false;
@@ -351,7 +377,9 @@ void MoviePlayer::stepForward(double seconds)
 
 void MoviePlayer::setPaused(bool paused)
 {
-    set("pause", paused ? "yes" : "no");
+    // Said once more, it would end a step that is under way.
+    if (std::exchange(m_paused, paused) != paused)
+        set("pause", paused ? "yes" : "no");
 }
 
 void MoviePlayer::setSpeed(double speed)
@@ -430,10 +458,13 @@ void MoviePlayer::handleEvent(const mpv_event& event)
             break;
         if (m_loadState == LoadState::Opening) {
             m_loadState = LoadState::Playing;
-            if (!m_feed.picture.empty())
+            const bool lacksPicture = !m_attempts.front().hasPicture && !m_feed.picture.empty();
+            if (m_attempts.front().hasPicture)
                 mpv_get_property_async(m_core->handle, kPictureReply, "video-params/w", MPV_FORMAT_INT64);
             const QPointer<MoviePlayer> self {this};
             emit started();
+            if (self && lacksPicture && m_loadState == LoadState::Playing)
+                fail(Failure::NoPicture);
             if (!self || m_loadState != LoadState::Playing)
                 break;
         }
@@ -491,16 +522,10 @@ void MoviePlayer::handleEnd(const mpv_event& event)
     m_loadState = LoadState::Idle;
     if (end->reason != MPV_END_FILE_REASON_ERROR && end->reason != MPV_END_FILE_REASON_EOF)
         return;
-    // Sound tracks that cannot be mixed, or opened, do not keep the rest from being played.
-    if (!hadStarted && !m_feed.sounds.empty() && m_soundTried != SoundTried::None
-        && !(m_soundTried == SoundTried::FirstOnly && m_feed.picture.empty())) {
-        m_soundTried = m_soundTried == SoundTried::AllMixed && m_feed.sounds.size() > 1
-            ? SoundTried::FirstOnly
-            : SoundTried::None;
-        if (m_soundTried != SoundTried::None || !m_feed.picture.empty()) {
-            startLoad();
-            return;
-        }
+    if (!hadStarted && m_attempts.size() > 1) {
+        m_attempts.pop_front();
+        startLoad();
+        return;
     }
     m_busy = false;
     m_waitingSeek.reset();

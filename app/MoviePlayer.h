@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -66,11 +67,18 @@ signals:
 
 private:
     struct Core;
+    /// What of the feed a load tries to play.
+    struct Attempt
+    {
+        bool hasPicture = false;
+        std::size_t sounds = 0;
+    };
 
     void handleEvents();
     void handleEvent(const mpv_event& event);
     void handleProperty(const mpv_event& event);
     void handleEnd(const mpv_event& event);
+    static std::deque<Attempt> attemptsFor(const PlayerFeed& feed);
     void startLoad();
     void startSeek(double seconds);
     void finish();
@@ -88,13 +96,13 @@ private:
     PlayerFeed m_feed;
     std::uint64_t m_streamNumber = 0;
     double m_start = 0;
-    /// What of the feed's sound is tried. It becomes less when it cannot be played.
-    enum class SoundTried { AllMixed, FirstOnly, None };
-    SoundTried m_soundTried = SoundTried::AllMixed;
+    /// The present one first; the next one follows when it cannot be played.
+    std::deque<Attempt> m_attempts;
     LoadState m_loadState = LoadState::Idle;
     bool m_loadWaiting = false;
     bool m_busy = false;
     bool m_stepping = false;
+    bool m_paused = true;
     std::optional<double> m_waitingSeek;
     std::uint64_t m_stepNumber = 0;
     double m_stepTarget = 0;

@@ -16,28 +16,11 @@ namespace reelwright {
 namespace {
 
     constexpr double kFastest = 8;
-    /// libmpv shows a frame that starts up to this much before the time of an exact seek.
-    constexpr double kSeekTolerance = 0.005;
     constexpr int kFocusFrame = 2;
-    constexpr int kShuttleMilliseconds = 40;
-    /// A step where there are no frames: sound only.
-    constexpr QTTime kSoundStep {1, 30};
-
-    double secondsOf(const QTTime& time)
-    {
-        return time.seconds();
-    }
 
     QTTime timeAt(double seconds, std::int32_t scale)
     {
         return {std::llround(seconds * scale), scale};
-    }
-
-    QTTime clamped(const QTTime& time, const QTTime& duration)
-    {
-        if (time.value < 0)
-            return {0, time.scale};
-        return time > duration ? duration : time;
     }
 
 } // namespace
@@ -87,8 +70,7 @@ MovieView::MovieView(Options options, QWidget* parent)
     connect(&m_player, &MoviePlayer::endReached, this, &MovieView::finishPlaying);
     connect(&m_player, &MoviePlayer::failed, this, &MovieView::showFailure);
     connect(&m_maker, &QFutureWatcherBase::finished, this, &MovieView::accept);
-    m_shuttleTimer.setInterval(kShuttleMilliseconds);
-    connect(&m_shuttleTimer, &QTimer::timeout, this, &MovieView::shuttle);
+    connect(&m_backward, &BackwardPlay::due, this, &MovieView::playBackward);
 
     if (!m_player.handle()) {
         say(tr("Movies cannot be shown: the player does not start."));
@@ -160,7 +142,7 @@ void MovieView::accept()
     m_playable = m_maker.result();
     if (!sameFields(before, m_playable.duration))
         emit durationChanged(m_playable.duration);
-    setTime(snapped(m_time));
+    setTime(m_playable.snapped(m_time));
     loadMovie();
 }
 
@@ -180,7 +162,7 @@ void MovieView::loadMovie()
         return;
     }
     m_waitsForPicture = !m_playable.feed.picture.empty();
-    m_player.load(m_playable.feed, playerTime(m_time));
+    m_player.load(m_playable.feed, m_playable.playerTime(m_time));
     if (!m_playable.problem.isEmpty())
         emit failed(m_playable.problem);
 }
@@ -215,37 +197,6 @@ void MovieView::showStarted()
     emit firstFrameShown();
 }
 
-bool MovieView::isInGap() const
-{
-    const auto frame = m_playable.frames.at(m_time);
-    return frame && frame->isGap;
-}
-
-QTTime MovieView::snapped(const QTTime& wanted) const
-{
-    const auto& duration = m_playable.duration;
-    auto time = clamped(wanted, duration);
-    auto frame = m_playable.frames.at(time);
-    if (!frame)
-        return time;
-    if (time >= duration) { // the end of the movie is the start of what is shown last
-        time = clamped(duration - (frame->end - frame->start), duration);
-        frame = m_playable.frames.at(time);
-    }
-    // In a gap, and where sound lasts longer than the picture, every time is as good as any.
-    return frame->isGap || time >= frame->end ? time : frame->start;
-}
-
-double MovieView::playerTime(const QTTime& time) const
-{
-    const auto frame = m_playable.frames.at(time);
-    if (!frame || frame->isGap || time >= frame->end)
-        return secondsOf(time);
-    // Pictures that last less than twice the player's tolerance would be mistaken for the one before.
-    const auto half = secondsOf(frame->end - frame->start) / 2;
-    return secondsOf(frame->start) + std::max(0.0, kSeekTolerance - half);
-}
-
 void MovieView::setTime(const QTTime& time)
 {
     const bool isOther = !sameFields(time, m_time);
@@ -257,10 +208,10 @@ void MovieView::setTime(const QTTime& time)
 void MovieView::seekTo(const QTTime& time)
 {
     m_wasCorrected = false;
-    setTime(snapped(time));
-    if (m_surface && isInGap())
+    setTime(m_playable.snapped(time));
+    if (m_surface && m_playable.isGapAt(m_time))
         m_surface->setBlank(true);
-    m_player.seek(playerTime(m_time));
+    m_player.seek(m_playable.playerTime(m_time));
 }
 
 void MovieView::setCurrentTime(const QTTime& time)
@@ -270,10 +221,7 @@ void MovieView::setCurrentTime(const QTTime& time)
         return;
     }
     seekTo(time);
-    if (m_rate < 0) { // goes on from there
-        m_shuttleStart = m_time;
-        m_shuttleClock.restart();
-    }
+    m_backward.moveTo(m_time);
 }
 
 void MovieView::gotoBeginning()
@@ -293,27 +241,22 @@ void MovieView::showPosition(double seconds)
         return;
     const auto scale = std::max(duration().scale, 1000);
     if (m_rate > 0) {
-        setTime(snapped(timeAt(seconds, scale)));
+        setTime(m_playable.snapped(timeAt(seconds, scale)));
         if (m_surface)
-            m_surface->setBlank(isInGap());
+            m_surface->setBlank(m_playable.isGapAt(m_time));
         return;
     }
     // The player may have come to another frame than the tables say is there: once more, and not by a step.
-    const auto frame = m_playable.frames.at(m_time);
-    if (!frame || frame->isGap || m_time >= frame->end || m_wasCorrected)
-        return;
-    const auto length = secondsOf(frame->end - frame->start);
-    const auto off = seconds - secondsOf(frame->start);
-    if (off < -length / 2 || off > length) {
+    if (!m_wasCorrected && !m_playable.agrees(seconds, m_time)) {
         m_wasCorrected = true;
-        m_player.seek(playerTime(m_time));
+        m_player.seek(m_playable.playerTime(m_time));
     }
 }
 
 void MovieView::showSettled()
 {
     if (m_surface)
-        m_surface->setBlank(isInGap());
+        m_surface->setBlank(m_playable.isGapAt(m_time));
     emit settled();
 }
 
@@ -333,7 +276,7 @@ void MovieView::showFailure(MoviePlayer::Failure failure, const QString& detail)
         text = tr("The movie cannot be played.");
     if (!m_playable.problem.isEmpty())
         text += QLatin1Char('\n') + m_playable.problem;
-    else if (!detail.isEmpty())
+    else if (failure == MoviePlayer::Failure::Unreadable && !detail.isEmpty())
         text += QLatin1Char('\n') + detail;
     if (m_surface)
         m_surface->clear();
@@ -346,7 +289,7 @@ void MovieView::finishPlaying()
     if (m_rate <= 0 || m_isLooping)
         return;
     setRate(0);
-    setTime(snapped(duration()));
+    setTime(m_playable.snapped(duration()));
     emit ended();
 }
 
@@ -368,19 +311,16 @@ void MovieView::togglePlaying()
 void MovieView::setRate(double rate)
 {
     const auto wanted = !m_playable.feed.empty() ? std::clamp(rate, -kFastest, kFastest) : 0.0;
-    if (wanted > 0 && m_rate <= 0 && snapped(duration()) <= m_time)
+    if (wanted > 0 && m_rate <= 0 && m_playable.snapped(duration()) <= m_time)
         seekTo({0, 1}); // from the end it starts again
     const auto before = std::exchange(m_rate, wanted);
     if (wanted > 0)
         m_player.setSpeed(wanted);
     m_player.setPaused(wanted <= 0);
-    if (wanted < 0) {
-        m_shuttleStart = m_time;
-        m_shuttleClock.start();
-        m_shuttleTimer.start();
-    } else {
-        m_shuttleTimer.stop();
-    }
+    if (wanted < 0)
+        m_backward.start(m_time, -wanted);
+    else
+        m_backward.stop();
     if (before > 0 && wanted <= 0 && !m_player.isBusy())
         m_wasCorrected = true; // where it stopped is right by itself
     if (before != wanted)
@@ -389,56 +329,31 @@ void MovieView::setRate(double rate)
         emit playStateChanged(wanted != 0);
 }
 
-void MovieView::shuttle()
+void MovieView::playBackward(const QTTime& time)
 {
     if (m_player.isBusy())
         return; // the next picture is the one that is due then
-    const auto gone = static_cast<double>(m_shuttleClock.elapsed()) / 1000 * -m_rate;
-    const auto seconds = secondsOf(m_shuttleStart) - gone;
-    seekTo(timeAt(std::max(seconds, 0.0), std::max(duration().scale, 1000)));
-    if (seconds <= 0)
+    seekTo(time);
+    if (time.value == 0)
         setRate(0);
 }
 
-void MovieView::stepForward(int frames)
+void MovieView::step(int frames)
 {
     pause();
-    const auto& times = m_playable.frames;
-    if (times.empty()) {
-        setCurrentTime(m_time + QTTime {kSoundStep.value * frames, kSoundStep.scale});
-        return;
-    }
-    const auto shown = times.at(m_time);
-    auto target = m_time;
-    for (int i = 0; i < frames; ++i)
-        if (const auto next = times.next(target))
-            target = *next;
+    const auto target = m_playable.stepped(m_time, frames);
     if (target == m_time)
         return;
-    const bool isNeighbour = frames == 1 && !shown->isGap && shown->end == target && !m_player.isBusy();
-    if (!isNeighbour) {
+    // The player has the neighbour at hand; everything else has to be looked for.
+    const auto shown = m_playable.frames.at(m_time);
+    const bool isNeighbour = shown && frames == 1 && !shown->isGap && shown->end == target;
+    if (!isNeighbour || m_player.isBusy()) {
         seekTo(target);
         return;
     }
     m_wasCorrected = false;
     setTime(target);
-    m_player.stepForward(secondsOf(target));
-}
-
-void MovieView::stepBackward(int frames)
-{
-    pause();
-    const auto& times = m_playable.frames;
-    if (times.empty()) {
-        setCurrentTime(m_time - QTTime {kSoundStep.value * frames, kSoundStep.scale});
-        return;
-    }
-    auto target = m_time;
-    for (int i = 0; i < frames; ++i)
-        if (const auto previous = times.previous(target))
-            target = *previous;
-    if (target != m_time)
-        seekTo(target);
+    m_player.stepForward(target.seconds());
 }
 
 void MovieView::setVolume(int percent)

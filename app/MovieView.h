@@ -1,11 +1,10 @@
 #pragma once
 
+#include "app/BackwardPlay.h"
 #include "app/MoviePlayer.h"
 #include "app/PlayableMovie.h"
 
-#include <QElapsedTimer>
 #include <QFutureWatcher>
-#include <QTimer>
 #include <QWidget>
 
 #include <memory>
@@ -65,8 +64,8 @@ public:
     void setRate(double rate);
     [[nodiscard]] double rate() const { return m_rate; }
     /// Pauses and goes that many frames on, or back; stays at the first and the last one.
-    void stepForward(int frames = 1);
-    void stepBackward(int frames = 1);
+    void stepForward(int frames = 1) { step(frames); }
+    void stepBackward(int frames = 1) { step(-frames); }
 
     void setVolume(int percent);
     [[nodiscard]] int volume() const { return m_volume; }
@@ -120,15 +119,13 @@ private:
     void showSettled();
     void showFailure(MoviePlayer::Failure failure, const QString& detail);
     void finishPlaying();
-    void shuttle();
+    void playBackward(const QTTime& time);
     void say(const QString& message);
     void layOut();
 
     void seekTo(const QTTime& time);
     void setTime(const QTTime& time);
-    [[nodiscard]] QTTime snapped(const QTTime& time) const;
-    [[nodiscard]] double playerTime(const QTTime& time) const;
-    [[nodiscard]] bool isInGap() const;
+    void step(int frames);
 
     Options m_options;
     MoviePlayer m_player;
@@ -148,9 +145,7 @@ private:
     bool m_isLooping = false;
     bool m_wasCorrected = false; ///< the present time was already asked for twice
 
-    QTimer m_shuttleTimer; ///< plays backward
-    QElapsedTimer m_shuttleClock;
-    QTTime m_shuttleStart;
+    BackwardPlay m_backward;
 };
 
 } // namespace reelwright

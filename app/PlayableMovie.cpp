@@ -2,7 +2,7 @@
 
 #include "movie/ByteReader.h"
 
-#include <optional>
+#include <algorithm>
 #include <set>
 #include <vector>
 
@@ -11,6 +11,17 @@ namespace {
 
     /// More sound tracks than anybody tells apart.
     constexpr std::size_t kMostSoundTracks = 32;
+    /// libmpv shows a frame that starts up to this much before the time of an exact seek.
+    constexpr double kSeekTolerance = 0.005;
+    /// A step where there are no frames.
+    constexpr QTTime kSoundStep {1, 30};
+
+    QTTime clamped(const QTTime& time, const QTTime& duration)
+    {
+        if (time.value < 0)
+            return {0, time.scale};
+        return time > duration ? duration : time;
+    }
 
     /// What of a movie is to be seen and heard.
     struct Selection
@@ -68,6 +79,65 @@ PlayableMovie PlayableMovie::make(const QTMovie& movie)
     for (const auto& sound : selection.sounds)
         note(result.feed.addSound(sound));
     return result;
+}
+
+std::optional<FrameTimes::Frame> PlayableMovie::frameAt(const QTTime& time) const
+{
+    auto frame = frames.at(time);
+    // Behind the picture there is none, and in a gap neither.
+    if (frame && (frame->isGap || time >= frame->end))
+        frame.reset();
+    return frame;
+}
+
+bool PlayableMovie::isGapAt(const QTTime& time) const
+{
+    const auto frame = frames.at(time);
+    return frame && frame->isGap;
+}
+
+QTTime PlayableMovie::snapped(const QTTime& wanted) const
+{
+    auto time = clamped(wanted, duration);
+    if (time >= duration) // the end of the movie is the start of what is shown last
+        if (const auto last = frames.at(time))
+            time = clamped(duration - (last->end - last->start), duration);
+    const auto frame = frameAt(time);
+    return frame ? frame->start : time;
+}
+
+QTTime PlayableMovie::stepped(const QTTime& from, int count) const
+{
+    if (frames.empty())
+        return snapped(from + QTTime {kSoundStep.value * count, kSoundStep.scale});
+    auto time = from;
+    for (int i = 0; i < std::abs(count); ++i) {
+        const auto neighbour = count > 0 ? frames.next(time) : frames.previous(time);
+        if (!neighbour)
+            break;
+        time = *neighbour;
+    }
+    return time;
+}
+
+double PlayableMovie::playerTime(const QTTime& time) const
+{
+    const auto frame = frameAt(time);
+    if (!frame)
+        return time.seconds();
+    // Pictures that last less than twice the player's tolerance would be mistaken for the one before.
+    const auto half = (frame->end - frame->start).seconds() / 2;
+    return frame->start.seconds() + std::max(0.0, kSeekTolerance - half);
+}
+
+bool PlayableMovie::agrees(double playerSeconds, const QTTime& time) const
+{
+    const auto frame = frameAt(time);
+    if (!frame)
+        return true;
+    const auto length = (frame->end - frame->start).seconds();
+    const auto off = playerSeconds - frame->start.seconds();
+    return off >= -length / 2 && off <= length;
 }
 
 } // namespace reelwright

@@ -4,6 +4,7 @@
 #include "movie/AtomInfo.h"
 #include "movie/ByteReader.h"
 #include "movie/QTMovie.h"
+#include "report/MovieFacts.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 #include "cli/AtomsCommand.h"
 
 #include "cli/FileReports.h"
-#include "cli/Printable.h"
-#include "cli/TextTable.h"
+#include "report/Printable.h"
+#include "report/TextTable.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #include "cli/Changes.h"
 
 #include "cli/FactsJson.h"
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <fmt/format.h>
 

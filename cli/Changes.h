@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/Json.h"
-#include "cli/MovieFacts.h"
+#include "report/MovieFacts.h"
 
 #include <vector>
 

@@ -2,7 +2,7 @@
 
 #include "cli/HelpFormatter.h"
 #include "cli/HelpTexts.h"
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <fmt/format.h>
 
@@ -149,14 +149,18 @@ namespace {
             m_commands[&addCommand(
                 m_app, m_common[1], "tracks", "Print each movie's tracks as a table", help::kTracksFooter)]
                 = Command::Tracks;
+            m_timecode = &addCommand(m_app, m_common[2], "timecode",
+                "Print what each movie's timecode tracks say", help::kTimecodeFooter);
+            m_commands[m_timecode] = Command::Timecode;
+            addTimecodeOptions();
             auto& atoms = addCommand(
-                m_app, m_common[2], "atoms", "Print each file's atoms with their places", help::kAtomsFooter);
+                m_app, m_common[3], "atoms", "Print each file's atoms with their places", help::kAtomsFooter);
             m_commands[&atoms] = Command::Atoms;
             atoms.add_option("--depth", m_depth, "Show N levels; 1 is the outermost only")
                 ->option_text("N")
                 ->check(CLI::Range(1, 1000));
             atoms.add_flag("--all", m_allAtoms, "Show all atoms of the outermost level");
-            m_edit = &addCommand(m_app, m_common[3], "edit", help::kEdit, help::kEditFooter);
+            m_edit = &addCommand(m_app, m_common[4], "edit", help::kEdit, help::kEditFooter);
             m_commands[m_edit] = Command::Edit;
             addEditOptions();
         }
@@ -181,6 +185,31 @@ namespace {
         }
 
     private:
+        void addTimecodeOptions()
+        {
+            m_at = m_timecode->add_option("--at", m_atText,
+                "Also the timecode at this time of the movie:\nhours:minutes:seconds:frames, or VALUE/SCALE "
+                "seconds");
+            m_at->option_text("TIME");
+            m_frame = m_timecode->add_option(
+                "--frame", m_frameNumber, "Also the timecode at frame N of the picture, from 0");
+            m_frame->option_text("N")->check(CLI::Range(std::int64_t {0}, std::int64_t {1} << 40U));
+        }
+
+        void finishTimecode()
+        {
+            if (m_at->count() != 0 && m_frame->count() != 0)
+                throw usageError("--at and --frame exclude each other");
+            if (m_frame->count() != 0)
+                m_request.timecode.frame = m_frameNumber;
+            if (m_at->count() == 0)
+                return;
+            m_request.timecode.at = TypedTime::parse(m_atText);
+            if (!m_request.timecode.at)
+                throw usageError(fmt::format(
+                    "--at takes a time such as 00:00:10:00, 10. or 3003/3000, not \"{}\"", m_atText));
+        }
+
         void addEditOptions()
         {
             for (const auto& option : editOptions()) {
@@ -223,7 +252,7 @@ namespace {
         {
             const auto given
                 = argc > 1 ? fmt::format("\"{}\" is no command", argv[1]) : "no command is given";
-            return given + "; there are info, tracks, atoms and edit";
+            return given + "; there are info, tracks, timecode, atoms and edit";
         }
 
         Request request()
@@ -236,6 +265,8 @@ namespace {
                 if (m_allAtoms)
                     m_request.atomLimits.alike = SIZE_MAX;
             }
+            if (m_request.command == Command::Timecode)
+                finishTimecode();
             if (m_request.command == Command::Edit)
                 finishEdit();
             return m_request;
@@ -246,23 +277,32 @@ namespace {
             auto& edit = m_request.edit;
             m_outputs.moveTo(edit);
             edit.sync = !m_noSync;
+            EditSteps steps;
             std::map<const CLI::Option*, std::size_t> used;
             for (const auto* option : m_edit->parse_order()) {
                 const auto known = m_editOptions.find(option);
                 if (known == m_editOptions.end())
                     continue;
-                auto step = known->second->parse(unshielded(option->results().at(used[option]++)));
-                if (!step)
-                    throw usageError(step.error().detail);
-                edit.steps.push_back(std::move(*step));
+                const auto value = unshielded(option->results().at(used[option]++));
+                if (const auto parsed = known->second->parse(value, steps); !parsed)
+                    throw usageError(parsed.error().detail);
             }
+            auto finished = steps.finish();
+            if (!finished)
+                throw usageError(finished.error().detail);
+            edit.steps = std::move(*finished);
             if (edit.steps.empty() && edit.isInPlace() && !edit.forceResave)
                 throw usageError("no edit is given, so there is nothing to do");
         }
 
         CLI::App m_app {help::kProgram, "reelwright-cli"};
-        std::array<CommonOptions, 4> m_common; ///< in the order of Command
+        std::array<CommonOptions, 5> m_common; ///< in the order of Command
         std::map<const CLI::App*, Command> m_commands;
+        CLI::App* m_timecode = nullptr;
+        CLI::Option* m_at = nullptr;
+        CLI::Option* m_frame = nullptr;
+        std::string m_atText;
+        std::int64_t m_frameNumber = 0;
         CLI::App* m_edit = nullptr;
         std::map<const CLI::Option*, const EditOption*> m_editOptions;
         EditOutputs m_outputs;

@@ -4,12 +4,13 @@
 #include "cli/EditOptions.h"
 #include "cli/FileList.h"
 #include "cli/ResultWriter.h"
+#include "cli/TimecodeCommand.h"
 
 #include <variant>
 
 namespace reelwright::cli {
 
-enum class Command { Info, Tracks, Atoms, Edit };
+enum class Command { Info, Tracks, Timecode, Atoms, Edit };
 
 /// What the command line asks for.
 struct Request
@@ -20,6 +21,7 @@ struct Request
     std::optional<std::string> fileList; ///< a file of more names, "-" for standard input
     NameSeparator separator = NameSeparator::LineEnd;
     AtomTree::Limits atomLimits;
+    TimecodeQuery timecode;
     EditOptions edit;
 };
 

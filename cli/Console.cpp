@@ -1,6 +1,6 @@
 #include "cli/Console.h"
 
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <fmt/format.h>
 #include <sys/ioctl.h>
@@ -110,16 +110,6 @@ void Console::clearBar()
     if (m_barWidth != 0)
         writeTo(stderr, '\r' + std::string(m_barWidth, ' ') + '\r');
     m_barWidth = 0;
-}
-
-std::string reasonFor(const MovieError& error, const std::string& file)
-{
-    auto plain = error;
-    if (plain.where == file)
-        plain.where.clear();
-    else if (plain.where.starts_with(file + ": "))
-        plain.where.erase(0, file.size() + 2);
-    return plain.message();
 }
 
 } // namespace reelwright::cli

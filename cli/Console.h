@@ -1,7 +1,5 @@
 #pragma once
 
-#include "movie/MovieError.h"
-
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -36,8 +34,5 @@ private:
     std::chrono::steady_clock::time_point m_nextBar;
     bool m_failed = false;
 };
-
-/// The reason of an error about `file`, without the file's name where the error begins with it.
-std::string reasonFor(const MovieError& error, const std::string& file);
 
 } // namespace reelwright::cli

@@ -3,7 +3,7 @@
 #include "cli/Interrupt.h"
 #include "cli/OutputPlan.h"
 #include "cli/PerFile.h"
-#include "cli/Printable.h"
+#include "report/Printable.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 

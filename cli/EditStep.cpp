@@ -1,9 +1,9 @@
 #include "cli/EditStep.h"
 
-#include "cli/MovieFacts.h"
 #include "cli/Selector.h"
 #include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
+#include "report/MovieFacts.h"
 #include "timecode/KWTimecode.h"
 
 #include <fmt/format.h>
@@ -185,25 +185,74 @@ namespace {
             std::move(text), *selector, field == "in" ? RangeField::In : RangeField::Duration, typed);
     }
 
+    /// An option that is a step by itself.
+    template <Result<EditStep> (*parse)(std::string_view)>
+    Result<void> stepOf(std::string_view value, EditSteps& steps)
+    {
+        RW_TRY(auto step, parse(value));
+        steps.add(std::move(step));
+        return {};
+    }
+
+    template <Result<void> (TimecodeEdit::*set)(std::string_view)>
+    Result<void> timecodeValue(std::string_view value, EditSteps& steps)
+    {
+        return (steps.timecode().*set)(value);
+    }
+
+    template <std::uint32_t flag> Result<void> timecodeFlag(std::string_view, EditSteps& steps)
+    {
+        steps.timecode().addFlag(flag);
+        return {};
+    }
+
     constexpr EditOption kOptions[] = {
-        {"--autoplay", "on|off", "Start playing when the movie is opened", autoPlay},
-        {"--autoclose", "on|off", "Close the movie when it has been played", autoClose},
-        {"--autoquit", "on|off", "Quit the player when the movie has been played", autoQuit},
-        {"--controller", "show|hide", "Show or hide the player's controller", controller},
+        {"--autoplay", "on|off", "Start playing when the movie is opened", stepOf<autoPlay>},
+        {"--autoclose", "on|off", "Close the movie when it has been played", stepOf<autoClose>},
+        {"--autoquit", "on|off", "Quit the player when the movie has been played", stepOf<autoQuit>},
+        {"--controller", "show|hide", "Show or hide the player's controller", stepOf<controller>},
         {"--aperture", "MODE",
             "Aperture mode: classic, clean, production or encoded;\nalso writes the dimensions of all modes",
-            aperture},
-        {"--rotate", "left|right", "Turn the picture by a quarter, on top of turns it has", rotate},
-        {"--flip", "", "Turn the picture by a half (upside down)", flip},
-        {"--flop", "", "Mirror the picture, left to right", flop},
+            stepOf<aperture>},
+        {"--rotate", "left|right", "Turn the picture by a quarter, on top of turns it has", stepOf<rotate>},
+        {"--flip", "", "Turn the picture by a half (upside down)", stepOf<flip>},
+        {"--flop", "", "Mirror the picture, left to right", stepOf<flop>},
         {"--track", "SELECTOR:FIELD=VALUE",
             "Change a track: enabled=on|off, in=TIMECODE (where it\nstarts in the movie) or "
             "duration=TIMECODE; "
             "see below",
-            track},
+            stepOf<track>},
+        {"--timecode", "TEXT",
+            "Let the first timecode track start with this timecode;\na movie without one gets it",
+            timecodeValue<&TimecodeEdit::setTimecode>},
+        {"--counter", "N", "Let it count from N (0 to 255) instead",
+            timecodeValue<&TimecodeEdit::setCounter>},
+        {"--reel", "TEXT", "Its reel name; without --timecode and --counter the\nstart stays",
+            timecodeValue<&TimecodeEdit::setReel>},
+        {"--drop-frame", "", "It counts in drop frame, as a \";\" in the timecode says too",
+            timecodeFlag<TimecodeDefinition::kDropFrame>},
+        {"--negative", "", "It may count below zero", timecodeFlag<TimecodeDefinition::kNegativeTimesOK>},
+        {"--limit-24h", "", "It starts again at zero after 24 hours",
+            timecodeFlag<TimecodeDefinition::k24HourMax>},
     };
 
 } // namespace
+
+TimecodeEdit& EditSteps::timecode()
+{
+    if (!m_timecode) {
+        m_timecode = std::make_shared<TimecodeEdit>();
+        add({"--timecode", [edit = m_timecode](QTMovie& movie) { return edit->apply(movie); }});
+    }
+    return *m_timecode;
+}
+
+Result<std::vector<EditStep>> EditSteps::finish()
+{
+    if (m_timecode)
+        RW_CHECK(m_timecode->check());
+    return std::move(m_steps);
+}
 
 std::span<const EditOption> editOptions()
 {

@@ -3,6 +3,7 @@
 #include "cli/Console.h"
 #include "cli/MediaChecksum.h"
 #include "movie/MovieSaver.h"
+#include "report/MovieFacts.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>

@@ -1,6 +1,7 @@
 #include "cli/FileReports.h"
 
 #include "cli/PerFile.h"
+#include "report/MovieFacts.h"
 
 namespace reelwright::cli {
 

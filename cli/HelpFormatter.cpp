@@ -49,7 +49,8 @@ std::string HelpFormatter::make_subcommands(const CLI::App* app, CLI::AppFormatM
     std::string text = "\nCommands:\n";
     for (const auto* command : app->get_subcommands({})) {
         const auto description = command->get_description();
-        text += fmt::format("  {:8}{}\n", command->get_name(), description.substr(0, description.find('\n')));
+        text
+            += fmt::format("  {:10}{}\n", command->get_name(), description.substr(0, description.find('\n')));
     }
     return text;
 }

@@ -46,6 +46,24 @@ Examples:
 
 Exit status: 0 done, 1 a file could not be opened (named on standard error), 2 wrong usage.)";
 
+const char* const kTimecodeFooter = R"(
+Start is the timecode that is stored, at the beginning of the track's media; "First shown" tells the first one that the
+track's edit list lets through where that differs. Last frame is the movie's last one. Frames are counted from 0, at the
+average rate of the first video track or, without a picture, at the timecode's own.
+
+JSON: file and tracks [{id, place, enabled, start, startFrame, reel, dropFrame, limit24h, negative, counter, flags,
+frameRate, timeScale, frameDuration, numberOfFrames, first, last, and with --at or --frame at}]; first, last and at are
+{time {value, scale}, timecode, frame}, with null where the track shows nothing. One object for one file, an array for
+several; --json-lines one object a line.
+
+Examples:
+  reelwright-cli timecode clip.mov
+  reelwright-cli timecode --at 00:01:00:00 clip.mov         a minute into the movie
+  reelwright-cli timecode --frame 1799 --json clip.mov | jq -r '.tracks[0].at.timecode'
+
+Exit status: 0 done (also for a movie without timecode), 1 a file or one of its timecode tracks could not be read (named
+on standard error), 2 wrong usage.)";
+
 const char* const kAtomsFooter = R"(
 Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,
 with notes where an atom is cut short or has no size. Of more than 20 atoms of one type on the outermost level

@@ -7,6 +7,7 @@ extern const char* const kProgram;
 extern const char* const kProgramFooter;
 extern const char* const kInfoFooter;
 extern const char* const kTracksFooter;
+extern const char* const kTimecodeFooter;
 extern const char* const kAtomsFooter;
 extern const char* const kEdit;
 extern const char* const kEditFooter;

@@ -2,8 +2,8 @@
 
 #include "cli/FactsJson.h"
 #include "cli/FileReports.h"
-#include "cli/InfoReport.h"
-#include "cli/Printable.h"
+#include "report/InfoReport.h"
+#include "report/Printable.h"
 
 namespace reelwright::cli {
 namespace {

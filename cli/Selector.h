@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/TrackPlaces.h"
+#include "report/TrackPlaces.h"
 
 namespace reelwright::cli {
 

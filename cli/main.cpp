@@ -18,6 +18,8 @@ int runCommand(const Request& request, const std::vector<std::string>& files, Co
         return runInfo(files, console, request.format);
     case Command::Tracks:
         return runTracks(files, console, request.format);
+    case Command::Timecode:
+        return runTimecode(files, request.timecode, console, request.format);
     case Command::Atoms:
         return runAtoms(files, request.atomLimits, console, request.format);
     case Command::Edit:

@@ -440,6 +440,32 @@ void MyDocument::incrementTrackOffset(int offset)
         "Nudge Track", [&](QTMovie& movie) { setTrackRange(movie, *track, range); }, ViewUpdate::Reset);
 }
 
+void MyDocument::removeTrack()
+{
+    const auto* record = selectedTrack();
+    if (!record || !m_window)
+        return;
+    const auto id = record->trackID(); // the record may be another one after the question
+    if (m_window->alert("Are you sure you wish to remove this track?", "", {"Remove", "Cancel"}) != 0)
+        return;
+    const auto tracks = m_movie.tracks();
+    const auto found = std::find_if(
+        tracks.begin(), tracks.end(), [&](const QTTrack& track) { return track.trackID() == id; });
+    if (found == tracks.end()) {
+        m_window->alert("Unable to remove track", "Reelwright could not locate the track.", {"OK"});
+        return;
+    }
+    perform(
+        "Remove Track",
+        [&](QTMovie& movie) {
+            const EditableScope scope {movie};
+            if (const auto done = movie.removeTrack(*found); !done)
+                KWLog::appendLog("Error removing track: {}", done.error().status);
+        },
+        ViewUpdate::Reset);
+    showInfoForSelection();
+}
+
 MyDocument::TextBox MyDocument::textBox(const KWMovTrack& record)
 {
     const auto bounds = record.trackBounds();

@@ -93,6 +93,8 @@ public:
 
     // What it holds
 
+    /// Where the track table's arrow keys are told.
+    [[nodiscard]] NotificationCenter& notifications() const { return m_environment.notifications; }
     [[nodiscard]] const QTMovie& movie() const { return m_movie; }
     /// Path of the document's file; empty for a document that has none.
     [[nodiscard]] const std::string& path() const { return m_path; }
@@ -131,6 +133,8 @@ public:
     void incrementTrackOffset(int offset);
     void incrementTrackByOneFrame() { incrementTrackOffset(100); }
     void decrementTrackByOneFrame() { incrementTrackOffset(-100); }
+    /// Removes the selected track after asking.
+    void removeTrack();
 
     /// The box fields of the text panel, as the text track's bounds suggest them.
     struct TextBox

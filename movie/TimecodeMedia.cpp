@@ -52,6 +52,69 @@ namespace {
         return static_cast<std::int64_t>(std::clamp<Wide>(number, INT64_MIN, INT64_MAX));
     }
 
+    /// A time of a media between two of its units: num ÷ den.
+    struct MediaTime
+    {
+        Wide num = 0;
+        Wide den = 1;
+    };
+
+    std::string placeOf(const QTTrack& track)
+    {
+        return fmt::format("track {}", track.trackID());
+    }
+
+    /// The product, or an error: only damaged files have times that leave no room for it.
+    Result<Wide> product(const QTTrack& track, std::initializer_list<Wide> factors)
+    {
+        Wide result = 1;
+        for (const auto factor : factors)
+            if (__builtin_mul_overflow(result, factor, &result))
+                return failure(MovieError::Code::Corrupt, placeOf(track), "the times are beyond all measure");
+        return result;
+    }
+
+    Wide roundedDown(Wide num, Wide den)
+    {
+        return num / den - (num % den < 0 ? 1 : 0);
+    }
+
+    /// The timecode at that time, counted on from the sample that holds it.
+    Result<Reading> readingAt(const QTTrack& track, const MediaTime& time)
+    {
+        const auto media = track.media();
+        if (track.mediaType() != QTMediaTypeTimeCode)
+            return failure(MovieError::Code::Refused, placeOf(track), "this is no timecode track");
+        const auto description = media.sampleDescription(1);
+        if (!description)
+            return failure(
+                MovieError::Code::Corrupt, placeOf(track), "the timecode track has no description");
+        Reading reading;
+        RW_TRY(reading.description, description->timecode());
+        const auto& definition = reading.description.definition;
+        const auto whole = std::max(saturated(roundedDown(time.num, time.den)), std::int64_t {0});
+        const auto sample = media.sampleTable().sampleAt(static_cast<std::uint64_t>(whole));
+        if (!sample)
+            return failure(MovieError::Code::Corrupt, placeOf(track), "the timecode track has no sample");
+        RW_TRY(const auto bytes, media.sampleData(sample->sample));
+        ByteReader in {bytes.span(), "timecode sample"};
+        const auto stored = in.u32();
+        RW_CHECK(in.finish(true));
+        // The sign bit is a sign only where negative times are allowed; else counts above 2^31 are what they
+        // say.
+        const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
+        const std::int64_t first
+            = isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
+        // Media units to units of the definition, then to the frame that has begun.
+        RW_TRY(const auto start, product(track, {sample->start, time.den}));
+        RW_TRY(const auto elapsed, product(track, {time.num - start, definition.timeScale}));
+        RW_TRY(const auto unit, product(track, {media.timeScale(), definition.frameDuration, time.den}));
+        const Wide frames = unit <= 0 ? 0 : roundedDown(elapsed, unit);
+        reading.frame = saturated(frames > INT64_MAX / 2 ? frames : first + frames);
+        reading.text = label(reading.frame, definition);
+        return reading;
+    }
+
 } // namespace
 
 TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition)
@@ -113,39 +176,40 @@ std::string label(std::int64_t frame, const TimecodeDefinition& definition)
 
 Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)
 {
-    const auto media = track.media();
+    return readingAt(track, {mediaTime, 1});
+}
+
+Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time)
+{
     if (track.mediaType() != QTMediaTypeTimeCode)
-        return failure(
-            MovieError::Code::Refused, fmt::format("track {}", track.trackID()), "this is no timecode track");
-    const auto description = media.sampleDescription(1);
-    if (!description)
-        return failure(MovieError::Code::Corrupt, fmt::format("track {}", track.trackID()),
-            "the timecode track has no description");
-    Reading reading;
-    RW_TRY(reading.description, description->timecode());
-    const auto& definition = reading.description.definition;
-    const auto table = media.sampleTable();
-    const auto sample = table.sampleAt(static_cast<std::uint64_t>(std::max<std::int64_t>(mediaTime, 0)));
-    if (!sample)
-        return failure(MovieError::Code::Corrupt, fmt::format("track {}", track.trackID()),
-            "the timecode track has no sample");
-    RW_TRY(const auto bytes, media.sampleData(sample->sample));
-    ByteReader in {bytes.span(), "timecode sample"};
-    const auto stored = in.u32();
-    RW_CHECK(in.finish(true));
-    // The sign bit is a sign only where negative times are allowed; else counts above 2^31 are what they say.
-    const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
-    const std::int64_t first
-        = isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
-    const auto elapsed = static_cast<Wide>(mediaTime) - sample->start;
-    // Media units to units of the definition, then to whole frames.
-    const Wide divisor = static_cast<Wide>(media.timeScale()) * definition.frameDuration;
-    Wide frames = divisor == 0 ? 0 : elapsed * definition.timeScale / divisor;
-    if (frames * divisor > elapsed * definition.timeScale)
-        --frames; // before the first sample: the frame that has begun
-    reading.frame = saturated(first + frames);
-    reading.text = label(reading.frame, definition);
-    return reading;
+        return failure(MovieError::Code::Refused, placeOf(track), "this is no timecode track");
+    RW_TRY(const auto list, track.editList());
+    const Wide movieScale = track.timeScale();
+    if (movieScale <= 0 || time.scale <= 0 || time.value < 0)
+        return std::nullopt;
+    // All in units of 1 ÷ (movie scale × scale of the time): no rounding.
+    const Wide asked = time.value * movieScale;
+    Wide begin = 0;
+    for (const auto& edit : list.edits) {
+        RW_TRY(const Wide duration, product(track, {edit.duration, time.scale}));
+        if (asked - begin >= duration) {
+            begin += duration; // at most 2^95 an edit, 2^28 edits in the largest header
+            continue;
+        }
+        if (edit.isEmpty())
+            return std::nullopt;
+        constexpr Wide kOne = 1 << 16;
+        const Wide rate = edit.rate == kOne ? 1 : edit.rate;
+        MediaTime mediaTime;
+        RW_TRY(mediaTime.den, product(track, {time.scale, movieScale, edit.rate == kOne ? 1 : kOne}));
+        RW_TRY(const auto offset, product(track, {edit.mediaTime, mediaTime.den}));
+        RW_TRY(const auto shown, product(track, {asked - begin, track.media().timeScale(), rate}));
+        if (__builtin_add_overflow(offset, shown, &mediaTime.num))
+            return failure(MovieError::Code::Corrupt, placeOf(track), "the times are beyond all measure");
+        RW_TRY(auto reading, readingAt(track, mediaTime));
+        return reading;
+    }
+    return std::nullopt;
 }
 
 } // namespace reelwright::timecodeMedia

@@ -2,6 +2,7 @@
 
 #include "movie/QTTrack.h"
 
+#include <optional>
 #include <string>
 
 namespace reelwright {
@@ -41,6 +42,10 @@ namespace timecodeMedia {
     /// The timecode at a time of the media (in its time scale), counted on from the sample that holds it.
     /// Errors: Refused when the track is no timecode track; Corrupt and Io when its sample cannot be read.
     Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime);
+    /// The timecode at a time of the movie (of any scale), exactly, through the track's edit list; nothing
+    /// where the track shows none of its media.
+    /// Errors: as above, and those of QTTrack::editList.
+    Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time);
 
 } // namespace timecodeMedia
 

@@ -96,9 +96,9 @@ namespace userData {
             const auto bytes = in.bytes(length);
             if (!in.ok())
                 break;
-            const bool macintosh = language < 0x400;
-            result.push_back(
-                {language, macintosh && !isValidUtf8(bytes) ? decodeMacRoman(bytes) : decodeText(bytes)});
+            InternationalText text {language, {}, bytes};
+            text.text = text.isMacintosh() && !isValidUtf8(bytes) ? decodeMacRoman(bytes) : decodeText(bytes);
+            result.push_back(std::move(text));
         }
         return result;
     }

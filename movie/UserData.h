@@ -25,6 +25,10 @@ namespace userData {
     {
         std::uint16_t language = 0;
         std::string text; ///< UTF-8
+        ByteSpan bytes; ///< as they stand; borrowed from the payload
+
+        /// Is the language a Macintosh code, and not a packed ISO 639-2 one?
+        [[nodiscard]] bool isMacintosh() const { return language < 0x400; }
     };
 
     /// The texts of such an item; damaged ones end the list. Macintosh language codes (below 0x400) mean Mac

@@ -14,7 +14,7 @@ packages_for()
         echo g++ cmake ninja-build pkg-config zlib1g-dev libfmt-dev libexpected-dev libcli11-dev \
             nlohmann-json3-dev libplist-dev ;;
     app) # windows and player of the desktop program
-        echo qt6-base-dev libqt6opengl6-dev libmpv-dev ;;
+        echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev ;;
     run) # ffprobe and ffmpeg judge what the demonstration saved
         echo ffmpeg ;;
     test) # the test library, and other programs that judge the files that were saved

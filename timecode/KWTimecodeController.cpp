@@ -73,41 +73,84 @@ namespace {
         return video.empty() ? std::nullopt : std::optional(video.front().media());
     }
 
-    /// Movie time scale ÷ frame rate, rounded toward zero. The rate is samples × media time scale ÷ media
-    /// duration, and is used as such: a quotient of two rounded numbers would make 1000 of 1001.
-    std::uint32_t frameDuration(const QTMovie& movie)
+    __extension__ using Wide = __int128;
+
+    /// A frame rate: num ÷ den frames a second.
+    struct Rate
     {
-        const std::int64_t scale = movie.timeScale();
-        constexpr std::int64_t kRateWithoutPicture = 30;
+        std::int64_t num = 0;
+        std::int64_t den = 1;
+    };
+
+    /// The whole or NTSC rate that a media has but for the rounding of its sample times, if it has one: 30000
+    /// ÷ 1001 for frames that last 20 units of 600 and now and then 21.
+    std::optional<Rate> nominalRate(double average, double samples)
+    {
+        constexpr double kNear = 0.0004; // well below the thousandth between 30 and 29.97
+        const auto whole = std::llround(average);
+        const auto ntsc = std::llround(average * 1.001);
+        std::optional<Rate> nearest;
+        double smallest = std::min(kNear, 1 / samples); // over the whole media less than a frame
+        for (const auto& rate : {Rate {whole, 1}, Rate {ntsc * 1000, 1001}}) {
+            if (rate.num <= 0 || (rate.den != 1 && ntsc % 24 != 0 && ntsc % 30 != 0))
+                continue;
+            const auto error
+                = std::abs(average * static_cast<double>(rate.den) / static_cast<double>(rate.num) - 1);
+            if (error < smallest) {
+                smallest = error;
+                nearest = rate;
+            }
+        }
+        return nearest;
+    }
+
+    /// The rate of the picture; 30 in a movie without one. Of a media with frames of different lengths the
+    /// average: samples × media time scale ÷ media duration, which is used as such, since a quotient of
+    /// two rounded numbers would make 1000 of 1001.
+    Rate pictureRate(const QTMovie& movie)
+    {
         const auto media = pictureMedia(movie);
         const auto duration = media ? media->duration() : QTTime {};
         const auto samples = media ? static_cast<std::int64_t>(media->sampleCount()) : 0;
         if (samples == 0 || duration.value <= 0 || duration.scale <= 0)
-            return static_cast<std::uint32_t>(scale / kRateWithoutPicture);
-        __extension__ using Wide = __int128;
-        const Wide exact
-            = static_cast<Wide>(scale) * duration.value / (static_cast<Wide>(duration.scale) * samples);
+            return {30, 1};
+        const Rate average {duration.scale * samples, duration.value};
+        const auto count = static_cast<double>(samples);
+        return nominalRate(count / duration.seconds(), count).value_or(average);
+    }
+
+    /// Movie time scale ÷ frame rate, rounded toward zero.
+    std::uint32_t frameDuration(const QTMovie& movie)
+    {
+        const auto rate = pictureRate(movie);
+        const Wide exact = static_cast<Wide>(movie.timeScale()) * rate.den / rate.num;
         return exact > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(exact);
     }
 
     std::uint8_t numberOfFrames(const QTMovie& movie)
     {
-        const auto media = pictureMedia(movie);
-        const auto rate = media ? KWTimecodeController::frameRateForMedia(*media) : 30.0F;
-        const auto byte
-            = static_cast<std::uint8_t>(static_cast<std::uint64_t>(std::ceil(std::min(rate, 1e9F))));
+        const auto rate = pictureRate(movie);
+        const auto roundedUp = rate.num / rate.den + (rate.num % rate.den != 0 ? 1 : 0);
+        const auto byte = static_cast<std::uint8_t>(roundedUp);
         return byte == 0 ? 1 : byte;
     }
 
-    /// In a time scale in which a frame has no whole length, readers drift or misread the rate.
+    /// In a time scale in which a frame has no whole length, readers drift or misread the rate: the movie's
+    /// becomes a multiple of the picture's and, where frames have no whole length in that either, of the
+    /// rate's own.
     void raiseToPicture(QTMovie& movie)
     {
-        const auto media = pictureMedia(movie);
-        if (!media)
-            return;
-        if (const auto raised = movie.raiseTimeScale(media->timeScale()); !raised || !*raised)
-            KWLog::appendLog("Unable to raise the movie time scale {} to the video media's {}",
-                movie.timeScale(), media->timeScale());
+        const auto raise = [&movie](std::int64_t unit) {
+            const auto raised = movie.raiseTimeScale(unit > INT32_MAX ? 0 : static_cast<std::int32_t>(unit));
+            if (!raised || !*raised)
+                KWLog::appendLog("Unable to raise the movie time scale {} to {}", movie.timeScale(), unit);
+        };
+        if (const auto media = pictureMedia(movie))
+            raise(media->timeScale());
+        const auto rate = pictureRate(movie);
+        const bool isNominal = rate.den == 1 || rate.den == 1001;
+        if (isNominal && static_cast<Wide>(movie.timeScale()) * rate.den % rate.num != 0)
+            raise(rate.num);
     }
 
     /// The number to store for a start; 32 bits whatever its sign.

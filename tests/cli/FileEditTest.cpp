@@ -95,7 +95,9 @@ namespace {
         {
             m_builder.headerPlace = test::MovieBuilder::HeaderPlace::Last;
             test::writeFile(m_path, m_builder.build());
-            m_options.steps.push_back(editOptions().front().parse("on").value()); // --autoplay on
+            EditSteps steps;
+            EXPECT_TRUE(editOptions().front().parse("on", steps)); // --autoplay on
+            m_options.steps = steps.finish().value();
         }
 
         EditResult run(const Progress& progress = {})

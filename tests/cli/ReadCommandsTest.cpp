@@ -121,7 +121,7 @@ namespace {
     {
         sample("two-audio.mov");
         sample("rotated.mp4");
-        for (const auto* command : {"info", "tracks", "atoms"}) {
+        for (const auto* command : {"info", "tracks", "timecode", "atoms"}) {
             const auto array = json({command, "--json", "rotated.mp4", "two-audio.mov"});
             ASSERT_TRUE(array.is_array());
             EXPECT_EQ(array[0]["file"], "rotated.mp4");
@@ -238,7 +238,7 @@ namespace {
         for (const auto* folder : {"movies", "bad", "audio", "stills"})
             for (const auto& file : corpusFiles(folder))
                 files.push_back(file);
-        for (const auto* command : {"info", "tracks", "atoms"}) {
+        for (const auto* command : {"info", "tracks", "timecode", "atoms"}) {
             std::vector<std::string> arguments {command, "--json"};
             arguments.insert(arguments.end(), files.begin(), files.end());
             const auto results = json(arguments, 1); // there are damaged ones among them

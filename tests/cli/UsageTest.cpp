@@ -18,7 +18,7 @@ namespace {
         EXPECT_THAT(help.output,
             AllOf(HasSubstr("info"), HasSubstr("tracks"), HasSubstr("atoms"), HasSubstr("edit"),
                 HasSubstr("Exit status")));
-        for (const auto* command : {"info", "tracks", "atoms", "edit"}) {
+        for (const auto* command : {"info", "tracks", "timecode", "atoms", "edit"}) {
             const auto own = cli({command, "--help"});
             EXPECT_EQ(own.exitCode, 0);
             EXPECT_THAT(own.output,
@@ -68,6 +68,17 @@ namespace {
             {{"edit", "--track", "a2:in=soon", file}, "timecode"},
             {{"edit", "--track", "a2:in=", file}, "timecode"},
             {{"edit", "--track", "a2:in=-10.", file}, "timecode"},
+            {{"edit", "--timecode", "soon", file}, "not \"soon\""},
+            {{"edit", "--timecode", "", file}, "timecode such as"},
+            {{"edit", "--timecode", "10:60:00:00", file}, "timecode such as"},
+            {{"edit", "--timecode", "1:2:3:4:5:6", file}, "timecode such as"},
+            {{"edit", "--timecode=-1:00:00:00", file}, "timecode such as"},
+            {{"edit", "--timecode", "1", "--timecode", "2", file}, "once only"},
+            {{"edit", "--timecode", "1", "--counter", "2", file}, "exclude each other"},
+            {{"edit", "--counter", "256", file}, "from 0 to 255"},
+            {{"edit", "--counter", "2", "--drop-frame", file}, "--reel only"},
+            {{"edit", "--reel", std::string(256, 'A'), file}, "255 bytes"},
+            {{"edit", "--reel", "\xE4", file}, "UTF-8"},
             {{"edit", "--flip", "--jobs", "0", file}, "--jobs"},
             {{"edit", "--flip", "--suffix", "", file}, "--suffix"},
             {{"edit", "--flip", "--suffix", "/x", file}, "--suffix"},

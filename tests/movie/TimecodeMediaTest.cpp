@@ -211,6 +211,67 @@ namespace {
         }
     }
 
+    struct MovieTimeFact
+    {
+        QTTime time;
+        std::optional<std::int64_t> frame; ///< nothing where the track shows nothing
+        const char* why;
+    };
+
+    TEST(TimecodeMedia, TimesOfTheMovieGoThroughTheEditList)
+    {
+        // |gap 1 s| media from its second second, 1 s |gap 0.5 s| media from the start, 2 s at half speed |
+        constexpr TimecodeDefinition kRate {0, 30000, 1001, 30};
+        auto movie = test::emptyMovie(600);
+        auto source = timecodeTrack(kRate, {1000, 5000}, {{1, 30030}, {1, 60060}});
+        source.edits.emplace();
+        source.edits->edits
+            = {{600, -1, 1 << 16}, {600, 30030, 1 << 16}, {300, -1, 1 << 16}, {1200, 0, 1 << 15}};
+        const auto track = test::addTrack(movie, source);
+        const MovieTimeFact facts[] = {
+            {{0, 600}, {}, "before the late start"},
+            {{599, 600}, {}, "to its last unit"},
+            {{600, 600}, 5000, "the second sample is what the first edit shows"},
+            {{1, 1}, 5000, "the same instant in another scale"},
+            {{30000 + 1000, 30000}, 5000, "between two units of the movie's scale: still the first frame"},
+            {{30000 + 1001, 30000}, 5001, "exactly its end"},
+            {{620, 600}, 5000, "33.33 ms are less than a frame, too"},
+            {{1199, 600}, 5029, "the end of the edit"},
+            {{1200, 600}, {}, "the second gap"},
+            {{1500, 600}, 1000, "the first sample"},
+            {{1500 * 50 + 2 * 1001, 30000}, 1001, "half speed: a frame lasts two"},
+            {{1500 * 50 + 2 * 1001 - 1, 30000}, 1000, "to the last unit"},
+            {{2699, 600}, 1029, "the end of it all"},
+            {{2700, 600}, {}, "past the end"},
+            {{INT64_MAX, 1}, {}, "far past the end"},
+            {{-1, 600}, {}, "before the movie"},
+            {{0, 0}, {}, "no time at all"},
+        };
+        for (const auto& fact : facts) {
+            const auto reading = timecodeMedia::atMovieTime(track, fact.time);
+            ASSERT_TRUE(reading) << fact.why << ": " << reading.error().message();
+            EXPECT_EQ(*reading ? std::optional((*reading)->frame) : std::nullopt, fact.frame) << fact.why;
+        }
+    }
+
+    TEST(TimecodeMedia, TimesOfTheMovieBeyondAllMeasureAreSurvived)
+    {
+        auto movie = test::emptyMovie(INT32_MAX);
+        auto source = timecodeTrack({kSigned, UINT32_MAX, UINT32_MAX, 255}, {UINT32_MAX}, {{1, UINT32_MAX}});
+        source.mediaScale = INT32_MAX;
+        for (const std::int32_t rate : {INT32_MIN, -1, 0, 1, INT32_MAX})
+            for (const std::int64_t mediaTime : {INT64_MIN, std::int64_t {-2}, INT64_MAX}) {
+                source.edits.emplace();
+                source.edits->edits = {{UINT64_MAX / 2, mediaTime, rate}, {UINT64_MAX, -1, rate}};
+                source.edits->version = 1;
+                const auto track = test::addTrack(movie, source);
+                for (const QTTime time : {QTTime {0, 1}, {INT64_MAX, 1}, {INT64_MAX, INT32_MAX}}) {
+                    const auto reading = timecodeMedia::atMovieTime(track, time);
+                    EXPECT_TRUE(reading || reading.error().code == MovieError::Code::Corrupt);
+                }
+            }
+    }
+
     TEST(TimecodeMedia, SignBitCountsOnlyWhereNegativeTimesAreAllowed)
     {
         for (const auto& [flags, frame] :

@@ -3,6 +3,7 @@
 #include "movie/MovieSaver.h"
 #include "tests/helpers/PacketChecksums.h"
 #include "tests/helpers/TestFiles.h"
+#include "tests/helpers/TestMovie.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -119,6 +120,59 @@ namespace {
             ASSERT_TRUE(reading);
             EXPECT_EQ(reading->text, fmt::format("{:02}:00:00;00", hours));
         }
+    }
+
+    struct TableFact
+    {
+        std::uint32_t mediaScale;
+        std::vector<SampleTable::TimeRun> times;
+        std::uint32_t movieScale; ///< before
+        std::int64_t num; ///< of the rate of the definition
+        std::int64_t den;
+        int frames;
+        const char* why;
+    };
+
+    TEST(TimecodeController, ARateThatTheSampleTimesOnlyRoundIsWrittenExactly)
+    {
+        const TableFact facts[] = {
+            {600, {{49, 20}, {1, 21}}, 600, 30000, 1001, 30, "29.97 in 600ths: a frame in fifty is longer"},
+            {600, {{2450, 20}, {50, 21}}, 1000, 30000, 1001, 30, "the same for longer"},
+            {1000, {{20, 16}, {40, 17}}, 1000, 60, 1, 60, "60 in thousandths"},
+            {1000, {{567, 42}, {234, 41}}, 1000, 24000, 1001, 24, "23.976 in thousandths"},
+            {600, {{100, 20}}, 600, 30, 1, 30, "plain 30"},
+            {90000, {{60, 1500}, {60, 3000}}, 1000, 40, 1, 40, "two rates: their average"},
+            {1000, {{10, 37}}, 1000, 1000, 37, 28, "27.03, rounded up, with frames of whole length"},
+        };
+        for (const auto& fact : facts) {
+            SCOPED_TRACE(fact.why);
+            auto movie = test::emptyMovie(fact.movieScale);
+            test::TestTrack video;
+            video.mediaScale = fact.mediaScale;
+            video.times = fact.times;
+            test::addTrack(movie, video);
+            ASSERT_TRUE(KWTimecodeController::insertBlankTimecodeTrack(movie));
+            TimecodeDefinition definition;
+            KWTimecodeController::timecodeForTrack(timecodeTrack(movie), &definition);
+            EXPECT_EQ(definition.timeScale * fact.den, definition.frameDuration * fact.num);
+            EXPECT_EQ(definition.numberOfFrames, fact.frames);
+            EXPECT_EQ(static_cast<std::uint32_t>(movie.timeScale()), definition.timeScale);
+        }
+    }
+
+    TEST(TimecodeController, WithoutAPictureThirtyFramesASecondHaveAWholeLength)
+    {
+        auto movie = test::emptyMovie(1000);
+        test::TestTrack sound;
+        sound.mediaType = QTMediaTypeSound;
+        sound.mediaScale = 48000;
+        sound.times = {{48000, 1}};
+        const auto track = test::addTrack(movie, sound);
+        ASSERT_TRUE(KWTimecodeController::insertBlankTimecodeTrack(movie));
+        TimecodeDefinition definition;
+        KWTimecodeController::timecodeForTrack(timecodeTrack(movie), &definition);
+        EXPECT_EQ(definition, (TimecodeDefinition {0, 3000, 100, 30}));
+        EXPECT_EQ(track.references().at("tmcd"_cc).front(), timecodeTrack(movie).trackID());
     }
 
     TEST(TimecodeController, AFileTypeWithoutTimecodeAndAMovieWithoutTracksGetNone)

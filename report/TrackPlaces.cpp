@@ -1,10 +1,10 @@
-#include "cli/TrackPlaces.h"
+#include "report/TrackPlaces.h"
 
 #include <algorithm>
 #include <array>
 #include <map>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     constexpr TrackKind kKinds[] = {
@@ -55,4 +55,4 @@ std::vector<PlacedTrack> placedTracks(const QTMovie& movie)
     return result;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

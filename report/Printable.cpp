@@ -1,4 +1,4 @@
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <fmt/format.h>
 
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <iterator>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     struct Character
@@ -100,4 +100,4 @@ std::size_t displayWidth(std::string_view text)
     return width;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

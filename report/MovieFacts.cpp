@@ -1,6 +1,5 @@
-#include "cli/MovieFacts.h"
+#include "report/MovieFacts.h"
 
-#include "cli/Console.h"
 #include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
 #include "movie/ByteReader.h"
@@ -11,7 +10,7 @@
 
 #include <algorithm>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     constexpr double kFixedOne = 65536.0;
@@ -88,6 +87,21 @@ namespace {
         return sound ? sound->sampleRate : 0;
     }
 
+    /// Three letters of five bits each, which count from 1; smaller codes are the Macintosh's own.
+    std::string languageText(std::uint16_t code)
+    {
+        constexpr std::uint16_t kFirstPacked = 0x400;
+        constexpr std::uint16_t kUnspecified = 0x7FFF;
+        if (code == kUnspecified)
+            return {};
+        if (code < kFirstPacked)
+            return code == 0 ? "English" : fmt::format("Macintosh {}", code);
+        std::string letters;
+        for (const int shift : {10, 5, 0})
+            letters += static_cast<char>(0x60 + ((code >> shift) & 0x1F));
+        return letters == "und" ? std::string {} : letters;
+    }
+
     TrackFacts trackFacts(const PlacedTrack& placed, const QTMovie& movie)
     {
         const auto& track = placed.track;
@@ -117,6 +131,7 @@ namespace {
         const auto label = placed.record.audioChannelDescription().mChannelLabel;
         if (const auto name = KWQuickTime::friendlyAudioChannelLabel(label); name != "Unknown")
             facts.channelLabel = name;
+        facts.language = languageText(media.header().language);
         facts.references = track.references();
         facts.timecode = timecodeFacts(track);
         facts.apertures = apertureFacts(track);
@@ -167,6 +182,16 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     return facts;
 }
 
+std::string reasonFor(const MovieError& error, const std::string& file)
+{
+    auto plain = error;
+    if (plain.where == file)
+        plain.where.clear();
+    else if (plain.where.starts_with(file + ": "))
+        plain.where.erase(0, file.size() + 2);
+    return plain.message();
+}
+
 std::vector<std::string> warningTexts(const QTMovie& movie)
 {
     std::vector<std::string> texts;
@@ -197,4 +222,4 @@ std::optional<FourCC> apertureModeNamed(std::string_view name)
     return std::nullopt;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

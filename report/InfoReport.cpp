@@ -1,12 +1,12 @@
-#include "cli/InfoReport.h"
+#include "report/InfoReport.h"
 
-#include "cli/Printable.h"
-#include "cli/TextTable.h"
+#include "report/Printable.h"
+#include "report/TextTable.h"
 #include "support/FileHelper.h"
 
 #include <fmt/format.h>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     /// At most two decimals, without trailing zeros: "25", "29.97".
@@ -29,6 +29,11 @@ namespace {
         const auto readable = FileHelper::formatFileSize(facts.size);
         const auto exact = fmt::format("{} bytes", facts.size);
         return readable == exact ? exact : fmt::format("{} ({})", readable, exact);
+    }
+
+    std::string sizeText(double width, double height)
+    {
+        return fmt::format("{} x {}", shortNumber(width), shortNumber(height));
     }
 
     std::string brandText(const MovieFacts& facts)
@@ -115,8 +120,7 @@ namespace {
     {
         std::vector<std::string> details;
         if (track.size)
-            details.push_back(
-                fmt::format("{} x {}", shortNumber(track.size->width), shortNumber(track.size->height)));
+            details.push_back(sizeText(track.size->width, track.size->height));
         if (track.mediaType == QTMediaTypeSound)
             details.push_back(channelsText(track));
         if (!track.channelLabel.empty())
@@ -149,20 +153,53 @@ std::string trackTable(const MovieFacts& facts, std::size_t indent)
     return table.text(indent);
 }
 
+std::vector<ReportRow> movieRows(const MovieFacts& facts)
+{
+    std::vector<ReportRow> rows {
+        {"Size", sizeText(facts)},
+        {"Brand", brandText(facts)},
+        {"Duration", durationText(facts)},
+        {"Frame rate", rateText(facts)},
+        {"Picture", sizeText(facts.naturalSize.width, facts.naturalSize.height)},
+        {"Start timecode", startText(facts)},
+        {"Settings", settingsText(facts)},
+        {"Update in place", facts.hindrance ? "no: " + printable(*facts.hindrance) : "yes"},
+    };
+    if (facts.needsFlattening)
+        rows.push_back({"Media", "some lie in other files"});
+    return rows;
+}
+
+std::vector<ReportRow> trackRows(const TrackFacts& track)
+{
+    std::vector<ReportRow> rows {{"Track", fmt::format("{} ({})", track.id, kindText(track))}};
+    const auto add = [&](const char* name, std::string value) {
+        if (!value.empty())
+            rows.push_back({name, std::move(value)});
+    };
+    add("Name", printable(track.name));
+    add("Enabled", track.enabled ? "yes" : "no");
+    add("In", track.in.timecode);
+    add("Duration", track.duration.timecode);
+    add("Format", track.format ? printable(track.format->text()) : std::string {});
+    add("Size", track.size ? sizeText(track.size->width, track.size->height) : std::string {});
+    add("Rate", track.sampleRate > 0 || track.frameRate > 0 ? trackRateText(track) : std::string {});
+    add("Channels", channelsText(track));
+    add("First channel", track.channelLabel);
+    add("Language", track.language);
+    add("Timecode", track.timecode ? timecodeText(*track.timecode) : std::string {});
+    add("Samples", fmt::to_string(track.sampleCount));
+    add("Media time scale", fmt::to_string(track.mediaTimeScale));
+    for (const auto& [kind, ids] : track.references)
+        add("Refers to", fmt::format("{} -> {}", printable(kind.text()), fmt::join(ids, " ")));
+    return rows;
+}
+
 std::string infoReport(const MovieFacts& facts)
 {
     TextTable table;
-    table.addRow({"Size", sizeText(facts)});
-    table.addRow({"Brand", brandText(facts)});
-    table.addRow({"Duration", durationText(facts)});
-    table.addRow({"Frame rate", rateText(facts)});
-    table.addRow({"Picture",
-        fmt::format("{} x {}", shortNumber(facts.naturalSize.width), shortNumber(facts.naturalSize.height))});
-    table.addRow({"Start timecode", startText(facts)});
-    table.addRow({"Settings", settingsText(facts)});
-    table.addRow({"Update in place", facts.hindrance ? "no: " + printable(*facts.hindrance) : "yes"});
-    if (facts.needsFlattening)
-        table.addRow({"Media", "some lie in other files"});
+    for (const auto& row : movieRows(facts))
+        table.addRow({row.name, row.value});
     auto text = printable(facts.file) + '\n' + table.text(2) + "  Tracks\n" + trackTable(facts, 4);
     if (!facts.warnings.empty())
         text += "  Warnings\n";
@@ -171,4 +208,4 @@ std::string infoReport(const MovieFacts& facts)
     return text;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

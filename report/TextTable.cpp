@@ -1,10 +1,10 @@
-#include "cli/TextTable.h"
+#include "report/TextTable.h"
 
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <algorithm>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 void TextTable::addRow(std::vector<std::string> cells)
 {
@@ -33,4 +33,4 @@ std::string TextTable::text(std::size_t indent) const
     return result;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

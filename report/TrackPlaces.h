@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// A kind of track as the program's lists know it.
 struct TrackKind
@@ -36,4 +36,4 @@ struct PlacedTrack
 /// All tracks in ascending order of their IDs. They borrow the movie.
 std::vector<PlacedTrack> placedTracks(const QTMovie& movie);
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// Rows of printable texts in aligned columns.
 class TextTable
@@ -27,4 +27,4 @@ private:
     std::vector<std::vector<std::string>> m_rows;
 };
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,8 +1,8 @@
-#include "cli/Printable.h"
+#include "report/Printable.h"
 
 #include <gtest/gtest.h>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     struct PrintableFact
@@ -39,4 +39,4 @@ namespace {
     }
 
 } // namespace
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "cli/TrackPlaces.h"
 #include "movie/TimecodeMedia.h"
+#include "report/TrackPlaces.h"
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// A time, and how it reads as a timecode at the frame rate of the movie's first video track.
 struct TimeFact
@@ -56,6 +56,7 @@ struct TrackFacts
     Matrix matrix;
     std::uint32_t channels = 0;
     std::string channelLabel; ///< of the first channel, empty when it has none
+    std::string language; ///< of the media: "eng", "Macintosh 11"; empty when it is not said
     std::map<FourCC, std::vector<std::uint32_t>> references;
     std::optional<TimecodeFacts> timecode;
     std::optional<ApertureFacts> apertures;
@@ -90,6 +91,9 @@ struct MovieFacts
     static MovieFacts of(const QTMovie& movie);
 };
 
+/// The reason of an error about `file`, without the file's name where the error begins with it.
+std::string reasonFor(const MovieError& error, const std::string& file);
+
 /// What was noted when the movie was opened, the first hundred and the number of those left out.
 std::vector<std::string> warningTexts(const QTMovie& movie);
 
@@ -98,4 +102,4 @@ std::string apertureModeName(FourCC mode);
 /// The mode of such a name, or nothing.
 std::optional<FourCC> apertureModeNamed(std::string_view name);
 
-} // namespace reelwright::cli
+} // namespace reelwright

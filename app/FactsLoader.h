@@ -1,0 +1,39 @@
+#pragma once
+
+#include "movie/QTMovie.h"
+#include "report/MovieFacts.h"
+
+#include <QFutureWatcher>
+#include <QObject>
+
+#include <memory>
+#include <optional>
+
+namespace reelwright {
+
+/// Gathers the facts of a movie elsewhere: some of them ask the disk. Of movies that come faster than they
+/// are done, the last one counts.
+class FactsLoader final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit FactsLoader(QObject* parent = nullptr);
+
+    void load(const QTMovie& movie);
+    /// What was loaded last; null before.
+    [[nodiscard]] const std::shared_ptr<const MovieFacts>& facts() const { return m_facts; }
+
+signals:
+    void loaded();
+
+private:
+    void begin();
+    void accept();
+
+    std::optional<QTMovie> m_next;
+    std::shared_ptr<const MovieFacts> m_facts;
+    QFutureWatcher<std::shared_ptr<const MovieFacts>> m_watcher;
+};
+
+} // namespace reelwright

@@ -1,0 +1,106 @@
+#include "app/MovieOpener.h"
+
+#include "app/Background.h"
+#include "movie/Result.h"
+
+#include <QFileInfo>
+
+#include <cerrno>
+
+namespace reelwright {
+namespace {
+
+    /// Why a file is no movie at all.
+    MovieError whyNoMovie(const QString& path)
+    {
+        const QFileInfo file {path};
+        if (!file.exists())
+            return systemFailure(ENOENT, path.toStdString(), "there is no such file").value();
+        if (file.isDir())
+            return systemFailure(EISDIR, path.toStdString(), "it is a folder").value();
+        if (!file.isReadable())
+            return systemFailure(EACCES, path.toStdString(), "it cannot be read").value();
+        return failure(MovieError::Code::Unsupported, {},
+            file.size() == 0 ? "the file is empty" : "it holds no movie of a kind that can be opened")
+            .value();
+    }
+
+} // namespace
+
+/// One call of `open`, while its files come in.
+struct MovieOpener::Call
+{
+    std::size_t left = 0;
+    std::vector<std::optional<Failure>> failures; ///< one for each file
+};
+
+struct MovieOpener::Found
+{
+    QString canonical;
+    MyDocument::OpenedMovie opened;
+    MovieError noMovie; ///< why `opened` holds nothing
+};
+
+MovieOpener::MovieOpener(std::shared_ptr<Storage> storage, Receiver receiver, QObject* parent)
+    : QObject(parent)
+    , m_storage(std::move(storage))
+    , m_receiver(std::move(receiver))
+{
+}
+
+MovieOpener::~MovieOpener() = default;
+
+QString MovieOpener::canonicalPath(const QString& path)
+{
+    const auto canonical = QFileInfo {path}.canonicalFilePath();
+    return canonical.isEmpty() ? path : canonical; // empty when it is not there
+}
+
+void MovieOpener::open(const QStringList& paths)
+{
+    const bool wasBusy = isBusy();
+    QStringList wanted;
+    for (const auto& path : paths)
+        if (!m_underWay.contains(path)) {
+            m_underWay.insert(path);
+            wanted.append(path);
+        }
+    if (wanted.isEmpty())
+        return;
+    const auto call = std::make_shared<Call>();
+    call->left = static_cast<std::size_t>(wanted.size());
+    call->failures.resize(call->left);
+    if (!wasBusy)
+        emit busyChanged(true);
+    for (std::size_t index = 0; index < call->failures.size(); ++index)
+        runInBackground(
+            this,
+            [path = wanted[static_cast<qsizetype>(index)], storage = m_storage] {
+                Found found {canonicalPath(path), MyDocument::openMovie(path.toStdString(), storage), {}};
+                if (!found.opened.movie)
+                    found.noMovie = whyNoMovie(path);
+                return found;
+            },
+            [this, call, index](Found found) { receive(*call, index, std::move(found)); });
+}
+
+void MovieOpener::receive(Call& call, std::size_t index, Found found)
+{
+    const auto path = QString::fromStdString(found.opened.path);
+    m_underWay.remove(path);
+    const auto error = found.opened.movie ? m_receiver(found.canonical, std::move(found.opened))
+                                          : std::optional {std::move(found.noMovie)};
+    if (error)
+        call.failures[index] = Failure {path, *error};
+    if (!isBusy())
+        emit busyChanged(false);
+    if (--call.left > 0)
+        return;
+    std::vector<Failure> failures;
+    for (auto& ofFile : call.failures)
+        if (ofFile)
+            failures.push_back(std::move(*ofFile));
+    emit finished(failures);
+}
+
+} // namespace reelwright

@@ -1,0 +1,108 @@
+#include "app/TrackTable.h"
+
+#include "app/TrackTableModel.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMenu>
+
+namespace reelwright {
+
+TrackTable::TrackTable(QWidget* parent)
+    : QTableView(parent)
+{
+    setSelectionBehavior(SelectRows);
+    setSelectionMode(SingleSelection);
+    setEditTriggers(DoubleClicked | EditKeyPressed);
+    setTabKeyNavigation(false);
+    setShowGrid(false);
+    setWordWrap(false);
+    setHorizontalScrollMode(ScrollPerPixel);
+    setVerticalScrollMode(ScrollPerPixel);
+    verticalHeader()->hide();
+    verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setSectionsClickable(false);
+    setAccessibleName(tr("Tracks"));
+}
+
+void TrackTable::copy()
+{
+    const auto index = currentIndex();
+    if (!index.isValid())
+        return;
+    QStringList cells;
+    for (int column = 0; column < model()->columnCount(); ++column) {
+        const auto cell = index.siblingAtColumn(column);
+        const auto role = column == TrackTableModel::kEnabled ? Qt::AccessibleTextRole : Qt::DisplayRole;
+        cells << cell.data(role).toString();
+    }
+    QApplication::clipboard()->setText(cells.join(QLatin1Char('\t')).trimmed());
+}
+
+void TrackTable::editSelected()
+{
+    auto index = currentIndex();
+    if (!(model()->flags(index) & Qt::ItemIsEditable))
+        index = index.siblingAtColumn(TrackTableModel::kIn);
+    if (!(model()->flags(index) & Qt::ItemIsEditable))
+        return;
+    setCurrentIndex(index);
+    edit(index);
+}
+
+void TrackTable::keyPressEvent(QKeyEvent* event)
+{
+    const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+    if (!isPlain || !currentIndex().isValid()) {
+        QTableView::keyPressEvent(event);
+        return;
+    }
+    switch (event->key()) {
+    case Qt::Key_Left:
+        emit nudged(-1);
+        break;
+    case Qt::Key_Right:
+        emit nudged(1);
+        break;
+    case Qt::Key_Delete:
+    case Qt::Key_Backspace:
+        emit removalAsked();
+        break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        editSelected();
+        break;
+    case Qt::Key_Space: {
+        const auto cell = currentIndex().siblingAtColumn(TrackTableModel::kEnabled);
+        if (model()->flags(cell) & Qt::ItemIsUserCheckable) {
+            const bool isOn = cell.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked;
+            model()->setData(cell, isOn ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
+        }
+        break;
+    }
+    default:
+        QTableView::keyPressEvent(event);
+        break;
+    }
+}
+
+void TrackTable::contextMenuEvent(QContextMenuEvent* event)
+{
+    if (event->reason() == QContextMenuEvent::Mouse) {
+        const auto index = indexAt(event->pos());
+        if (!index.isValid())
+            return;
+        setCurrentIndex(index);
+        selectRow(index.row());
+    }
+    if (m_menu && currentIndex().isValid())
+        m_menu->popup(event->reason() == QContextMenuEvent::Mouse
+                ? event->globalPos()
+                : viewport()->mapToGlobal(visualRect(currentIndex()).bottomLeft()));
+}
+
+} // namespace reelwright

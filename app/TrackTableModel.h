@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QAbstractTableModel>
+
+#include <optional>
+#include <vector>
+
+namespace reelwright {
+
+class MyDocument;
+
+/// The rows of the track table: the movie, then its tracks. Keeps what it shows, so that showing costs
+/// nothing; `reload` takes it from the document again. Borrows the document.
+class TrackTableModel final : public QAbstractTableModel
+{
+    Q_OBJECT
+
+public:
+    enum Column { kTrack, kIn, kDuration, kEnabled, kColumnCount };
+    /// The type code of the label's row; invalid for a kind without one.
+    static constexpr int kTypeCodeRole = Qt::UserRole;
+
+    explicit TrackTableModel(MyDocument& document, QObject* parent = nullptr);
+
+    void reload();
+    /// What there is to say of each row besides, as plain text; in the order of the rows.
+    void setToolTips(QStringList toolTips);
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    [[nodiscard]] QVariant headerData(
+        int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+    bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
+
+private:
+    struct Row
+    {
+        std::optional<std::uint32_t> trackID; ///< none for the movie
+        std::optional<int> typeCode;
+        QString title;
+        QString in;
+        QString duration;
+        std::optional<bool> enabled;
+        bool operator==(const Row&) const = default;
+    };
+
+    [[nodiscard]] Row makeRow(std::size_t row) const;
+    [[nodiscard]] QVariant text(const Row& row, int column) const;
+
+    MyDocument& m_document;
+    std::vector<Row> m_rows;
+    QStringList m_toolTips;
+};
+
+} // namespace reelwright

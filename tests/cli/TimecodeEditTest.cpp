@@ -1,0 +1,251 @@
+#include "movie/TimecodeMedia.h"
+#include "tests/cli/CliTest.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+namespace reelwright::test {
+namespace {
+
+    using ::testing::ElementsAre;
+    using ::testing::HasSubstr;
+
+    /// What the first timecode track of a movie says, as a row of texts.
+    struct Said
+    {
+        std::string start;
+        std::string reel;
+        std::uint32_t flags = 0;
+        bool operator==(const Said&) const = default;
+
+        friend void PrintTo(const Said& said, std::ostream* out)
+        {
+            *out << said.start << " reel \"" << said.reel << "\" flags " << said.flags;
+        }
+    };
+
+    class TimecodeEdit : public CliTest
+    {
+    protected:
+        [[nodiscard]] Said said(const std::string& name) const
+        {
+            const auto info = json({"info", "--json", name});
+            for (const auto& track : info["tracks"])
+                if (track.contains("timecode") && !track["timecode"].is_null())
+                    return {
+                        track["timecode"]["start"], track["timecode"]["reel"], track["timecode"]["flags"]};
+            return {};
+        }
+
+        /// Makes a clip of a second at a rate.
+        std::string clip(const std::string& rate, const std::string& name = "clip.mov",
+            const std::vector<std::string>& more = {}) const
+        {
+            std::vector<std::string> arguments {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+                "testsrc2=s=64x48:d=1:r=" + rate, "-c:v", "mpeg4"};
+            arguments.insert(arguments.end(), more.begin(), more.end());
+            arguments.push_back(path(name));
+            run(arguments);
+            return path(name);
+        }
+
+        /// One entry of each stream that another program sees, without those that have none.
+        static std::vector<std::string> probed(const std::string& file, const std::string& entry)
+        {
+            const auto streams = cli::Json::parse(run(
+                {"ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format", file}))["streams"];
+            std::vector<std::string> values;
+            for (const auto& stream : streams)
+                if (stream.contains("tags") && stream["tags"].contains(entry))
+                    values.push_back(stream["tags"][entry]);
+            return values;
+        }
+    };
+
+    struct EditFact
+    {
+        std::vector<std::string> options;
+        Said after;
+        const char* why;
+    };
+
+    TEST_F(TimecodeEdit, OptionsMakeAndChangeOneTrackOneAfterTheOther)
+    {
+        const EditFact facts[] = {
+            {{"--timecode", "10:11:12:13", "--reel", "A001"}, {"10:11:12:13", "A001", 0}, "a new track"},
+            {{"--reel", "B\xC3\xA4r 2", "--limit-24h"}, {"10:11:12:13", "B\xC3\xA4r 2", 2},
+                "the start stays"},
+            {{"--timecode", "00:01:00;02"}, {"00:01:00;02", "B\xC3\xA4r 2", 1},
+                "\";\" means drop frame; reel stays"},
+            {{"--reel", "(C)"}, {"00:01:00;02", "C", 1}, "the flags stay; a reel is trimmed"},
+            {{"--negative"}, {"00:01:00;02", "C", 5}, "a flag alone is added"},
+            {{"--timecode", "1..", "--drop-frame", "--negative", "--limit-24h"}, {"00:01:00;02", "C", 7},
+                "no label"},
+            {{"--timecode", "01000000", "--reel", ""}, {"01:00:00:00", "", 0}, "digits alone; the reel goes"},
+            {{"--counter", "255"}, {"255", "", 8}, "a counter drops all other flags"},
+            {{"--reel", "D"}, {"255", "D", 8}, "and stays one"},
+            {{"--timecode", "23:59:59;29", "--limit-24h"}, {"23:59:59;29", "D", 3}, "and becomes a timecode"},
+        };
+        sample("ntsc-2997.mov");
+        for (const auto& fact : facts) {
+            auto arguments = fact.options;
+            arguments.insert(arguments.begin(), "edit");
+            arguments.push_back("ntsc-2997.mov");
+            const bool exists = std::string_view(fact.why) != "no label";
+            EXPECT_EQ(cli(arguments).exitCode, exists ? 0 : 1) << fact.why;
+            if (exists) {
+                EXPECT_EQ(said("ntsc-2997.mov"), fact.after) << fact.why;
+            }
+        }
+        const auto tracks = json({"tracks", "--json", "ntsc-2997.mov"})["tracks"];
+        ASSERT_EQ(tracks.size(), 2U) << "one timecode track";
+        EXPECT_EQ(tracks[0]["references"]["tmcd"], cli::Json::array({tracks[1]["id"]}));
+    }
+
+    struct RefusalFact
+    {
+        const char* clip;
+        std::vector<std::string> options;
+        const char* message;
+    };
+
+    TEST_F(TimecodeEdit, WhatCannotBeWrittenIsRefusedAndTheFileStays)
+    {
+        const RefusalFact facts[] = {
+            {"pal-25.mov", {"--timecode", "10:00:00:25"},
+                "no timecode 10:00:00:25 at 25 frames a second; the nearest is 10:00:01:00"},
+            {"pal-25.mov", {"--timecode", "10:00:00;00"}, "drop frame is for 29.97 and 59.94"},
+            {"pal-25.mov", {"--timecode", "24:00:00:00", "--limit-24h"}, "within 24 hours"},
+            {"ntsc-2997.mov", {"--timecode", "00:01:00;00"},
+                "at 29.97 frames a second in drop frame; the nearest is 00:01:00;02"},
+            {"ntsc-2997.mov", {"--reel", "A"}, "no timecode track yet"},
+            {"rotated.mp4", {"--timecode", "1"}, "Timecode tracks are not supported for this file format"},
+            {"rotated.mp4", {"--counter", "1"}, "Timecode tracks are not supported for this file format"},
+        };
+        for (const auto* name : {"pal-25.mov", "ntsc-2997.mov", "rotated.mp4"})
+            sample(name);
+        for (const auto& fact : facts) {
+            const auto before = readFile(path(fact.clip));
+            auto arguments = fact.options;
+            arguments.insert(arguments.begin(), "edit");
+            arguments.push_back(fact.clip);
+            const auto result = cli(arguments);
+            EXPECT_EQ(result.exitCode, 1) << fact.message;
+            EXPECT_THAT(result.errors, HasSubstr(fact.message));
+            EXPECT_THAT(result.errors, HasSubstr(fact.clip));
+            EXPECT_EQ(readFile(path(fact.clip)), before) << fact.message;
+        }
+    }
+
+    TEST_F(TimecodeEdit, AnMp4FileThatHasATimecodeTrackKeepsItAndCanChangeIt)
+    {
+        sample("timecode-25.mov", "timecode.mp4");
+        EXPECT_EQ(cli({"edit", "--timecode", "02:00:00:00", "timecode.mp4"}).exitCode, 0);
+        EXPECT_EQ(said("timecode.mp4").start, "02:00:00:00");
+    }
+
+    TEST_F(TimecodeEdit, DryRunVerifyAndJobsWorkWithIt)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        std::vector<std::string> files;
+        for (int i = 0; i < 6; ++i) {
+            files.push_back(fmt::format("clip{}.mov", i));
+            sample("two-audio.mov", files.back());
+        }
+        const auto original = readFile(path(files[0]));
+        const auto packets = frameChecksums(path(files[0]));
+        std::vector<std::string> arguments {"edit", "--json", "--timecode", "10:00:00:00", "--dry-run"};
+        arguments.insert(arguments.end(), files.begin(), files.end());
+        const auto planned = json(arguments);
+        EXPECT_EQ(readFile(path(files[0])), original);
+        arguments[4] = "--verify";
+        arguments.insert(arguments.end(), {"--jobs", "2"});
+        const auto done = json(arguments);
+        ASSERT_EQ(done.size(), files.size());
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            EXPECT_EQ(done[i]["changes"], planned[i]["changes"]);
+            EXPECT_EQ(done[i]["media"].size(), 4U) << "the new track is verified too";
+            auto saved = frameChecksums(path(files[i]));
+            std::erase_if(saved, [](const auto& packet) { return packet.starts_with("3,"); });
+            EXPECT_EQ(saved, packets);
+        }
+    }
+
+    TEST_F(TimecodeEdit, TheStepStandsWhereTheFirstOfItsOptionsDoes)
+    {
+        sample("rotated.mp4", "plain.mov");
+        const auto result
+            = json({"edit", "--json", "--track", "tc1:enabled=off", "--timecode", "1.", "plain.mov"}, 1);
+        EXPECT_THAT(result["error"].get<std::string>(), HasSubstr("tc1")) << "there is none yet";
+        EXPECT_EQ(cli({"edit", "--reel", "A", "--track", "tc1:enabled=off", "--timecode", "1.", "plain.mov"})
+                      .exitCode,
+            0);
+        EXPECT_EQ(json({"tracks", "--json", "plain.mov"})["tracks"][1]["enabled"], false);
+    }
+
+    // Judged by other programs.
+
+    struct RateFact
+    {
+        const char* rate;
+        const char* timecode;
+        bool drop;
+    };
+    constexpr RateFact kRates[] = {
+        {"24000/1001", "01:02:03:04", false},
+        {"24", "01:02:03:04", false},
+        {"25", "01:02:03:04", false},
+        {"30000/1001", "01:02:03;04", true},
+        {"30000/1001", "01:02:03:04", false},
+        {"30", "01:02:03:04", false},
+        {"50", "01:02:03:49", false},
+        {"60000/1001", "01:02:03;58", true},
+        {"60000/1001", "01:02:03:58", false},
+        {"60", "01:02:03:59", false},
+    };
+
+    TEST_F(TimecodeEdit, OtherProgramsReadWhatWasWritten)
+    {
+        for (const auto* program : {"ffmpeg", "ffprobe", "mediainfo", "exiftool"})
+            REELWRIGHT_NEEDS_PROGRAM(program);
+        for (const auto& fact : kRates) {
+            // Time scales in which frames of that rate have a whole length, and others in which they have
+            // none.
+            for (const std::vector<std::string>& scales :
+                {std::vector<std::string> {}, {"-movie_timescale", "1000"},
+                    {"-movie_timescale", "600", "-video_track_timescale", "600"}}) {
+                SCOPED_TRACE(fmt::format("{} at {}, {}", fact.timecode, fact.rate, fmt::join(scales, " ")));
+                const auto file = clip(fact.rate, "clip.mov", scales);
+                const auto packets = frameChecksums(file);
+                const auto edited
+                    = cli({"edit", "--timecode", fact.timecode, "--reel", "A001C002", "clip.mov"});
+                ASSERT_EQ(edited.exitCode, 0) << edited.errors;
+                EXPECT_EQ(said("clip.mov"), (Said {fact.timecode, "A001C002", fact.drop ? 1U : 0U}));
+                EXPECT_THAT(probed(file, "timecode"), ElementsAre(fact.timecode, fact.timecode))
+                    << "on the picture and on the track";
+                EXPECT_THAT(probed(file, "reel_name"), ElementsAre("A001C002"));
+                EXPECT_THAT(
+                    run({"mediainfo", "--Output=Other;%TimeCode_FirstFrame% %TimeCode_DropFrame%\\n", file}),
+                    HasSubstr(fact.timecode + std::string(fact.drop ? " Yes" : " No")));
+                auto saved = frameChecksums(file);
+                std::erase_if(saved, [](const auto& packet) { return packet.starts_with("1,"); });
+                EXPECT_EQ(saved, packets);
+            }
+        }
+    }
+
+    TEST_F(TimecodeEdit, WhatOtherProgramsWriteIsReadAsTheyMeanIt)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        REELWRIGHT_NEEDS_PROGRAM("ffprobe");
+        for (const auto& fact : kRates) {
+            SCOPED_TRACE(fact.timecode);
+            clip(fact.rate, "clip.mov", {"-timecode", fact.timecode, "-metadata:s:v", "reel_name=R7"});
+            const auto read = said("clip.mov");
+            EXPECT_EQ(read.start, fact.timecode);
+            EXPECT_EQ((read.flags & TimecodeDefinition::kDropFrame) != 0, fact.drop);
+        }
+    }
+
+} // namespace
+} // namespace reelwright::test

@@ -1,0 +1,205 @@
+#include "movie/QTMetaData.h"
+
+#include "tests/helpers/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+namespace reelwright {
+namespace {
+
+    using Storage = QTMetaData::Storage;
+    using ::testing::Contains;
+    using ::testing::ElementsAre;
+    using ::testing::SizeIs;
+
+    Atom leaf(FourCC type, std::string_view payload)
+    {
+        return Atom {type, Bytes::copyOf(payload)};
+    }
+
+    Atom box(FourCC type, const std::vector<Atom>& children)
+    {
+        auto atom = Atom::container(type);
+        for (const auto& child : children)
+            atom.append(child);
+        return atom;
+    }
+
+    /// As a file has it: parsed from its bytes.
+    Atom read(const Atom& atom)
+    {
+        auto parsed = Atom::parse(atom.toBytes(), 1000);
+        EXPECT_TRUE(parsed);
+        return std::move(*parsed);
+    }
+
+    Atom international(FourCC type, const std::vector<std::pair<std::uint16_t, std::string_view>>& texts)
+    {
+        ByteWriter out;
+        for (const auto& [language, text] : texts)
+            out.u16(static_cast<std::uint16_t>(text.size())).u16(language).text(text);
+        return Atom {type, out.toBytes()};
+    }
+
+    Atom data(std::uint32_t type, std::string_view value, std::uint32_t locale = 0)
+    {
+        return Atom {"data"_cc, ByteWriter {}.u32(type).u32(locale).text(value).toBytes()};
+    }
+
+    Atom handler(FourCC subtype)
+    {
+        return Atom {"hdlr"_cc, ByteWriter {}.zeros(8).fourCC(subtype).zeros(13).toBytes()};
+    }
+
+    enum class Form { Plain, Versioned };
+
+    Atom meta(Form form, const std::vector<Atom>& children)
+    {
+        auto atom = box("meta"_cc, children);
+        if (form == Form::Versioned)
+            atom.head = ByteWriter {}.u32(0).toBytes();
+        return atom;
+    }
+
+    Atom keys(const std::vector<std::pair<FourCC, std::string_view>>& names)
+    {
+        ByteWriter out;
+        out.u32(0).u32(static_cast<std::uint32_t>(names.size()));
+        for (const auto& [space, name] : names)
+            out.u32(static_cast<std::uint32_t>(name.size() + 8)).fourCC(space).text(name);
+        return Atom {"keys"_cc, out.toBytes()};
+    }
+
+    /// "shown key=text", "?" for what is no text.
+    std::vector<std::string> lines(const QTMetaData& metadata)
+    {
+        std::vector<std::string> result;
+        for (const auto& item : metadata.items())
+            result.push_back(item.shownKey() + '=' + item.text().value_or("?"));
+        return result;
+    }
+
+    TEST(QTMetaData, UserDataKeysAreHandedOutInReverse)
+    {
+        const auto movie = read(box("moov"_cc,
+            {box("udta"_cc,
+                {leaf("XMP_"_cc, "<x/>"), international("\xA9TIM"_cc, {{0, "01:02:03;04"}}),
+                    leaf("\x80x\xC9y"_cc, "")})}));
+        const auto metadata = QTMetaData::of(movie);
+        ASSERT_THAT(metadata.items(), SizeIs(3));
+        EXPECT_EQ(metadata.items()[0].key, "_PMX");
+        EXPECT_EQ(metadata.items()[0].shownKey(), "XMP_");
+        EXPECT_EQ(metadata.items()[0].dataType, QTMetaData::kBinary);
+        EXPECT_EQ(metadata.items()[0].value, Bytes::copyOf("<x/>"));
+        EXPECT_EQ(metadata.items()[1].key, "MIT\u00A9");
+        EXPECT_EQ(metadata.items()[1].shownKey(), "\u00A9TIM");
+        EXPECT_EQ(metadata.items()[1].keyFormat, "udta"_cc);
+        EXPECT_EQ(metadata.items()[2].key, "y\u2026x\u00C4") << "Mac Roman, characters in reverse";
+    }
+
+    TEST(QTMetaData, EachLanguageOfAUserDataTextIsAnItem)
+    {
+        const auto metadata = QTMetaData::of(read(box("moov"_cc,
+            {box("udta"_cc,
+                {international("\xA9nam"_cc, {{0, "caf\x8E"}, {0x15C7, "caf\xC3\xA9"}, {0x55C4, "caf\x8E"}}),
+                    leaf("\xA9"
+                         "cut"_cc,
+                        std::string_view("\0\x09\0\0abc", 7)),
+                    leaf("\xA9"
+                         "emp"_cc,
+                        ""),
+                    international("\xA9nul"_cc, {{0, std::string_view("ab\0cd", 5)}})})})));
+        EXPECT_THAT(lines(metadata),
+            ElementsAre("\u00A9nam=caf\u00E9", "\u00A9nam=caf\u00E9", "\u00A9nam=caf\u00E9", "\u00A9cut=?",
+                "\u00A9"
+                "emp=?",
+                "\u00A9nul=ab"));
+        EXPECT_EQ(metadata.items()[0].dataType, QTMetaData::kMacRoman) << "a Macintosh language";
+        EXPECT_EQ(metadata.items()[1].dataType, QTMetaData::kUtf8);
+        EXPECT_EQ(metadata.items()[1].locale, 0x15C7U);
+    }
+
+    TEST(QTMetaData, AllStoragesAreOneListInTheirOrderPlainOrVersioned)
+    {
+        for (const auto form : {Form::Plain, Form::Versioned}) {
+            const auto named = meta(form,
+                {handler("mdta"_cc),
+                    keys({{"mdta"_cc, "com.x.title"}, {"udta"_cc, "\xC2\xA9TIM"}, {"mdta"_cc, "n"}}),
+                    box("ilst"_cc,
+                        {box(FourCC {3}, {data(28, "drei")}),
+                            box(FourCC {1}, {data(1, "eins"), data(1, "uno", 0x15C7)}),
+                            box(FourCC {2}, {data(3, "\x8E")}), box(FourCC {4}, {data(1, "no such key")}),
+                            box(FourCC {}, {data(1, "nor this")})})});
+            const auto shortKeys = meta(form,
+                {handler("mdir"_cc),
+                    box("ilst"_cc,
+                        {box("\xA9nam"_cc, {data(1, "name")}), box("cpil"_cc, {data(21, "\x01")}),
+                            box("----"_cc,
+                                {leaf("mean"_cc, std::string_view("\0\0\0\0com.m", 9)),
+                                    leaf("name"_cc, std::string_view("\0\0\0\0N", 5)), data(1, "long")}),
+                            box("\xA9wrt"_cc, {data(2, std::string_view("\0x", 2))})})});
+            const auto metadata = QTMetaData::of(read(box("moov"_cc,
+                {named, box("udta"_cc, {shortKeys, international("\xA9inf"_cc, {{0, "user"}})})})));
+            EXPECT_THAT(lines(metadata),
+                ElementsAre("\u00A9inf=user", "n=drei", "com.x.title=eins", "com.x.title=uno",
+                    "\u00A9TIM=\u00E9", "\u00A9nam=name", "cpil=?", "com.m.N=long", "\u00A9wrt=?"));
+            EXPECT_EQ(metadata.items()[1].keyFormat, "mdta"_cc);
+            EXPECT_EQ(metadata.items()[3].locale, 0x15C7U);
+            EXPECT_EQ(metadata.items()[5].storage, Storage::ShortKeys);
+            EXPECT_EQ(metadata.items()[5].keyFormat, "itsk"_cc);
+            EXPECT_EQ(metadata.items()[7].keyFormat, "itlk"_cc);
+            EXPECT_EQ(metadata.items()[8].dataType, QTMetaData::kUtf16);
+        }
+    }
+
+    TEST(QTMetaData, TextsThatAreNoUtf8AreMacRoman)
+    {
+        QTMetaData::Item item;
+        item.value = Bytes::copyOf("caf\x8E");
+        for (const auto type : {QTMetaData::kUtf8, QTMetaData::kMacRoman, QTMetaData::kOtherText}) {
+            item.dataType = type;
+            EXPECT_EQ(item.text(), "caf\u00E9");
+        }
+        item.value = Bytes::copyOf("caf\u00E9");
+        item.dataType = QTMetaData::kMacRoman;
+        EXPECT_EQ(item.text(), "caf\u221A\u00A9") << "what says it is Mac Roman is taken at its word";
+    }
+
+    TEST(QTMetaData, DamageEndsNothingButTheItem)
+    {
+        const auto metadata = QTMetaData::of(read(box("moov"_cc,
+            {meta(Form::Plain,
+                 {handler("mdta"_cc), box("ilst"_cc, {box(FourCC {1}, {data(1, "no keys at all")})})}),
+                meta(Form::Plain,
+                    {keys({{"mdta"_cc, "k"}}), // no handler: the keys tell
+                        box("ilst"_cc,
+                            {box(FourCC {1}, {leaf("data"_cc, "short"), data(1, "whole")}),
+                                leaf(FourCC {1}, "")})}),
+                meta(Form::Plain, {handler("mdta"_cc)}), leaf("meta"_cc, ""), leaf("udta"_cc, "xyz")})));
+        EXPECT_THAT(lines(metadata), ElementsAre("k=whole"));
+    }
+
+    TEST(QTMetaData, RealFilesSayWhatTheirMakersWrote)
+    {
+        REELWRIGHT_NEEDS_CORPUS();
+        struct RealFact
+        {
+            const char* file;
+            const char* line;
+        };
+        constexpr RealFact kFacts[] = {
+            {"iphone-sideways-udta-and-mdta.mov", "com.apple.quicktime.make=Apple"},
+            {"iphone-sideways-udta-and-mdta.mov", "\u00A9mak=Apple"},
+            {"h264-mdta-author.mov", "com.apple.quicktime.author=ReplayKitRecording"},
+            {"adobe-uuid-xmp-timecode-udta.mp4", "\u00A9TIM=00:00:00:00"},
+            {"itunes-tags.m4a", "\u00A9nam=Test Title"},
+        };
+        for (const auto& fact : kFacts) {
+            const auto movie = QTMovie::open(test::corpusFolder() + "/movies/" + fact.file);
+            ASSERT_TRUE(movie);
+            EXPECT_THAT(lines(QTMetaData::ofMovie(*movie)), Contains(fact.line)) << fact.file;
+        }
+    }
+
+} // namespace
+} // namespace reelwright
