@@ -96,7 +96,7 @@ class ExifTool:
         facts = collections.defaultdict(list)
         for key, text in flat(report[0] if isinstance(report, list) and report else report):
             facts[re.sub(r"Copy\d+:", "", key)].append(text)
-        return {key: ", ".join(texts) for key, texts in facts.items()}
+        return {key: ", ".join(sorted(texts)) for key, texts in facts.items()}
 
 
 exiftool = ExifTool()
@@ -238,17 +238,34 @@ EDITS = [
     Edit("duration", ["--track", "*:duration=2."], TIMES),
     Edit("anew", ["--force-resave", "--autoplay", "on"], SETTING),
 ]
+# The timecode track itself may be new, or say something else; OWN stands for everything that is said of it.
 TIMECODE = Edit(
     "timecode",
     ["--timecode", "02:03:04:05"],
     {
-        "atoms": [TRACK_HEADER, r"moov/mvhd", r"moov/trak\[\d+\]/edts/.*", r"moov/trak\[\d+\]/tref(/.*)?", r"NEW", r"mdat\[\d+\]"],
-        "ffprobe": [r"streams\[\d+\]/(tags/timecode)", r"format/(nb_streams|tags/timecode)", r"NEW"],
-        "mediainfo": [r"\w+/TimeCode\w*", r"General1/(OtherCount|Count)", r"Other\d+/.*", r"\w+/(Delay|Delay_\w+|Video_Delay|extra/.*)", r"Menu\d+/.*"],
-        "exiftool": [r"QuickTime:(TimeScale|NextTrackID|Duration)", r"Track\d+:(TrackDuration|\w*TimeCode\w*|TimecodeTrack)", r"NEW"],
-        "packets": [r"NEW"],
+        "atoms": [TRACK_HEADER, r"moov/mvhd", r"moov/trak\[\d+\]/edts/.*", r"moov/trak\[\d+\]/tref(/.*)?", r"mdat\[\d+\]", "OWN"],
+        "ffprobe": [r"streams\[\d+\]/tags/timecode", r"format/(nb_streams|tags/timecode)", "OWN"],
+        "mediainfo": [
+            r"\w+/(TimeCode\w*|Delay|Delay_\w+|Video_Delay|extra/.*)",
+            r"General1/(OtherCount|OverallBitRate_Mode)",
+            r"(Other|Menu)\d+/.*",
+        ],
+        "exiftool": [
+            r"QuickTime:(TimeScale|NextTrackID|Duration|MediaData|MediaDataOffset|MediaDataSize)",
+            r"Track\d+:(TrackDuration|TimeCode|Unknown_edts)",
+            "OWN",
+        ],
+        "packets": ["OWN"],
     },
 )
+
+
+def own_keys(program, after):
+    """An expression for the keys that speak of timecode tracks."""
+    tracks = [re.match(r"moov/trak\[(\d+)\]", key)[1] for key in after["atoms"] if key.endswith("/stbl/stsd/tmcd")]
+    streams = [re.match(r"streams\[(\d+)\]", key)[1] for key, text in after["ffprobe"].items() if key.endswith("/codec_tag_string") and text == "tmcd"]
+    form = {"atoms": r"moov/trak\[(?:%s)\]/.*", "ffprobe": r"streams\[(?:%s)\]/.*", "exiftool": r"Track(?:%s):.*", "packets": r"stream (?:%s)"}[program]
+    return form % "|".join((tracks if program in ("atoms", "exiftool") else streams) or ["none"])
 
 
 # ---- One file -------------------------------------------------------------------------------------------------------
@@ -326,13 +343,13 @@ class Judge:
         for program in PROGRAMS:
             rules = [*ALWAYS[program], *edit.explained.get(program, [])]
             rules += self.rules_of_file(program, result["mode"], info, before)
+            rules = [own_keys(program, after) if rule == "OWN" else rule for rule in rules]
             matcher = re.compile("|".join(f"(?:{rule})" for rule in rules)) if rules else None
             for key in sorted(before[program].keys() | after[program].keys()):
                 old, new = before[program].get(key), after[program].get(key)
                 if old == new:
                     continue
                 known = matcher and matcher.fullmatch(key)
-                known = known or ("NEW" in rules and old is None)
                 (outcome.explained if known else outcome.unexplained).append((program, key, old, new))
         return outcome
 
