@@ -43,8 +43,21 @@ def flat(value, path=""):
         yield path, str(value)
 
 
+# Seconds of waiting for another program; there are damaged files on which one of them never ends.
+PATIENCE = 60
+
+
+class Stuck(Exception):
+    """A program did not end."""
+
+
 def said(command):
-    done = subprocess.run([os.fspath(part) for part in command], capture_output=True, check=False, stdin=subprocess.DEVNULL)
+    try:
+        done = subprocess.run(
+            [os.fspath(part) for part in command], capture_output=True, check=False, stdin=subprocess.DEVNULL, timeout=PATIENCE
+        )
+    except subprocess.TimeoutExpired as error:
+        raise Stuck(os.fspath(command[0])) from error
     return done.returncode, done.stdout.decode(errors="replace"), done.stderr.decode(errors="replace")
 
 
@@ -262,8 +275,8 @@ TIMECODE = Edit(
 
 def own_keys(program, after):
     """An expression for the keys that speak of timecode tracks."""
-    tracks = [re.match(r"moov/trak\[(\d+)\]", key)[1] for key in after["atoms"] if key.endswith("/stbl/stsd/tmcd")]
-    streams = [re.match(r"streams\[(\d+)\]", key)[1] for key, text in after["ffprobe"].items() if key.endswith("/codec_tag_string") and text == "tmcd"]
+    tracks = [re.match(r"moov/trak\[(\d+)\]", key)[1] for key in after.get("atoms", {}) if key.endswith("/stbl/stsd/tmcd")]
+    streams = [re.match(r"streams\[(\d+)\]", key)[1] for key, text in after.get("ffprobe", {}).items() if key.endswith("/codec_tag_string") and text == "tmcd"]
     form = {"atoms": r"moov/trak\[(?:%s)\]/.*", "ffprobe": r"streams\[(?:%s)\]/.*", "exiftool": r"Track(?:%s):.*", "packets": r"stream (?:%s)"}[program]
     return form % "|".join((tracks if program in ("atoms", "exiftool") else streams) or ["none"])
 
@@ -286,16 +299,24 @@ class Judge:
     def __init__(self, cli, largest):
         self.cli = cli
         self.largest = largest
+        self.stuck = []
 
-    def reports(self, path):
+    def reports(self, path, programs):
         small = path.stat().st_size <= self.largest
-        return {
-            "ffprobe": ffprobe(path),
-            "mediainfo": mediainfo(path),
-            "exiftool": exiftool(path),
-            "packets": packets(path, small),
-            "atoms": atoms(self.cli, path),
+        ask = {
+            "ffprobe": lambda: ffprobe(path),
+            "mediainfo": lambda: mediainfo(path),
+            "exiftool": lambda: exiftool(path),
+            "packets": lambda: packets(path, small),
+            "atoms": lambda: atoms(self.cli, path),
         }
+        reports = {}
+        for program in programs:
+            try:
+                reports[program] = ask[program]()
+            except Stuck:
+                reports[program] = {"the program": "does not end"}
+        return reports
 
     def fingerprint(self, path):
         with open(path, "rb") as file:
@@ -313,7 +334,11 @@ class Judge:
         copy = folder / source.name
         shutil.copy(source, copy)
         copy.chmod(0o644)
-        before = self.reports(copy)
+        before = self.reports(copy, PROGRAMS)
+        # Where a program never ends on the file as it was, it is no judge of it.
+        for program in [program for program in PROGRAMS if "the program" in before[program]]:
+            del before[program]
+            self.stuck.append((source.name, program))
         print_before = self.fingerprint(copy)
         outcomes = []
         for number, edit in enumerate(edits):
@@ -339,8 +364,8 @@ class Judge:
                 outcome.explained.append(("refused", str(result.get("error") or errors.strip()), "", ""))
             return outcome
         outcome = Outcome(edit.name, result["mode"])
-        after = self.reports(copy)
-        for program in PROGRAMS:
+        after = self.reports(copy, before)
+        for program in before:
             rules = [*ALWAYS[program], *edit.explained.get(program, [])]
             rules += self.rules_of_file(program, result["mode"], info, before)
             rules = [own_keys(program, after) if rule == "OWN" else rule for rule in rules]
@@ -361,7 +386,7 @@ class Judge:
             rules += FLATTENED.get(program, [])
         if info["fragmented"]:
             rules += GATHERED.get(program, [])
-        if any(key.startswith("moov/cmov") for key in before["atoms"]) and program == "atoms":
+        if any(key.startswith("moov/cmov") for key in before.get("atoms", {})) and program == "atoms":
             rules += [r"moov/.*"]  # a compressed header is saved plain
         return rules
 
@@ -475,6 +500,8 @@ def main():
     if not rows:
         print("No movie was found.")
         return 1
+    for name, program in judge.stuck:
+        print(f"{program} does not end on {name} as it was, and does not judge it.")
     return 1 if show(rows, edits, skipped) else 0
 
 
