@@ -1,10 +1,10 @@
 #include "cli/TimecodeCommand.h"
 
 #include "cli/FileReports.h"
-#include "cli/Printable.h"
-#include "cli/TextTable.h"
-#include "cli/TrackPlaces.h"
 #include "movie/TimecodeMedia.h"
+#include "report/Printable.h"
+#include "report/TextTable.h"
+#include "report/TrackPlaces.h"
 #include "support/Text.h"
 #include "timecode/KWTimecode.h"
 
