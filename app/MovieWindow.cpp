@@ -7,6 +7,7 @@
 #include "app/PanelTabWidget.h"
 #include "app/ProgressSheet.h"
 #include "app/TimecodeField.h"
+#include "app/TimecodePane.h"
 #include "app/TrackPanel.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
@@ -34,7 +35,7 @@ namespace reelwright {
 namespace {
 
     constexpr int kSpacing = 8;
-    constexpr QSize kMinimumSize {900, 560};
+    constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
     constexpr int kTimecodeMilliseconds = 33;
 
     QString fromUtf8(const std::string& text)
@@ -86,6 +87,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels = new PanelTabWidget(*m_document, this);
     m_panels->addPane(Panel::Information, new InformationPane(*m_document, *m_facts));
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
+    m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document));
     layOut();
     m_progress = new ProgressSheet(centralWidget());
     m_actions->fill(*menuBar(), actions);
@@ -172,6 +174,7 @@ void MovieWindow::connectActions()
     on(m_actions->flip, [&document] { document.movieSettingsFlip(); });
     on(m_actions->flop, [&document] { document.movieSettingsFlop(); });
 
+    on(m_actions->addTimecodeTrack, [&document] { document.addTimecodeTrack(); });
     on(m_actions->removeTrack, [&document] { document.removeTrack(); });
     on(m_actions->enableTrack, [&document](bool isOn) {
         if (const auto row = document.selectedRow())
@@ -242,9 +245,10 @@ std::size_t MovieWindow::alert(
     QMessageBox box(this);
     box.setWindowModality(Qt::WindowModal);
     box.setIcon(buttons.size() > 1 ? QMessageBox::Question : QMessageBox::Warning);
-    box.setTextFormat(Qt::PlainText);
-    box.setText(fromUtf8(title));
-    box.setInformativeText(fromUtf8(text));
+    box.setWindowTitle(fromUtf8(m_document->displayName()));
+    box.setTextFormat(Qt::RichText);
+    box.setText(QStringLiteral("<b>%1</b>").arg(fromUtf8(title).toHtmlEscaped()));
+    box.setInformativeText(fromUtf8(text).toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>")));
     std::vector<QAbstractButton*> made;
     for (std::size_t i = 0; i < buttons.size(); ++i)
         made.push_back(box.addButton(fromUtf8(buttons[i]), roleOf(i, buttons.size())));
