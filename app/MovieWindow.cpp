@@ -107,6 +107,10 @@ MovieWindow::~MovieWindow()
 {
     if (!m_isClosed)
         m_document->windowWillClose();
+    // What shows the document goes before it, with the editor that may be open in it.
+    m_isClosed = true;
+    hide();
+    delete takeCentralWidget();
 }
 
 void MovieWindow::layOut()
@@ -152,9 +156,15 @@ void MovieWindow::connectActions()
     auto& document = *m_document;
     const auto on = [this](QAction* action, auto work) { connect(action, &QAction::triggered, this, work); };
 
-    on(m_actions->save, [&document] { document.saveDocument(); });
-    on(m_actions->saveAs, [&document] { document.saveDocumentAs(); });
-    on(m_actions->saveCopy, [&document] { document.saveDocumentTo(); });
+    const auto onSave = [&](QAction* action, bool (MyDocument::*save)()) {
+        on(action, [this, save] {
+            finishEditing();
+            (m_document.get()->*save)();
+        });
+    };
+    onSave(m_actions->save, &MyDocument::saveDocument);
+    onSave(m_actions->saveAs, &MyDocument::saveDocumentAs);
+    onSave(m_actions->saveCopy, &MyDocument::saveDocumentTo);
     on(m_actions->close, [this] { close(); });
 
     on(m_actions->undo, [&document] { document.undo(); });
@@ -216,6 +226,16 @@ void MovieWindow::connectViews()
     connect(m_progress, &ProgressSheet::cancelled, this, [this] { m_document->cancelProgress(); });
     connect(m_facts, &FactsLoader::loaded, this,
         [this] { m_tracks->model().setToolTips(toolTips(*m_facts->facts())); });
+}
+
+void MovieWindow::finishEditing()
+{
+    auto* editor = qobject_cast<QLineEdit*>(focusWidget());
+    if (!editor || editor == m_timecode)
+        return;
+    editor->clearFocus(); // takes what was typed
+    if (!focusWidget())
+        m_tracks->table().setFocus();
 }
 
 void MovieWindow::followTime()
@@ -395,8 +415,10 @@ void MovieWindow::focusNextControl()
 
 void MovieWindow::closeEvent(QCloseEvent* event)
 {
-    if (!m_isClosed)
+    if (!m_isClosed) {
+        finishEditing();
         m_document->close();
+    }
     event->setAccepted(m_isClosed);
 }
 
