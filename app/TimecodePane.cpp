@@ -34,7 +34,7 @@ namespace {
 } // namespace
 
 TimecodePane::TimecodePane(MyDocument& document, QWidget* parent)
-    : QWidget(parent)
+    : Pane(parent)
     , m_document(document)
     , m_format(new QButtonGroup(this))
     , m_dropFrame(new QCheckBox(tr("&Drop frame")))
@@ -46,6 +46,8 @@ TimecodePane::TimecodePane(MyDocument& document, QWidget* parent)
     , m_rate(new QLabel)
 {
     auto* form = new QFormLayout(this);
+    form->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    form->setSpacing(kSpacing);
     auto* formats = new QVBoxLayout;
     for (const auto& [format, title] :
         {std::pair {Counter, tr("&Counter")}, std::pair {Timecode, tr("&Timecode")}}) {
