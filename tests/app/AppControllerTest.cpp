@@ -371,6 +371,7 @@ void AppControllerTest::recentFilesAreKeptAndLimited()
     expected.move(4, 0);
     QCOMPARE(m_controller->recentFiles().files(), expected);
 
+    m_controller.reset();
     m_controller = std::make_unique<AppController>(*m_preferences);
     QCOMPARE(m_controller->recentFiles().files(), expected);
     const auto entries = m_controller->actions().openRecent->actions();
@@ -382,6 +383,7 @@ void AppControllerTest::recentFilesAreKeptAndLimited()
     m_controller->actions().openRecent->actions().back()->trigger();
     QVERIFY(m_controller->recentFiles().files().isEmpty());
     QVERIFY(!m_controller->actions().openRecent->actions().back()->isEnabled());
+    m_controller.reset();
     m_controller = std::make_unique<AppController>(*m_preferences);
     QVERIFY(m_controller->recentFiles().files().isEmpty());
 }
