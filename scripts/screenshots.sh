@@ -37,8 +37,11 @@ chmod 700 "$scratch"
 # A clip with what a camera file has: a picture, two sound tracks, timecode.
 clips=$scratch/Clips
 mkdir "$clips"
-ffmpeg -nostdin -v error -f lavfi \
-    -i "gradients=size=1280x720:rate=25:duration=8:nb_colors=4:c0=0x14213d:c1=0x2a6f97:c2=0xf4a259:c3=0xfff3d6:x0=0:y0=720:x1=1100:y1=0:speed=0.0001:seed=4" \
+sky="gradients=size=1280x720:rate=25:duration=8:nb_colors=4:c0=0x1b2a49:c1=0x5b5f97:c2=0xf4a259:c3=0xffe8c2:x0=0:y0=0:x1=0:y1=560:speed=0.00001:seed=4"
+sea=drawbox=y=540:h=180:color=0x16324f:t=fill,drawbox=y=540:h=4:color=0xf7c98b:t=fill
+quay=drawbox=x=0:y=470:w=330:h=80:color=0x0e1b2c:t=fill,drawbox=x=60:y=390:w=90:h=90:color=0x0e1b2c:t=fill,drawbox=x=190:y=425:w=70:h=60:color=0x0e1b2c:t=fill
+ship=drawbox=x=760:y=515:w=300:h=45:color=0x0b1523:t=fill,drawbox=x=960:y=455:w=70:h=62:color=0x0b1523:t=fill,drawbox=x=850:y=380:w=8:h=140:color=0x0b1523:t=fill
+ffmpeg -nostdin -v error -f lavfi -i "$sky,$sea,$quay,$ship" \
     -f lavfi -i sine=440:duration=8 -f lavfi -i sine=660:duration=8 -map 0 -map 1 -map 2 -ac:a:0 2 -ac:a:1 1 \
     -c:v png -pix_fmt rgb24 -c:a pcm_s16le -timecode 10:00:00:00 -fflags +bitexact "$clips/harbour.mov"
 
