@@ -2,6 +2,7 @@
 
 #include "cli/FileReports.h"
 #include "movie/TimecodeMedia.h"
+#include "report/MovieFacts.h"
 #include "report/Printable.h"
 #include "report/TextTable.h"
 #include "report/TrackPlaces.h"
