@@ -157,12 +157,12 @@ std::optional<MovieError> AppController::makeDocument(
     if (!document->readFromURL(std::move(opened), &error))
         return error;
 
+    m_startWindow->hide();
     auto* window = new MovieWindow {std::move(document), m_actions};
     m_open.push_back({window, canonical});
     connect(window, &MovieWindow::filesDropped, this, &AppController::openFiles);
     connect(window, &MovieWindow::pathChanged, this, [this, window] { pathChanged(window); });
     connect(window, &MovieWindow::closed, this, [this, window] { windowClosed(window); });
-    m_startWindow->hide();
     bringToFront(*window);
     m_recentFiles.add(path);
     emit movieOpened(window);

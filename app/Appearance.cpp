@@ -4,8 +4,8 @@
 
 #include <QApplication>
 #include <QPalette>
-#include <QStyle>
-#include <QStyleFactory>
+#include <QProxyStyle>
+#include <QStyleOption>
 #include <QToolTip>
 
 namespace reelwright {
@@ -27,7 +27,7 @@ namespace {
         {QPalette::AlternateBase, 0xfff6f6f7, 0xff252527},
         {QPalette::Text, 0xff1c1c1e, 0xffe6e6e8},
         {QPalette::PlaceholderText, 0xff77777c, 0xff8e8e94},
-        {QPalette::Button, 0xffececee, 0xff3a3a3d},
+        {QPalette::Button, 0xffececee, 0xff313134},
         {QPalette::ButtonText, 0xff1c1c1e, 0xffe6e6e8},
         {QPalette::BrightText, 0xffffffff, 0xffffffff},
         {QPalette::Light, 0xffffffff, 0xff4a4a4e},
@@ -44,6 +44,46 @@ namespace {
     };
     constexpr QPalette::ColorRole kTexts[]
         = {QPalette::WindowText, QPalette::Text, QPalette::ButtonText, QPalette::HighlightedText};
+
+    /// The style of the fixed appearances, with its boxes made visible on a dark ground and its dialog
+    /// buttons without icons.
+    class FixedStyle final : public QProxyStyle
+    {
+    public:
+        FixedStyle()
+            : QProxyStyle(QStringLiteral("fusion"))
+        {
+        }
+
+        void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+            const QWidget* widget) const override
+        {
+            const bool isBox = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton;
+            if (!isBox || option->palette.color(QPalette::Window).lightness() > 127) {
+                QProxyStyle::drawPrimitive(element, option, painter, widget);
+                return;
+            }
+            // The outline is made from the ground by darkening it.
+            QStyleOptionButton box;
+            if (const auto* button = qstyleoption_cast<const QStyleOptionButton*>(option))
+                box = *button;
+            else
+                static_cast<QStyleOption&>(box) = *option;
+            box.palette.setColor(QPalette::Window, QColor {kBoxOnDark});
+            QProxyStyle::drawPrimitive(element, &box, painter, widget);
+        }
+
+        int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+            QStyleHintReturn* result) const override
+        {
+            if (hint == SH_DialogButtonBox_ButtonsHaveIcons)
+                return 0;
+            return QProxyStyle::styleHint(hint, option, widget, result);
+        }
+
+    private:
+        static constexpr QRgb kBoxOnDark = 0xffb8b8be;
+    };
 
     QPalette palette(Kind kind)
     {
@@ -86,9 +126,14 @@ QString Appearance::name(Kind kind)
 void Appearance::apply(Kind kind)
 {
     static const auto desktopStyle = QApplication::style()->name();
-    const auto style = kind == Kind::System ? desktopStyle : QStringLiteral("fusion");
-    if (QApplication::style()->name().compare(style, Qt::CaseInsensitive) != 0)
-        QApplication::setStyle(QStyleFactory::create(style));
+    static auto current = Kind::System;
+    if ((kind == Kind::System) != (current == Kind::System)) {
+        if (kind == Kind::System)
+            QApplication::setStyle(desktopStyle);
+        else
+            QApplication::setStyle(new FixedStyle);
+    }
+    current = kind;
     QApplication::setPalette(kind == Kind::System ? QPalette {} : palette(kind));
     // Tool tips have a palette of their own, which the application's does not reach.
     QToolTip::setPalette(QApplication::palette());

@@ -34,27 +34,35 @@ namespace {
         return QStringLiteral("<p style=\"margin-top:12px; margin-bottom:4px\"><b>%1</b></p>").arg(text);
     }
 
-    QString table(const std::vector<ReportRow>& rows, const QColor& nameColor)
+    /// How the names beside the values look; one width for all tables of a report.
+    struct NameStyle
+    {
+        QColor color;
+        int width;
+    };
+
+    QString table(const std::vector<ReportRow>& rows, const NameStyle& names)
     {
         auto html = QStringLiteral("<table cellspacing=\"0\" cellpadding=\"2\">");
         for (const auto& row : rows)
-            html += QStringLiteral("<tr><td style=\"color:%1; padding-right:12px; white-space:pre\">%2</td>"
-                                   "<td>%3</td></tr>")
-                        .arg(nameColor.name(), escaped(row.name), escaped(row.value));
+            html += QStringLiteral(
+                "<tr><td width=\"%1\" style=\"color:%2; white-space:pre\">%3</td><td>%4</td></tr>")
+                        .arg(names.width)
+                        .arg(names.color.name(), escaped(row.name), escaped(row.value));
         return html + QStringLiteral("</table>");
     }
 
-    QString movieReport(const MovieFacts& facts, const QColor& nameColor)
+    QString movieReport(const MovieFacts& facts, const NameStyle& names)
     {
         const auto path = printable(facts.file);
         auto html = heading(
             facts.file.empty() ? QObject::tr("Untitled") : escaped(path.substr(path.rfind('/') + 1)));
-        html += table(movieRows(facts), nameColor);
+        html += table(movieRows(facts), names);
         for (const auto& track : facts.tracks) {
             const auto rows = trackRows(track);
             html += heading(
                 QStringLiteral("%1 %2").arg(escaped(rows.front().name), escaped(rows.front().value)));
-            html += table({rows.begin() + 1, rows.end()}, nameColor);
+            html += table({rows.begin() + 1, rows.end()}, names);
         }
         if (!facts.warnings.empty())
             html += heading(QObject::tr("Warnings"));
@@ -89,7 +97,8 @@ void InformationPane::reload()
     const auto& facts = m_facts.facts();
     if (!facts)
         return;
-    const auto nameColor = mixed(palette().color(QPalette::Text), palette().color(QPalette::Base));
+    const NameStyle names {mixed(palette().color(QPalette::Text), palette().color(QPalette::Base)),
+        fontMetrics().horizontalAdvance(tr("Media time scale")) + kMargin};
     QString html;
     if (const auto* record = m_document.selectedTrack()) {
         const auto found = std::find_if(facts->tracks.begin(), facts->tracks.end(),
@@ -97,9 +106,9 @@ void InformationPane::reload()
         if (found == facts->tracks.end())
             return; // of a movie that is not read yet
         html = heading(QString::fromStdString(m_document.trackList().title(*m_document.selectedRow())))
-            + table(trackRows(*found), nameColor);
+            + table(trackRows(*found), names);
     } else if (m_document.selectedRow()) {
-        html = movieReport(*facts, nameColor);
+        html = movieReport(*facts, names);
     } else {
         html = QStringLiteral("<p>%1</p>").arg(tr("Nothing is selected."));
     }

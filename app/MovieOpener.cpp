@@ -14,13 +14,16 @@ namespace {
     MovieError whyNoMovie(const QString& path)
     {
         const QFileInfo file {path};
+        const auto refused = [&](int status, const char* why) {
+            return MovieError {MovieError::Code::Io, 0, path.toStdString(), why, status};
+        };
         if (!file.exists())
-            return systemFailure(ENOENT, path.toStdString(), "there is no such file").value();
+            return refused(ENOENT, "there is no such file");
         if (file.isDir())
-            return systemFailure(EISDIR, path.toStdString(), "it is a folder").value();
+            return refused(EISDIR, "it is a folder");
         if (!file.isReadable())
-            return systemFailure(EACCES, path.toStdString(), "it cannot be read").value();
-        return failure(MovieError::Code::Unsupported, {},
+            return refused(EACCES, "it cannot be read");
+        return failure(MovieError::Code::Unsupported, path.toStdString(),
             file.size() == 0 ? "the file is empty" : "it holds no movie of a kind that can be opened")
             .value();
     }

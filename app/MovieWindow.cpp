@@ -7,6 +7,7 @@
 #include "app/PanelTabWidget.h"
 #include "app/ProgressSheet.h"
 #include "app/TimecodeField.h"
+#include "app/TimecodePane.h"
 #include "app/TrackPanel.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
@@ -34,7 +35,7 @@ namespace reelwright {
 namespace {
 
     constexpr int kSpacing = 8;
-    constexpr QSize kMinimumSize {900, 560};
+    constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
     constexpr int kTimecodeMilliseconds = 33;
 
     QString fromUtf8(const std::string& text)
@@ -86,6 +87,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels = new PanelTabWidget(*m_document, this);
     m_panels->addPane(Panel::Information, new InformationPane(*m_document, *m_facts));
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
+    m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document));
     layOut();
     m_progress = new ProgressSheet(centralWidget());
     m_actions->fill(*menuBar(), actions);
@@ -105,6 +107,10 @@ MovieWindow::~MovieWindow()
 {
     if (!m_isClosed)
         m_document->windowWillClose();
+    // What shows the document goes before it, with the editor that may be open in it.
+    m_isClosed = true;
+    hide();
+    delete takeCentralWidget();
 }
 
 void MovieWindow::layOut()
@@ -150,9 +156,15 @@ void MovieWindow::connectActions()
     auto& document = *m_document;
     const auto on = [this](QAction* action, auto work) { connect(action, &QAction::triggered, this, work); };
 
-    on(m_actions->save, [&document] { document.saveDocument(); });
-    on(m_actions->saveAs, [&document] { document.saveDocumentAs(); });
-    on(m_actions->saveCopy, [&document] { document.saveDocumentTo(); });
+    const auto onSave = [&](QAction* action, bool (MyDocument::*save)()) {
+        on(action, [this, save] {
+            finishEditing();
+            (m_document.get()->*save)();
+        });
+    };
+    onSave(m_actions->save, &MyDocument::saveDocument);
+    onSave(m_actions->saveAs, &MyDocument::saveDocumentAs);
+    onSave(m_actions->saveCopy, &MyDocument::saveDocumentTo);
     on(m_actions->close, [this] { close(); });
 
     on(m_actions->undo, [&document] { document.undo(); });
@@ -172,6 +184,7 @@ void MovieWindow::connectActions()
     on(m_actions->flip, [&document] { document.movieSettingsFlip(); });
     on(m_actions->flop, [&document] { document.movieSettingsFlop(); });
 
+    on(m_actions->addTimecodeTrack, [&document] { document.addTimecodeTrack(); });
     on(m_actions->removeTrack, [&document] { document.removeTrack(); });
     on(m_actions->enableTrack, [&document](bool isOn) {
         if (const auto row = document.selectedRow())
@@ -215,6 +228,16 @@ void MovieWindow::connectViews()
         [this] { m_tracks->model().setToolTips(toolTips(*m_facts->facts())); });
 }
 
+void MovieWindow::finishEditing()
+{
+    auto* editor = qobject_cast<QLineEdit*>(focusWidget());
+    if (!editor || editor == m_timecode)
+        return;
+    editor->clearFocus(); // takes what was typed
+    if (!focusWidget())
+        m_tracks->table().setFocus();
+}
+
 void MovieWindow::followTime()
 {
     const auto time = m_view->currentTime();
@@ -242,9 +265,10 @@ std::size_t MovieWindow::alert(
     QMessageBox box(this);
     box.setWindowModality(Qt::WindowModal);
     box.setIcon(buttons.size() > 1 ? QMessageBox::Question : QMessageBox::Warning);
-    box.setTextFormat(Qt::PlainText);
-    box.setText(fromUtf8(title));
-    box.setInformativeText(fromUtf8(text));
+    box.setWindowTitle(fromUtf8(m_document->displayName()));
+    box.setTextFormat(Qt::RichText);
+    box.setText(QStringLiteral("<b>%1</b>").arg(fromUtf8(title).toHtmlEscaped()));
+    box.setInformativeText(fromUtf8(text).toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>")));
     std::vector<QAbstractButton*> made;
     for (std::size_t i = 0; i < buttons.size(); ++i)
         made.push_back(box.addButton(fromUtf8(buttons[i]), roleOf(i, buttons.size())));
@@ -391,8 +415,10 @@ void MovieWindow::focusNextControl()
 
 void MovieWindow::closeEvent(QCloseEvent* event)
 {
-    if (!m_isClosed)
+    if (!m_isClosed) {
+        finishEditing();
         m_document->close();
+    }
     event->setAccepted(m_isClosed);
 }
 

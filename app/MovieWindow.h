@@ -80,6 +80,8 @@ private:
     void connectActions();
     void connectViews();
     void updateActions();
+    /// What is being typed somewhere counts, before a save or a question.
+    void finishEditing();
     /// Shows the timecode where it may have changed.
     void followTime();
     /// The picture alone.

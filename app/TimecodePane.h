@@ -1,8 +1,7 @@
 #pragma once
 
+#include "app/Pane.h"
 #include "document/MyDocument.h"
-
-#include <QWidget>
 
 class QButtonGroup;
 class QCheckBox;
@@ -13,7 +12,7 @@ class QLineEdit;
 namespace reelwright {
 
 /// The Settings tab of a timecode track: its format, start and reel. Every change is an edit at once.
-class TimecodePane : public QWidget
+class TimecodePane : public Pane
 {
     Q_OBJECT
 
@@ -21,7 +20,7 @@ public:
     explicit TimecodePane(MyDocument& document, QWidget* parent = nullptr);
 
     /// Shows the selected track, when that is a timecode track.
-    void reload();
+    void reload() override;
 
 private:
     enum Format { Counter, Timecode };

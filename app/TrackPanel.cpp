@@ -6,11 +6,12 @@
 #include "app/WindowActions.h"
 #include "document/MyDocument.h"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QMenu>
+#include <QPushButton>
 #include <QScopedValueRollback>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace reelwright {
@@ -34,20 +35,17 @@ TrackPanel::TrackPanel(MyDocument& document, const WindowActions& actions, QWidg
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(kSpacing);
-    auto* add = new QToolButton(this);
-    add->setText(tr("Add Track"));
+    auto* add = new QPushButton(tr("Add Track"), this);
     add->setAccessibleName(tr("Add track"));
     add->setToolTip(tr("Add a track to the movie."));
     add->setMenu(actions.addTrack);
-    add->setPopupMode(QToolButton::InstantPopup);
-    add->setFocusPolicy(Qt::StrongFocus);
-    // Without anything to add there is nothing to press.
-    add->setVisible(!actions.addTrack->isEmpty());
-    auto* remove = new QToolButton(this);
-    remove->setDefaultAction(actions.removeTrack);
-    remove->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    auto* remove = new QPushButton(tr("Remove Track"), this);
     remove->setAccessibleName(tr("Remove track"));
-    remove->setFocusPolicy(Qt::StrongFocus);
+    remove->setToolTip(actions.removeTrack->toolTip());
+    connect(remove, &QPushButton::clicked, actions.removeTrack, &QAction::trigger);
+    connect(actions.removeTrack, &QAction::enabledChanged, remove, &QWidget::setEnabled);
+    for (auto* button : {add, remove})
+        button->setAutoDefault(false);
     buttons->addWidget(add);
     buttons->addWidget(remove);
     buttons->addStretch();

@@ -95,7 +95,7 @@ QVariant TrackTableModel::text(const Row& row, int column) const
 
 QVariant TrackTableModel::data(const QModelIndex& index, int role) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid())
         return {};
     const auto& row = m_rows[static_cast<std::size_t>(index.row())];
     switch (role) {
@@ -144,7 +144,7 @@ QVariant TrackTableModel::headerData(int section, Qt::Orientation orientation, i
 
 Qt::ItemFlags TrackTableModel::flags(const QModelIndex& index) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid())
         return Qt::NoItemFlags;
     auto flags = Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
     const auto column = kColumns[index.column()];
@@ -155,7 +155,7 @@ Qt::ItemFlags TrackTableModel::flags(const QModelIndex& index) const
 
 bool TrackTableModel::setData(const QModelIndex& index, const QVariant& value, int role)
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid())
         return false;
     const auto row = static_cast<std::size_t>(index.row());
     const auto flags = this->flags(index);

@@ -46,6 +46,8 @@ WindowActions::WindowActions(QWidget& window)
     flop = make(tr("Fl&op"), {}, tr("Mirror the picture from left to right."));
 
     addTrack = new QMenu(tr("&Add"), &window);
+    addTimecodeTrack = make(tr("&Timecode Track"));
+    addTrack->addAction(addTimecodeTrack);
     removeTrack = make(tr("&Remove Track..."), QKeySequence::Delete, tr("Remove the selected track."));
     enableTrack = make(tr("&Enabled"), QKeySequence(Qt::CTRL | Qt::Key_E));
     enableTrack->setCheckable(true);
@@ -148,9 +150,6 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
 
     auto& track = *bar.addMenu(tr("&Track"));
     track.addMenu(addTrack);
-    // An empty menu says nothing.
-    connect(&track, &QMenu::aboutToShow, addTrack,
-        [this] { addTrack->menuAction()->setVisible(!addTrack->isEmpty()); });
     track.addSeparator();
     add(track, {enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
     track.addSeparator();

@@ -51,7 +51,8 @@ public:
     QAction* flip;
     QAction* flop;
     // Track
-    QMenu* addTrack; ///< what can be added; hidden while it is empty
+    QMenu* addTrack; ///< what can be added
+    QAction* addTimecodeTrack;
     QAction* removeTrack;
     QAction* enableTrack;
     QAction* goToInPoint;

@@ -78,7 +78,7 @@ int main(int argc, char** argv)
     KWLog::setApplication("Reelwright", REELWRIGHT_VERSION);
     QApplication::setApplicationName(QStringLiteral("reelwright"));
     QApplication::setApplicationVersion(QStringLiteral(REELWRIGHT_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("reelwright"));
+    QApplication::setDesktopFileName(QStringLiteral("com.kestrelwick.Reelwright"));
     const QApplication application {argc, argv};
     QApplication::setApplicationDisplayName(QStringLiteral("Reelwright"));
     QApplication::setWindowIcon(programIcon());

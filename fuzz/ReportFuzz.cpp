@@ -3,11 +3,11 @@
 
 #include "cli/AtomTree.h"
 #include "cli/FactsJson.h"
-#include "cli/InfoReport.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
 #include "movie/FlattenPlan.h"
 #include "movie/QTTrack.h"
+#include "report/InfoReport.h"
 
 #include <algorithm>
 

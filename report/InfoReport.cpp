@@ -95,11 +95,16 @@ namespace {
         return fmt::format("{} ({})", track.typeName, printable(track.mediaType.text()));
     }
 
+    bool hasRate(const TrackFacts& track)
+    {
+        return track.sampleRate > 0 || (track.sampleCount > 1 && track.frameRate > 0);
+    }
+
     std::string trackRateText(const TrackFacts& track)
     {
         if (track.sampleRate > 0)
             return shortNumber(track.sampleRate) + " Hz";
-        return track.sampleCount > 1 && track.frameRate > 0 ? shortNumber(track.frameRate) + " fps" : "-";
+        return hasRate(track) ? shortNumber(track.frameRate) + " fps" : "-";
     }
 
     std::string channelsText(const TrackFacts& track)
@@ -183,7 +188,7 @@ std::vector<ReportRow> trackRows(const TrackFacts& track)
     add("Duration", track.duration.timecode);
     add("Format", track.format ? printable(track.format->text()) : std::string {});
     add("Size", track.size ? sizeText(track.size->width, track.size->height) : std::string {});
-    add("Rate", track.sampleRate > 0 || track.frameRate > 0 ? trackRateText(track) : std::string {});
+    add("Rate", hasRate(track) ? trackRateText(track) : std::string {});
     add("Channels", channelsText(track));
     add("First channel", track.channelLabel);
     add("Language", track.language);

@@ -12,7 +12,7 @@ packages_for()
     case "$1" in
     build) # compiler, build system, libraries
         echo g++ cmake ninja-build pkg-config zlib1g-dev libfmt-dev libexpected-dev libcli11-dev \
-            nlohmann-json3-dev libplist-dev ;;
+            nlohmann-json3-dev libplist-dev libexiv2-dev ;;
     app) # windows and player of the desktop program
         echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev ;;
     run) # ffprobe and ffmpeg judge what the demonstration saved
@@ -21,6 +21,9 @@ packages_for()
         echo libgtest-dev libgmock-dev ffmpeg libimage-exiftool-perl mediainfo python3 attr ;;
     bench) echo libbenchmark-dev ffmpeg libimage-exiftool-perl mediainfo python3 time valgrind ;;
     fuzz) echo clang libclang-rt-14-dev ;;
+    package) # the Debian package, and the programs that judge what is in it
+        echo dpkg-dev file fakeroot desktop-file-utils appstream ;;
+    screenshots) echo xvfb xauth xdotool x11-utils imagemagick librsvg2-bin ;;
     lint) echo clang-format clang-tidy shellcheck ;;
     *) return 1 ;;
     esac
@@ -53,7 +56,7 @@ require_packages()
     local purpose names list wanted=() missing=() as_root=()
     for purpose in "$@"; do
         if ! list=$(packages_for "$purpose"); then
-            say "No packages are listed for \"$purpose\"; there are build, app, run, test, bench, fuzz and lint."
+            say "No packages are listed for \"$purpose\"; there are build, app, run, test, bench, fuzz, package, screenshots and lint."
             return 2
         fi
         read -ra names <<<"$list"
@@ -112,7 +115,7 @@ require_packages()
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
     set -euo pipefail
     if (($# == 0)) || [[ $1 == --help || $1 == -h ]]; then
-        echo "Usage: scripts/dependencies.sh PURPOSE...   (build app run test bench fuzz lint)"
+        echo "Usage: scripts/dependencies.sh PURPOSE...   (build app run test bench fuzz package screenshots lint)"
         echo "Installs the Debian packages that these purposes need and that are missing."
         (($#)) || exit 2
         exit 0

@@ -1,0 +1,688 @@
+#include "app/MovieWindow.h"
+
+#include "app/InformationPane.h"
+#include "app/MovieView.h"
+#include "app/PanelTabWidget.h"
+#include "app/ProgressSheet.h"
+#include "app/TimecodeField.h"
+#include "app/TrackTable.h"
+#include "app/TrackTableModel.h"
+#include "app/WindowActions.h"
+#include "document/KWQuickTimeEditing.h"
+#include "tests/app/AppTest.h"
+
+#include <QAccessible>
+#include <QAction>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTextBrowser>
+
+namespace reelwright::test {
+namespace {
+
+    QString plain(QString text)
+    {
+        return text.remove(QLatin1Char('&'));
+    }
+
+    /// Waits for a dialog of that class and does something with it.
+    template <class Dialog> class Answer : public QObject
+    {
+    public:
+        explicit Answer(std::function<void(Dialog&)> work)
+            : m_work(std::move(work))
+        {
+            connect(&m_timer, &QTimer::timeout, this, &Answer::look);
+            m_timer.start(5);
+        }
+        [[nodiscard]] bool isGiven() const { return m_isGiven; }
+
+    private:
+        void look()
+        {
+            for (auto* widget : QApplication::topLevelWidgets())
+                if (auto* dialog = qobject_cast<Dialog*>(widget); dialog && dialog->isVisible()) {
+                    m_timer.stop();
+                    m_isGiven = true;
+                    m_work(*dialog);
+                    return;
+                }
+        }
+
+        std::function<void(Dialog&)> m_work;
+        QTimer m_timer;
+        bool m_isGiven = false;
+    };
+
+    /// Presses a button of the next question, and keeps what it said.
+    class Press : public Answer<QMessageBox>
+    {
+    public:
+        explicit Press(const char* button)
+            : Answer([this, wanted = QString::fromLatin1(button)](QMessageBox& box) {
+                title = box.text().remove(QStringLiteral("<b>")).remove(QStringLiteral("</b>"));
+                text = box.informativeText();
+                modality = box.windowModality();
+                defaultButton = box.defaultButton() ? plain(box.defaultButton()->text()) : QString();
+                escapeButton = box.escapeButton() ? plain(box.escapeButton()->text()) : QString();
+                for (auto* offered : box.buttons())
+                    if (plain(offered->text()) == wanted)
+                        return offered->click();
+                box.reject();
+            })
+        {
+        }
+
+        QString title;
+        QString text;
+        Qt::WindowModality modality = Qt::NonModal;
+        QString defaultButton;
+        QString escapeButton;
+    };
+
+} // namespace
+
+class MovieWindowTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void showsTheMovieItsTracksAndItsTabs();
+    void tabsFollowTheSelection();
+    void undoKeepsTheTabThatTheUserChose();
+    void cellIsEditedInPlace();
+    void escapeLeavesACellAsItWas();
+    void whatIsBeingTypedIsSaved();
+    void windowMayGoWhileACellIsEdited();
+    void spaceAndCheckBoxToggleEnabled();
+    void arrowKeysNudgeTheSelectedTrack();
+    void deleteAsksAndRemoves();
+    void settingsControlsChangeTheMovie();
+    void menuRotatesAndUndoTakesItBackByName();
+    void savedStateIsClean();
+    void saveIsWrittenInPlace();
+    void saveAsGoesWhereTheUserSays();
+    void copyWithoutAnExtensionGetsOne();
+    void closeWithUnsavedChangesAsks_data();
+    void closeWithUnsavedChangesAsks();
+    void closeOfACleanDocumentAsksNothing();
+    void closeWhileSavingWaitsForTheSave();
+    void windowStaysUsableWhileItSaves();
+    void cancelledSaveWritesNothing();
+    void movieThatCannotBeSavedSaysSo();
+    void timecodeFieldRunsAndTakesATimecode();
+    void escapeBringsTheRunningTimecodeBack();
+    void infoTellsOfTheMovieAndOfTheTrack();
+    void copyGoesToWhatHasTheFocus();
+    void contextMenuIsAboutTheRowUnderTheMouse();
+    void droppedFilesAreHandedOn();
+    void geometryIsRemembered();
+    void everyControlHasANameForScreenReaders();
+
+private:
+    void openWindow(const QString& path);
+    TrackTable& table() { return *m_window->findChild<TrackTable*>(); }
+    WindowActions& actions() { return *m_window->findChild<WindowActions*>(); }
+    PanelTabWidget& tabs() { return *m_window->findChild<PanelTabWidget*>(); }
+    ProgressSheet& sheet() { return *m_window->findChild<ProgressSheet*>(); }
+    TimecodeField& timecode() { return *m_window->findChild<TimecodeField*>(); }
+    MovieView& view() { return *m_window->findChild<MovieView*>(); }
+    MyDocument& document() { return m_window->document(); }
+    QString cell(int row, int column) { return table().model()->index(row, column).data().toString(); }
+    QStringList tabTitles();
+    /// Opens the editor of a cell.
+    QLineEdit* edit(int row, int column);
+    QTMovie reopened() { return *QTMovie::open(m_path.toStdString()); }
+    /// As a movie on disk tells it.
+    static bool isEnabled(const QTMovie& movie, std::uint32_t trackID);
+
+    std::unique_ptr<AppFixture> m_app;
+    std::unique_ptr<MovieWindow> m_window;
+    QString m_path;
+};
+
+void MovieWindowTest::init()
+{
+    m_app = std::make_unique<AppFixture>();
+    openWindow(m_app->sample("two-audio.mov"));
+}
+
+void MovieWindowTest::cleanup()
+{
+    m_app->storage->openGate();
+    if (m_window)
+        QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    m_window.reset();
+    m_app.reset();
+}
+
+void MovieWindowTest::openWindow(const QString& path)
+{
+    m_path = path;
+    m_window = std::make_unique<MovieWindow>(m_app->open(path), ApplicationActions {});
+    m_window->resize(1200, 740);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+}
+
+QStringList MovieWindowTest::tabTitles()
+{
+    QStringList titles;
+    for (int i = 0; i < tabs().count(); ++i)
+        titles << tabs().tabText(i);
+    return titles;
+}
+
+QLineEdit* MovieWindowTest::edit(int row, int column)
+{
+    table().setFocus();
+    table().setCurrentIndex(table().model()->index(row, column));
+    QTest::keyClick(&table(), Qt::Key_Return);
+    return table().viewport()->findChild<QLineEdit*>();
+}
+
+bool MovieWindowTest::isEnabled(const QTMovie& movie, std::uint32_t trackID)
+{
+    for (const auto& track : movie.tracks())
+        if (track.trackID() == trackID)
+            return track.isEnabled();
+    return false;
+}
+
+void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
+{
+    QCOMPARE(m_window->windowTitle(), QStringLiteral("two-audio.mov[*]"));
+    QVERIFY(!m_window->isWindowModified());
+    QCOMPARE(table().model()->rowCount(), 4);
+    QCOMPARE(table().currentIndex().row(), 0);
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Settings")}));
+    QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Settings"));
+    QTRY_VERIFY_WITH_TIMEOUT(view().isSettled() && view().duration().value > 0, kWait);
+    QCOMPARE(view().duration(), document().movie().duration());
+}
+
+void MovieWindowTest::tabsFollowTheSelection()
+{
+    table().selectRow(1);
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info")}));
+    actions().addTimecodeTrack->trigger(); // selects the new track
+    QCOMPARE(table().currentIndex().row(), 4);
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Settings")}));
+    QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Settings"));
+    table().clearSelection();
+    QVERIFY(!document().selectedRow());
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info")}));
+}
+
+void MovieWindowTest::undoKeepsTheTabThatTheUserChose()
+{
+    tabs().setCurrentIndex(0);
+    actions().flop->trigger();
+    actions().undo->trigger();
+    QCOMPARE(tabs().currentIndex(), 0);
+    table().selectRow(1);
+    table().selectRow(0);
+    QCOMPARE(tabs().currentIndex(), 1);
+}
+
+void MovieWindowTest::cellIsEditedInPlace()
+{
+    auto* editor = edit(2, TrackTableModel::kIn);
+    QVERIFY(editor);
+    QCOMPARE(editor->text(), QStringLiteral("00:00:00:00"));
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("1."));
+    QTest::keyClick(editor, Qt::Key_Return);
+    QCOMPARE(cell(2, TrackTableModel::kIn), QStringLiteral("00:00:01:00"));
+    QCOMPARE(document().trackList().track(2)->inPoint(), (QTTime {1, 1}));
+    QVERIFY(m_window->isWindowModified());
+    // Return anywhere else in the row is about the in point; the movie's row has nothing to edit.
+    QVERIFY(edit(3, TrackTableModel::kEnabled));
+    QCOMPARE(table().currentIndex().column(), int(TrackTableModel::kIn));
+    QTest::keyClick(table().viewport()->findChild<QLineEdit*>(), Qt::Key_Escape);
+    table().setCurrentIndex(table().model()->index(0, 0));
+    QTest::keyClick(&table(), Qt::Key_Return);
+    QCOMPARE(table().currentIndex(), table().model()->index(0, 0));
+}
+
+void MovieWindowTest::escapeLeavesACellAsItWas()
+{
+    auto* editor = edit(2, TrackTableModel::kDuration);
+    QVERIFY(editor);
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("5"));
+    QTest::keyClick(editor, Qt::Key_Escape);
+    QCOMPARE(cell(2, TrackTableModel::kDuration), QStringLiteral("00:00:01:00"));
+    QVERIFY(!document().isEdited());
+}
+
+void MovieWindowTest::whatIsBeingTypedIsSaved()
+{
+    auto* editor = edit(2, TrackTableModel::kIn);
+    QVERIFY(editor);
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("2."));
+    actions().save->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isEdited() && !document().isWriting(), kWait);
+    const auto saved = reopened();
+    QCOMPARE(saved.tracks()[1].range().time, (QTTime {2, 1}));
+}
+
+void MovieWindowTest::windowMayGoWhileACellIsEdited()
+{
+    auto* editor = edit(2, TrackTableModel::kIn);
+    QVERIFY(editor);
+    QTest::keyClicks(editor, QStringLiteral("1."));
+    m_window.reset();
+}
+
+void MovieWindowTest::spaceAndCheckBoxToggleEnabled()
+{
+    const auto box = table().model()->index(3, TrackTableModel::kEnabled);
+    const auto where = table().visualRect(box);
+    QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, QPoint(where.left() + 10, where.center().y()));
+    QCOMPARE(box.data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
+    QVERIFY(!document().trackList().track(3)->enabled());
+    QVERIFY(!actions().enableTrack->isChecked());
+    table().setFocus();
+    QTest::keyClick(&table(), Qt::Key_Space);
+    QVERIFY(document().trackList().track(3)->enabled());
+    QVERIFY(actions().enableTrack->isChecked());
+    actions().enableTrack->trigger();
+    QVERIFY(!document().trackList().track(3)->enabled());
+}
+
+void MovieWindowTest::arrowKeysNudgeTheSelectedTrack()
+{
+    int posts = 0;
+    const auto counted = m_app->notifications.observe(KWTrackIncrementFrame, [&] { ++posts; });
+    table().setFocus();
+    QTest::keyClick(&table(), Qt::Key_Right);
+    QCOMPARE(posts, 1);
+    QVERIFY(!document().isEdited()); // the movie's row
+    table().selectRow(2);
+    QTest::keyClick(&table(), Qt::Key_Right);
+    QTest::keyClick(&table(), Qt::Key_Right);
+    const QTTime step {100, document().movie().timeScale()};
+    QCOMPARE(document().trackList().track(2)->inPoint(), step + step);
+    QTest::keyClick(&table(), Qt::Key_Left);
+    QCOMPARE(document().trackList().track(2)->inPoint(), step);
+    QCOMPARE(table().currentIndex().row(), 2);
+    QCOMPARE(plain(actions().undo->text()), QStringLiteral("Undo Nudge Track"));
+}
+
+void MovieWindowTest::deleteAsksAndRemoves()
+{
+    table().setFocus();
+    table().selectRow(3);
+    {
+        Press answer("Cancel");
+        QTest::keyClick(&table(), Qt::Key_Delete);
+        QVERIFY(answer.isGiven());
+        QCOMPARE(answer.title, QStringLiteral("Are you sure you wish to remove this track?"));
+        QCOMPARE(answer.modality, Qt::WindowModal);
+        QCOMPARE(answer.defaultButton, QStringLiteral("Remove"));
+        QCOMPARE(answer.escapeButton, QStringLiteral("Cancel"));
+        QCOMPARE(table().model()->rowCount(), 4);
+    }
+    Press answer("Remove");
+    actions().removeTrack->trigger();
+    QVERIFY(answer.isGiven());
+    QCOMPARE(table().model()->rowCount(), 3);
+    actions().undo->trigger();
+    QCOMPARE(table().model()->rowCount(), 4);
+    table().selectRow(0);
+    QVERIFY(!actions().removeTrack->isEnabled());
+}
+
+void MovieWindowTest::settingsControlsChangeTheMovie()
+{
+    auto* pane = tabs().currentWidget();
+    const auto box = [&](const char* text) -> QCheckBox* {
+        for (auto* candidate : pane->findChildren<QCheckBox*>())
+            if (plain(candidate->text()) == QLatin1String(text))
+                return candidate;
+        return nullptr;
+    };
+    struct Setting
+    {
+        const char* text;
+        std::function<bool(const QTMovie&)> isOn;
+    };
+    const Setting settings[] = {
+        {"Autoplay", KWQuickTimeEditing::autoPlay},
+        {"Auto close", KWQuickTimeEditing::autoClose},
+        {"Auto quit", KWQuickTimeEditing::autoQuit},
+        {"Hide controller",
+            [](const QTMovie& movie) { return KWQuickTimeEditing::movieControllerType(movie) == "none"_cc; }},
+    };
+    for (const auto& setting : settings) {
+        auto* control = box(setting.text);
+        QVERIFY2(control, setting.text);
+        QTest::mouseClick(control, Qt::LeftButton, {}, QPoint(8, control->height() / 2));
+        QVERIFY2(setting.isOn(document().movie()), setting.text);
+        actions().undo->trigger();
+        QVERIFY2(!setting.isOn(document().movie()) && !control->isChecked(), setting.text);
+    }
+    auto* aperture = pane->findChild<QComboBox*>();
+    aperture->setFocus();
+    QTest::keyClick(aperture, Qt::Key_Down);
+    QCOMPARE(document().loadMovieSettings().apertureIndex, std::size_t {1});
+    actions().undo->trigger();
+    QCOMPARE(aperture->currentIndex(), 0);
+    QCOMPARE(document().movie().userDataItem("apmd"_cc).has_value(), false);
+}
+
+void MovieWindowTest::menuRotatesAndUndoTakesItBackByName()
+{
+    const auto matrix
+        = [this] { return document().movie().tracksOfMediaType(QTMediaTypeVideo).front().matrix(); };
+    const auto before = matrix();
+    QVERIFY(!actions().undo->isEnabled());
+    QTest::keyClick(m_window.get(), Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
+    QVERIFY(matrix() != before);
+    QCOMPARE(plain(actions().undo->text()), QStringLiteral("Undo Rotate Left"));
+    QTest::keyClick(m_window.get(), Qt::Key_Z, Qt::ControlModifier);
+    QCOMPARE(matrix(), before);
+    QCOMPARE(plain(actions().redo->text()), QStringLiteral("Redo Rotate Left"));
+    QVERIFY(!actions().undo->isEnabled());
+    QTest::keyClick(m_window.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+    QVERIFY(matrix() != before);
+}
+
+void MovieWindowTest::savedStateIsClean()
+{
+    actions().rotateLeft->trigger();
+    QVERIFY(m_window->isWindowModified());
+    actions().save->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(!m_window->isWindowModified(), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    actions().undo->trigger();
+    QVERIFY(m_window->isWindowModified());
+    actions().redo->trigger();
+    QVERIFY(!m_window->isWindowModified());
+}
+
+void MovieWindowTest::saveIsWrittenInPlace()
+{
+    const auto id = document().trackList().track(3)->trackID();
+    const auto inode = reopened().file()->state.inode;
+    document().setTrackEnabled(3, false);
+    QTest::keyClick(m_window.get(), Qt::Key_S, Qt::ControlModifier);
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isEdited() && !document().isWriting(), kWait);
+    const auto saved = reopened();
+    QVERIFY(!isEnabled(saved, id));
+    QCOMPARE(saved.file()->state.inode, inode);
+}
+
+void MovieWindowTest::saveAsGoesWhereTheUserSays()
+{
+    const auto target = m_app->folder.filePath(QStringLiteral("other.mov"));
+    QSignalSpy paths(m_window.get(), &MovieWindow::pathChanged);
+    document().setTrackEnabled(3, false);
+    Answer<QFileDialog> answer([&](QFileDialog& dialog) {
+        QCOMPARE(dialog.windowModality(), Qt::WindowModal);
+        dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(target);
+        QMetaObject::invokeMethod(&dialog, "accept");
+    });
+    actions().saveAs->trigger();
+    QVERIFY(answer.isGiven());
+    QTRY_COMPARE_WITH_TIMEOUT(m_window->windowTitle(), QStringLiteral("other.mov[*]"), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QVERIFY(paths.count() > 0);
+    const auto written = QTMovie::open(target.toStdString());
+    QVERIFY(written);
+    QVERIFY(!isEnabled(*written, 3));
+    QVERIFY(isEnabled(reopened(), 3)); // the old file is as it was
+}
+
+void MovieWindowTest::copyWithoutAnExtensionGetsOne()
+{
+    const auto target = m_app->folder.filePath(QStringLiteral("plain"));
+    Answer<QFileDialog> answer([&](QFileDialog& dialog) {
+        dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(target);
+        QMetaObject::invokeMethod(&dialog, "accept");
+    });
+    actions().saveAs->trigger();
+    QVERIFY(answer.isGiven());
+    QTRY_COMPARE_WITH_TIMEOUT(m_window->windowTitle(), QStringLiteral("plain.mov[*]"), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QVERIFY(QTMovie::open((target + QStringLiteral(".mov")).toStdString()));
+}
+
+void MovieWindowTest::closeWithUnsavedChangesAsks_data()
+{
+    QTest::addColumn<QByteArray>("button");
+    QTest::addColumn<bool>("closes");
+    QTest::addColumn<bool>("saves");
+    QTest::newRow("cancel") << QByteArray("Cancel") << false << false;
+    QTest::newRow("discard") << QByteArray("Don't Save") << true << false;
+    QTest::newRow("save") << QByteArray("Save") << true << true;
+}
+
+void MovieWindowTest::closeWithUnsavedChangesAsks()
+{
+    QFETCH(QByteArray, button);
+    QFETCH(bool, closes);
+    QFETCH(bool, saves);
+    document().setTrackEnabled(3, false);
+    QSignalSpy closed(m_window.get(), &MovieWindow::closed);
+    Press answer(button.constData());
+    m_window->close();
+    QVERIFY(answer.isGiven());
+    QCOMPARE(answer.title, QStringLiteral("Save the changes to \"two-audio.mov\"?").toHtmlEscaped());
+    QCOMPARE(answer.escapeButton, QStringLiteral("Cancel"));
+    if (closes)
+        QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, kWait);
+    QCOMPARE(m_window->isVisible(), !closes);
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QCOMPARE(isEnabled(reopened(), 3), !saves);
+}
+
+void MovieWindowTest::closeOfACleanDocumentAsksNothing()
+{
+    QSignalSpy closed(m_window.get(), &MovieWindow::closed);
+    QTest::keyClick(m_window.get(), Qt::Key_W, Qt::ControlModifier);
+    QCOMPARE(closed.count(), 1);
+    QVERIFY(!m_window->isVisible());
+    m_window->close();
+    QCOMPARE(closed.count(), 1);
+}
+
+void MovieWindowTest::closeWhileSavingWaitsForTheSave()
+{
+    QSignalSpy closed(m_window.get(), &MovieWindow::closed);
+    document().setTrackEnabled(3, false);
+    m_app->storage->isClosed = true;
+    actions().save->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(m_app->storage->waiting > 0, kWait);
+    m_window->close();
+    QVERIFY(m_window->isVisible());
+    QCOMPARE(closed.count(), 0);
+    m_app->storage->openGate();
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, kWait);
+    QVERIFY(!m_window->isVisible());
+    QVERIFY(!isEnabled(reopened(), 3));
+}
+
+void MovieWindowTest::windowStaysUsableWhileItSaves()
+{
+    document().setTrackEnabled(3, false);
+    m_app->storage->isClosed = true;
+    actions().save->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(sheet().isVisible(), kWait);
+    table().setFocus();
+    QTest::keyClick(&table(), Qt::Key_Down);
+    QCOMPARE(document().selectedRow(), std::optional<std::size_t>(1));
+    document().setTrackEnabled(2, false);
+    {
+        Press answer("OK"); // a second save is refused
+        actions().save->trigger();
+        QVERIFY(answer.isGiven());
+        QCOMPARE(answer.title, QStringLiteral("Unable to save"));
+        QCOMPARE(answer.text, QStringLiteral("A save operation is already in progress."));
+    }
+    m_app->storage->openGate();
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QVERIFY(!sheet().isVisible());
+    QVERIFY(m_window->isWindowModified()); // what was edited meanwhile is not saved
+    QVERIFY(!isEnabled(reopened(), 3));
+    QVERIFY(isEnabled(reopened(), 2));
+}
+
+void MovieWindowTest::cancelledSaveWritesNothing()
+{
+    const auto target = m_app->folder.filePath(QStringLiteral("cancelled.mov"));
+    m_app->storage->isClosed = true;
+    QVERIFY(document().writeSafelyToURL(target.toStdString(), SaveOperation::SaveAs));
+    QTRY_VERIFY_WITH_TIMEOUT(sheet().isVisible(), kWait);
+    auto* cancel = sheet().findChild<QPushButton*>();
+    QTest::mouseClick(cancel, Qt::LeftButton);
+    QVERIFY(!cancel->isEnabled());
+    m_app->storage->openGate();
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QVERIFY(!sheet().isVisible());
+    QVERIFY(!QFile::exists(target));
+    QCOMPARE(m_window->windowTitle(), QStringLiteral("two-audio.mov[*]"));
+}
+
+void MovieWindowTest::movieThatCannotBeSavedSaysSo()
+{
+    document().setTrackEnabled(3, false);
+    m_app->storage->refusesWriting = true;
+    m_app->preferences.registerDefault("autoFlatten", std::int64_t {1});
+    Press answer("OK");
+    actions().save->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(answer.isGiven() && !document().isWriting(), kWait);
+    QCOMPARE(answer.title, QStringLiteral("Error writing movie"));
+    QVERIFY(!answer.text.isEmpty());
+    QVERIFY(m_window->isWindowModified());
+    QVERIFY(isEnabled(reopened(), 3));
+}
+
+void MovieWindowTest::timecodeFieldRunsAndTakesATimecode()
+{
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:00"), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(view().isSettled(), kWait);
+    actions().goToTimecode->trigger();
+    QVERIFY(timecode().hasFocus());
+    QTest::keyClicks(&timecode(), QStringLiteral("12"));
+    QTest::keyClick(&timecode(), Qt::Key_Return);
+    QVERIFY(!timecode().hasFocus());
+    QCOMPARE(view().currentTime(), (QTTime {12, 25}));
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:12"), kWait);
+    actions().stepForward->trigger();
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:13"), kWait);
+}
+
+void MovieWindowTest::escapeBringsTheRunningTimecodeBack()
+{
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:00"), kWait);
+    actions().goToTimecode->trigger();
+    QTest::keyClicks(&timecode(), QStringLiteral("7"));
+    QCOMPARE(timecode().text(), QStringLiteral("7"));
+    QTest::keyClick(&timecode(), Qt::Key_Escape);
+    QVERIFY(!timecode().hasFocus());
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:00"), kWait);
+    QCOMPARE(view().currentTime(), (QTTime {0, 25}));
+}
+
+void MovieWindowTest::infoTellsOfTheMovieAndOfTheTrack()
+{
+    auto* pane = tabs().findChild<InformationPane*>();
+    QTRY_VERIFY_WITH_TIMEOUT(pane->text().contains(QStringLiteral("160 x 90")), kWait);
+    QVERIFY(pane->text().contains(QStringLiteral("autoplay off")));
+    document().movieSettingsAutoplayToggle(true); // unsaved edits show
+    QTRY_VERIFY_WITH_TIMEOUT(pane->text().contains(QStringLiteral("autoplay on")), kWait);
+    table().selectRow(2);
+    QVERIFY(pane->text().contains(QStringLiteral("16000 Hz")));
+    QVERIFY(!pane->text().contains(QStringLiteral("autoplay")));
+    const auto toolTip = table().model()->index(2, 0).data(Qt::ToolTipRole).toString();
+    QVERIFY2(toolTip.contains(QStringLiteral("Format: sowt")), qPrintable(toolTip));
+}
+
+void MovieWindowTest::copyGoesToWhatHasTheFocus()
+{
+    table().setFocus();
+    table().selectRow(1);
+    QTest::keyClick(&table(), Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QApplication::clipboard()->text(),
+        QStringLiteral("Video\t00:00:00:00\t00:00:01:00\tVideo is enabled"));
+    QVERIFY(!actions().paste->isEnabled());
+    QTRY_VERIFY_WITH_TIMEOUT(!timecode().text().isEmpty(), kWait);
+    actions().goToTimecode->trigger();
+    QVERIFY(actions().paste->isEnabled());
+    actions().copy->trigger();
+    QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("00:00:00:00"));
+}
+
+void MovieWindowTest::contextMenuIsAboutTheRowUnderTheMouse()
+{
+    const auto where = table().visualRect(table().model()->index(2, 1)).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, where, table().viewport()->mapToGlobal(where));
+    QApplication::sendEvent(table().viewport(), &event);
+    QVERIFY(actions().trackMenu->isVisible());
+    actions().trackMenu->close();
+    QCOMPARE(document().selectedRow(), std::optional<std::size_t>(2));
+    document().incrementTrackByOneFrame();
+    QTRY_VERIFY_WITH_TIMEOUT(view().isSettled(), kWait);
+    actions().goToInPoint->trigger();
+    QVERIFY(view().currentTime() > (QTTime {0, 25}));
+}
+
+void MovieWindowTest::droppedFilesAreHandedOn()
+{
+    QSignalSpy dropped(m_window.get(), &MovieWindow::filesDropped);
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(QStringLiteral("/clips/a.mov")),
+        QUrl(QStringLiteral("https://example.org/b.mov"))});
+    QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(m_window.get(), &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(m_window.get(), &drop);
+    QCOMPARE(dropped.count(), 1);
+    QCOMPARE(dropped.front().front().toStringList(), QStringList({QStringLiteral("/clips/a.mov")}));
+}
+
+void MovieWindowTest::geometryIsRemembered()
+{
+    m_window->resize(960, 600);
+    m_window->close();
+    m_window.reset();
+    m_window = std::make_unique<MovieWindow>(m_app->open(m_path), ApplicationActions {});
+    m_window->show();
+    QCOMPARE(m_window->size(), QSize(960, 600));
+}
+
+void MovieWindowTest::everyControlHasANameForScreenReaders()
+{
+    int count = 0;
+    for (auto* widget : m_window->findChildren<QWidget*>()) {
+        if (!(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisible())
+            continue;
+        ++count;
+        auto* interface = QAccessible::queryAccessibleInterface(widget);
+        QVERIFY(interface);
+        QVERIFY2(!interface->text(QAccessible::Name).isEmpty(), widget->metaObject()->className());
+    }
+    QVERIFY2(count >= 12, qPrintable(QString::number(count)));
+    for (auto* action : m_window->menuBar()->actions())
+        QVERIFY2(action->text().contains(QLatin1Char('&')), qPrintable(action->text()));
+}
+
+} // namespace reelwright::test
+
+QTEST_MAIN(reelwright::test::MovieWindowTest)
+#include "MovieWindowTest.moc"
