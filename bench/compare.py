@@ -280,7 +280,7 @@ class Bench:
 
         return Contender(name, prepare=prepare)
 
-    def timecode(self, path, name):
+    def change_timecode(self, path, name):
         """An edit in place that gives the movie another timecode each time; the first, which warms up, adds the track."""
 
         def prepare():
@@ -329,7 +329,7 @@ class Bench:
         paths = {size: self.files.make("media", size) for size in ["1M", "100M", "10G", "100G"]}
         infos = [Contender(f"info, {size}B", [self.cli, "info", "--json", path]) for size, path in paths.items()]
         edits = [self.autoplay(path, f"edit, {size}B") for size, path in paths.items()]
-        timecodes = [self.timecode(path, f"timecode, {size}B") for size, path in paths.items()]
+        timecodes = [self.change_timecode(path, f"timecode, {size}B") for size, path in paths.items()]
         probes = [
             Contender(f"ffprobe, {size}B", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe")
             for size, path in paths.items()
