@@ -39,9 +39,10 @@ namespace {
                 std::filesystem::remove(entry.path());
             auto path = m_path + "/settings.plist";
             auto* file = std::fopen(path.c_str(), "wb");
-            require(file && std::fwrite(content.data(), 1, content.size(), file) == content.size()
-                    && std::fclose(file) == 0,
-                "there is room for a temporary file");
+            require(file, "there is room for a temporary file");
+            const bool isWritten
+                = content.empty() || std::fwrite(content.data(), 1, content.size(), file) == content.size();
+            require(std::fclose(file) == 0 && isWritten, "there is room for a temporary file");
             return path;
         }
 
