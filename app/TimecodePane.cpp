@@ -16,7 +16,7 @@ namespace {
 
     constexpr int kStartAtPosition = 1; ///< the start type's second item
 
-    /// "30 frames a second, a frame lasts 1001/30000 s"
+    /// "30 a second, each 1001/30000 s"
     QString rateText(const KWMovTrack& record)
     {
         const auto description = record.track().media().sampleDescription(1);
@@ -25,7 +25,7 @@ namespace {
         if (!timecode)
             return {};
         const auto& definition = timecode->definition;
-        return TimecodePane::tr("%1 frames a second, a frame lasts %2/%3 s")
+        return TimecodePane::tr("%1 a second, each %2/%3 s")
             .arg(definition.numberOfFrames)
             .arg(definition.frameDuration)
             .arg(definition.timeScale);
@@ -84,7 +84,7 @@ TimecodePane::TimecodePane(MyDocument& document, QWidget* parent)
     m_reel->setAccessibleName(tr("Reel"));
     form->addRow(tr("&Reel:"), m_reel);
     m_rate->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    form->addRow(tr("Rate:"), m_rate);
+    form->addRow(tr("Frames:"), m_rate);
 
     connect(m_format, &QButtonGroup::idClicked, this, [this] { send(MyDocument::TimecodeControl::Other); });
     connect(m_start, &QLineEdit::editingFinished, this,

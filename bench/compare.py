@@ -250,6 +250,7 @@ class Bench:
         self.log = os.fspath(files.folder / "messages.txt")
         self.report = Report()
         self.autoplays = {}  # of each file, as the last edit left it
+        self.hours = {}
         self.ours = "reelwright-cli"
 
     def race(self, contenders, rounds=None):
@@ -275,6 +276,16 @@ class Bench:
             settle()
             state = self.autoplays[path] = "off" if self.autoplays.get(path) == "on" else "on"
             return [self.cli, "edit", "--autoplay", state, *options, path]
+
+        return Contender(name, prepare=prepare)
+
+    def timecode(self, path, name):
+        """An edit in place that gives the movie another timecode each time; the first, which warms up, adds the track."""
+
+        def prepare():
+            settle()
+            hour = self.hours[path] = (self.hours.get(path, 0) + 1) % 24
+            return [self.cli, "edit", "--timecode", f"{hour:02}:00:00:00", path]
 
         return Contender(name, prepare=prepare)
 
@@ -317,11 +328,12 @@ class Bench:
         paths = {size: self.files.make("media", size) for size in ["1M", "100M", "10G", "100G"]}
         infos = [Contender(f"info, {size}B", [self.cli, "info", "--json", path]) for size, path in paths.items()]
         edits = [self.autoplay(path, f"edit, {size}B") for size, path in paths.items()]
+        timecodes = [self.timecode(path, f"timecode, {size}B") for size, path in paths.items()]
         probes = [
             Contender(f"ffprobe, {size}B", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe")
             for size, path in paths.items()
         ]
-        for title, contenders in [("report", infos), ("edit in place", edits), ("for comparison, ffprobe", probes)]:
+        for title, contenders in [("report", infos), ("edit in place", edits), ("timecode in place", timecodes), ("for comparison, ffprobe", probes)]:
             rows = self.race(contenders, 2 * self.rounds)
             if not rows:
                 continue

@@ -225,6 +225,10 @@ namespace {
         {"--timecode", "TEXT",
             "Let the first timecode track start with this timecode;\na movie without one gets it",
             timecodeValue<&TimecodeEdit::setTimecode>},
+        {"--timecode-from", "SOURCE",
+            "Take the start from elsewhere: creation, file, now, udta,\nthm:PATH, thm-folder:DIR or "
+            "movies:DIR; see below",
+            timecodeValue<&TimecodeEdit::setSource>},
         {"--counter", "N", "Let it count from N (0 to 255) instead",
             timecodeValue<&TimecodeEdit::setCounter>},
         {"--reel", "TEXT", "Its reel name; without --timecode and --counter the\nstart stays",

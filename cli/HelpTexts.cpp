@@ -89,6 +89,18 @@ Selectors (for --track):
 Timecodes are hours:minutes:seconds:frames at the frame rate of the first video track. Digits fill them from the right,
 and a period at the end stands for a pair of zeros: 12 is twelve frames, 10. ten seconds, 1.. one minute.
 
+The timecode track (one for all timecode options, at the place of the first of them):
+  --timecode, --counter and --timecode-from give its start; a movie without the track gets it, but not an mp4 or m4v
+  file. Flags that are not given are off, or what the source of the start has; the reel stays unless --reel is given
+  (--reel "" takes it away). Without a start the one that is there stays, with its flags. A ";" means drop frame.
+  Sources:
+    creation, file    the movie's own creation time, that of the file: the local time of day
+    now               the time of day, one for all files
+    udta              the timecode in the movie's metadata (©TIM)
+    thm:PATH          the time of recording of a still (EXIF DateTimeOriginal)
+    thm-folder:DIR    that of the still NAME.THM in this folder
+    movies:DIR        start, flags and reel of the movie of the same name in this folder
+
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A
   file for which that is impossible (fragmented, cut short, on a volume without a journal) is written anew as a whole
@@ -107,6 +119,8 @@ Examples:
   reelwright-cli edit --rotate right --flop clip.mov              turns, then mirrors
   reelwright-cli edit --track 'a*:enabled=off' --track a1:enabled=on clip.mov
   reelwright-cli edit --track a1:in=10. --track a1:duration=1.. clip.mov
+  reelwright-cli edit --timecode '10:00:00;00' --reel A001 clip.mov
+  reelwright-cli edit --timecode-from thm-folder:stills *.mov
   reelwright-cli edit --rotate left -n *.mov                      shows what would change
   reelwright-cli edit --aperture clean --suffix -clean --verify --jobs 4 *.mov
   find . -name '*.mov' -print0 | reelwright-cli edit --autoplay off --files-from - -0

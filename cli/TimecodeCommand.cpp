@@ -2,6 +2,7 @@
 
 #include "cli/FileReports.h"
 #include "movie/TimecodeMedia.h"
+#include "report/MovieFacts.h"
 #include "report/Printable.h"
 #include "report/TextTable.h"
 #include "report/TrackPlaces.h"
@@ -211,7 +212,7 @@ namespace {
         table.addRow({"Flags", flagsText(report)});
         table.addRow({"Rate",
             fmt::format(
-                "{:.6g} frames a second ({} labels)", rateOf(definition), definition.numberOfFrames)});
+                "{:.5g} frames a second ({} labels)", rateOf(definition), definition.numberOfFrames)});
         if (!report.first.reading || report.first.reading->frame != report.start.frame
             || report.first.time.value != 0)
             table.addRow({"First shown", momentText(report.first)});

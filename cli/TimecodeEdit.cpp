@@ -1,5 +1,6 @@
 #include "cli/TimecodeEdit.h"
 
+#include "batch/KWQuickTaskController.h"
 #include "movie/UserData.h"
 #include "support/Text.h"
 #include "timecode/KWTimecode.h"
@@ -10,11 +11,15 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 
 namespace reelwright::cli {
 namespace {
 
     constexpr std::size_t kMaxReel = 255;
+    constexpr auto kNotInThisFormat
+        = "Timecode tracks are not supported for this file format; save the movie under a name that ends in "
+          ".mov first (-o NAME.mov) and edit that";
 
     tl::unexpected<MovieError> refusal(std::string sentence)
     {
@@ -57,9 +62,7 @@ namespace {
         if (firstTimecodeTrack(movie))
             return {};
         if (KWTimecodeController::isTypeWithoutTimecode(movie.fileName()))
-            return refusal(
-                "Timecode tracks are not supported for this file format; save the movie under a name "
-                "that ends in .mov first (-o NAME.mov) and edit that");
+            return refusal(kNotInThisFormat);
         if (movie.tracks().empty())
             return refusal("the movie has no tracks that a timecode could belong to");
         return {};
@@ -120,6 +123,100 @@ Result<void> TimecodeEdit::setCounter(std::string_view value)
     if (error != std::errc {} || stop != end)
         return refusal(fmt::format("--counter takes a number from 0 to 255, not \"{}\"", value));
     return takeStart("--counter", [start](const QTMovie&) -> Result<Start> { return start; });
+}
+
+namespace {
+
+    /// A place that starts of timecodes come from.
+    struct Source
+    {
+        const char* name; ///< "thm:" is followed by a path
+        bool isDate; ///< without frames
+        /// Adds a track that starts so; false where there is nothing.
+        std::function<bool(QTMovie&, const std::string& path)> add;
+        const char* missing; ///< why there may be nothing; {} is the path
+    };
+
+    const std::array<Source, 7>& sources()
+    {
+        using Controller = KWTimecodeController;
+        using Tasks = KWQuickTaskController;
+        static const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+        static const std::array<Source, 7> all {{
+            {"creation", true,
+                [](QTMovie& movie, auto&) { return Tasks::timecodeTrackFromCreationTime(movie).has_value(); },
+                "the movie has no creation time"},
+            {"file", true,
+                [](QTMovie& movie, auto&) {
+                    return Tasks::timecodeTrackFromFileCreationTime(movie).has_value();
+                },
+                "neither the file nor the movie has a creation time"},
+            {"now", true,
+                [](QTMovie& movie, auto&) {
+                    return Controller::addTimecodeTrackWithDate(now, movie).has_value();
+                },
+                "the present time is not known"},
+            {"udta", false,
+                [](QTMovie& movie, auto&) { return Tasks::addTimecodeTrackFromUserDataField(movie); },
+                "the movie's metadata have no timecode under \u00A9TIM"},
+            {"thm:", true,
+                [](QTMovie& movie, auto& path) {
+                    return Controller::addTimecodeFromTHMFile(path, movie).has_value();
+                },
+                "no time of recording (EXIF DateTimeOriginal) can be read from {}"},
+            {"thm-folder:", true,
+                [](QTMovie& movie, auto& path) {
+                    return Controller::addTimecodeFromTHMFolder(path, movie).has_value();
+                },
+                "no still of the movie's name (.THM) with a time of recording is in {}"},
+            {"movies:", false,
+                [](QTMovie& movie, auto& path) {
+                    return Controller::addTimecodeFromMovieInFolder(path, movie).has_value();
+                },
+                "no movie of the same name with a timecode is in {}"},
+        }};
+        return all;
+    }
+
+    const Source* sourceNamed(std::string_view value)
+    {
+        for (const auto& source : sources()) {
+            const std::string_view name = source.name;
+            if (name.ends_with(':') ? value.starts_with(name) && value.size() > name.size() : value == name)
+                return &source;
+        }
+        return nullptr;
+    }
+
+} // namespace
+
+Result<void> TimecodeEdit::setSource(std::string_view value)
+{
+    const auto* source = sourceNamed(value);
+    if (!source)
+        return refusal(
+            fmt::format("--timecode-from takes creation, file, now, udta, thm:PATH, thm-folder:DIR or "
+                        "movies:DIR, not \"{}\"",
+                value));
+    const std::string path {value.substr(std::string_view(source->name).size())};
+    return takeStart("--timecode-from", [source, path](const QTMovie& movie) -> Result<Start> {
+        if (KWTimecodeController::isTypeWithoutTimecode(movie.fileName()))
+            return refusal(kNotInThisFormat);
+        // The sources add tracks. What the one that a copy gets says is what the first one here is to say.
+        auto copy = movie;
+        if (!source->add(copy, path))
+            return refusal(fmt::format(fmt::runtime(source->missing), path));
+        Start start;
+        TimecodeDefinition definition;
+        std::string reel;
+        start.text = KWTimecodeController::timecodeForTrack(
+            copy.tracksOfMediaType(QTMediaTypeTimeCode).back(), &definition, &reel);
+        start.flags = definition.flags;
+        start.isExact = !source->isDate;
+        if (!reel.empty())
+            start.reel = reel;
+        return start;
+    });
 }
 
 Result<void> TimecodeEdit::setReel(std::string_view value)
@@ -198,7 +295,8 @@ Result<void> TimecodeEdit::apply(QTMovie& movie) const
     if (has(TimecodeDefinition::kDropFrame) && !isCounter && !canDropFrames(definition))
         return refusal(fmt::format("drop frame is for 29.97 and 59.94 frames a second; this timecode has {}",
             definition.numberOfFrames));
-    if (isCounter ? written == std::to_string(start.counter) : fieldsOf(written) == fieldsOf(start.text))
+    if (!start.isExact
+        || (isCounter ? written == std::to_string(start.counter) : fieldsOf(written) == fieldsOf(start.text)))
         return {};
     return refusal(
         fmt::format("there is no timecode {} at {}{}; the nearest is {}", start.text, rateText(definition),

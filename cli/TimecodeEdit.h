@@ -18,6 +18,7 @@ public:
     /// Each reads the value of one option. The error is a sentence about a wrong value (wrong usage).
     Result<void> setTimecode(std::string_view value);
     Result<void> setCounter(std::string_view value);
+    Result<void> setSource(std::string_view value);
     Result<void> setReel(std::string_view value);
     void addFlag(std::uint32_t flag) { m_flags |= flag; }
 
@@ -37,6 +38,7 @@ private:
         std::uint8_t counter = 0;
         std::uint32_t flags = 0;
         std::optional<std::string> reel;
+        bool isExact = true; ///< or may drop frame leave it out?
     };
 
     Result<void> takeStart(std::string_view option, std::function<Result<Start>(const QTMovie&)> start);

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace reelwright {
@@ -53,7 +54,9 @@ public:
     /// Of the `moov` or `trak` atom itself.
     static QTMetaData of(const Atom& parent);
 
-    [[nodiscard]] const std::vector<Item>& items() const { return m_items; }
+    [[nodiscard]] const std::vector<Item>& items() const& { return m_items; }
+    /// By value, so that a loop over the items of a temporary list is a loop over something.
+    [[nodiscard]] std::vector<Item> items() && { return std::move(m_items); }
 
 private:
     void addUserData(const Atom& list);

@@ -6,6 +6,7 @@
 #include "movie/Importer.h"
 #include "movie/MediaSources.h"
 #include "movie/QTTrack.h"
+#include "movie/TrackBuilder.h"
 #include "movie/UserData.h"
 
 #include <fmt/format.h>
@@ -348,6 +349,16 @@ std::int32_t QTMovie::timeScale() const
 {
     const auto scale = movieHeader().timeScale;
     return scale > INT32_MAX ? 0 : static_cast<std::int32_t>(scale);
+}
+
+std::optional<std::chrono::sys_seconds> QTMovie::creationTime() const
+{
+    const auto time = movieHeader().creationTime; // since 1904
+    constexpr std::uint64_t kMost = 1ULL << 40U; // damaged headers have more
+    if (time == 0 || time > kMost)
+        return std::nullopt;
+    return std::chrono::sys_seconds {
+        std::chrono::seconds {static_cast<std::int64_t>(time) - kSecondsFrom1904To1970}};
 }
 
 QTTime QTMovie::duration() const

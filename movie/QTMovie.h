@@ -4,6 +4,7 @@
 #include "movie/MovieFile.h"
 #include "movie/QTTime.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -84,6 +85,8 @@ public:
     /// QTMovieTimeScaleAttribute: units a second.
     [[nodiscard]] std::int32_t timeScale() const;
     [[nodiscard]] QTTime duration() const;
+    /// QTMovieCreationTimeAttribute; nothing where the header has none.
+    [[nodiscard]] std::optional<std::chrono::sys_seconds> creationTime() const;
     /// The box round all enabled video, text and sprite tracks after their matrices, in pixels.
     [[nodiscard]] QTSize naturalSize() const;
     [[nodiscard]] QTTime currentTime() const { return m_currentTime; }

@@ -12,7 +12,8 @@ from pathlib import Path
 
 from source_tree import ROOT, source_files
 
-# Folders of stateless operations on a movie. They are one layer, with the operations that stand in document/ (KW…).
+# Folders of stateless operations on a movie. They are one layer, with the operations that stand in document/ (KW…) and in
+# batch/ (KWQuickTask…).
 OPERATION_FOLDERS = {"timecode", "chapters", "conform", "attributes", "report"}
 
 # Layer -> the layers that it may include. Folders below tests/ may include what their namesake may, and the namesake.
@@ -39,6 +40,7 @@ LIBRARIES = [
     (re.compile(r"^nlohmann/"), "nlohmann-json", {"cli"}),
     (re.compile(r"^lib(av|sw)\w+/(?!log\.h$)"), "FFmpeg", {"picture"}),
     (re.compile(r"^libavutil/log\.h$"), "FFmpeg's log", {"picture", "app"}),
+    (re.compile(r"^exiv2/"), "libexiv2", {"operations"}),
 ]
 TOOLS_OF_TESTS = {"CLI11", "nlohmann-json", "FFmpeg"}
 
@@ -54,7 +56,8 @@ def layer_of(name):
     parts = name.split("/")
     if len(parts) > 2 and parts[0] == "tests":
         return "/".join(parts[:2])
-    if parts[0] in OPERATION_FOLDERS or (parts[0] == "document" and parts[-1].startswith("KW")):
+    operations = {"document": "KW", "batch": "KWQuickTask"}.get(parts[0])
+    if parts[0] in OPERATION_FOLDERS or (operations and parts[-1].startswith(operations)):
         return "operations"
     return parts[0] if len(parts) > 1 else None
 

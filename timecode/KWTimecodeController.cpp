@@ -2,13 +2,16 @@
 
 #include "document/KWQuickTime.h"
 #include "support/KWLog.h"
+#include "support/Text.h"
+#include "timecode/StillImage.h"
 
 #include <locale.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+#include <ctime>
 #include <cwctype>
+#include <filesystem>
 
 namespace reelwright {
 namespace {
@@ -64,6 +67,30 @@ namespace {
     KWTimecodeController::Reel trimmed(const KWTimecodeController::Reel& reel)
     {
         return reel ? KWTimecodeController::Reel(trimReel(*reel)) : std::nullopt;
+    }
+
+    bool isSameName(std::string_view a, std::string_view b)
+    {
+        const auto lower
+            = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
+        return std::equal(
+            a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+    }
+
+    /// The file at that path, or one in its folder whose name differs by upper and lower case only.
+    std::optional<std::string> existingFile(const std::filesystem::path& path)
+    {
+        std::error_code error;
+        if (std::filesystem::is_regular_file(path, error))
+            return path.string();
+        for (std::filesystem::directory_iterator entry {path.parent_path(), error}, end;
+             !error && entry != end; entry.increment(error)) {
+            std::error_code unreadable;
+            if (isSameName(entry->path().filename().string(), path.filename().string())
+                && entry->is_regular_file(unreadable))
+                return entry->path().string();
+        }
+        return std::nullopt;
     }
 
     /// The media whose rate the timecode counts at; none in a movie without a picture.
@@ -172,24 +199,15 @@ bool KWTimecodeController::isTypeWithoutTimecode(const std::string& fileName)
     return extension == "mp4" || extension == "m4v" || extension == "dv";
 }
 
-std::optional<KWTimecodeController::Fields> KWTimecodeController::fourFields(const std::string& timecode)
+std::optional<KWTimecodeController::Fields> KWTimecodeController::fourFields(std::string_view timecode)
 {
     Fields fields {};
-    std::size_t count = 0;
-    std::size_t begin = 0;
-    for (;;) {
-        const auto end = timecode.find_first_of(":;", begin);
-        const auto part = timecode.substr(begin, end == std::string::npos ? end : end - begin);
-        if (count == fields.size())
-            return std::nullopt;
-        long value = 0;
-        std::from_chars(part.data(), part.data() + part.size(), value);
-        fields[count++] = static_cast<Byte>(value); // a byte by definition: larger numbers wrap
-        if (end == std::string::npos)
-            break;
-        begin = end + 1;
-    }
-    return count == fields.size() ? std::optional(fields) : std::nullopt;
+    const auto parts = split(timecode, ":;");
+    if (parts.size() != fields.size())
+        return std::nullopt;
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        fields[i] = static_cast<Byte>(integerValue(parts[i])); // a byte by definition: larger numbers wrap
+    return fields;
 }
 
 std::optional<KWMovTrack> KWTimecodeController::insertTimecodeTrack(
@@ -340,6 +358,64 @@ std::string KWTimecodeController::timecodeForTrack(
     if (reelName)
         *reelName = trimReel(reading->description.reel);
     return reading->text;
+}
+
+std::optional<KWMovTrack> KWTimecodeController::addTimecodeTrackWithDate(
+    std::chrono::sys_seconds date, QTMovie& movie)
+{
+    const std::time_t time = date.time_since_epoch().count();
+    std::tm local {};
+    if (::localtime_r(&time, &local) == nullptr)
+        return std::nullopt;
+    const auto byte = [](int field) { return static_cast<Byte>(field); };
+    return insertTimecodeTrack(byte(local.tm_hour), byte(local.tm_min), byte(local.tm_sec), 0, movie);
+}
+
+std::optional<KWMovTrack> KWTimecodeController::addTimecodeFromTHMFile(
+    const std::string& path, QTMovie& movie)
+{
+    // The camera wrote what its clock showed, and that is what is wanted: a way through a time zone would
+    // only move the hour that a change to summer time leaves out.
+    const auto recorded = StillImage::recordingTime(path);
+    return recorded ? insertTimecodeTrack(recorded->hours, recorded->minutes, recorded->seconds, 0, movie)
+                    : std::nullopt;
+}
+
+std::optional<KWMovTrack> KWTimecodeController::addTimecodeFromTHMFolder(
+    const std::string& folder, QTMovie& movie)
+{
+    const std::filesystem::path name = std::filesystem::path(movie.fileName()).stem();
+    if (name.empty())
+        return std::nullopt;
+    const auto still = existingFile(std::filesystem::path(folder) / (name.string() + ".THM"));
+    return still ? addTimecodeFromTHMFile(*still, movie) : std::nullopt;
+}
+
+std::optional<KWMovTrack> KWTimecodeController::addTimecodeFromMovieInFolder(
+    const std::string& folder, QTMovie& destMovie)
+{
+    const auto name = std::filesystem::path(destMovie.fileName()).filename();
+    if (name.empty())
+        return std::nullopt;
+    auto candidate = std::filesystem::path(folder) / name;
+    auto found = existingFile(candidate);
+    const auto extension = lowerExtension(destMovie.fileName());
+    for (const auto* other : {"mov", "mp4"})
+        if (!found && extension != other)
+            found = existingFile(candidate.replace_extension(other));
+    if (!found)
+        return std::nullopt;
+    const auto source = QTMovie::open(*found, Storage::posix(), HeaderReading::Outline);
+    const auto track = source ? KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, *source) : std::nullopt;
+    if (!track)
+        return std::nullopt;
+    TimecodeDefinition definition;
+    std::string reel;
+    const auto start = fourFields(timecodeForTrack(track->track(), &definition, &reel));
+    if (!start)
+        return std::nullopt;
+    const auto& [hours, mins, secs, frames] = *start;
+    return insertTimecodeTrack(hours, mins, secs, frames, definition.flags, reel, destMovie);
 }
 
 float KWTimecodeController::frameRateForMedia(const QTMedia& media)

@@ -4,9 +4,11 @@
 #include "movie/TimecodeTrack.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace reelwright {
 
@@ -48,13 +50,27 @@ public:
     static std::string timecodeForTrack(
         const QTTrack& track, TimecodeDefinition* timecodeDef = nullptr, std::string* reelName = nullptr);
 
+    // Sources: each adds a timecode track that starts where something else says, or answers nothing.
+
+    /// From the hour, minute and second of a date in the user's time zone, and frame 0.
+    static std::optional<KWMovTrack> addTimecodeTrackWithDate(std::chrono::sys_seconds date, QTMovie& movie);
+    /// From the time of recording (EXIF DateTimeOriginal) of a still image, as its camera's clock had it.
+    static std::optional<KWMovTrack> addTimecodeFromTHMFile(const std::string& path, QTMovie& movie);
+    /// From the still in that folder that has the movie's name and the extension THM. As on the volumes that
+    /// such files come from, upper and lower case are alike in names.
+    static std::optional<KWMovTrack> addTimecodeFromTHMFolder(const std::string& folder, QTMovie& movie);
+    /// From the timecode track of the movie of the same name in that folder, with its flags and reel. Where
+    /// there is none of the same extension, mov and then mp4 are tried.
+    static std::optional<KWMovTrack> addTimecodeFromMovieInFolder(
+        const std::string& folder, QTMovie& destMovie);
+
     static float frameRateForMedia(const QTMedia& media);
 
     /// Hours, minutes, seconds and frames, each cut to a byte.
     using Fields = std::array<Byte, 4>;
     /// Those of a timecode text; nothing when ":" and ";" do not part it into exactly four. What is no number
     /// counts as 0.
-    static std::optional<Fields> fourFields(const std::string& timecode);
+    static std::optional<Fields> fourFields(std::string_view timecode);
 
     /// Does the format that this file name tells know no timecode tracks?
     static bool isTypeWithoutTimecode(const std::string& fileName);

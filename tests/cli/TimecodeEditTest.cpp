@@ -3,6 +3,9 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 namespace reelwright::test {
 namespace {
@@ -209,11 +212,14 @@ namespace {
         for (const auto* program : {"ffmpeg", "ffprobe", "mediainfo", "exiftool"})
             REELWRIGHT_NEEDS_PROGRAM(program);
         for (const auto& fact : kRates) {
-            // Time scales in which frames of that rate have a whole length, and others in which they have
+            // A time scale in which frames of that rate have a whole length, and others in which they have
             // none.
+            const bool isNtsc = std::string_view(fact.rate).find('/') != std::string_view::npos;
             for (const std::vector<std::string>& scales :
                 {std::vector<std::string> {}, {"-movie_timescale", "1000"},
                     {"-movie_timescale", "600", "-video_track_timescale", "600"}}) {
+                if (!isNtsc && scales.size() == 2)
+                    continue; // whole rates fit thousandths or have a whole frame in the picture's own scale
                 SCOPED_TRACE(fmt::format("{} at {}, {}", fact.timecode, fact.rate, fmt::join(scales, " ")));
                 const auto file = clip(fact.rate, "clip.mov", scales);
                 const auto packets = frameChecksums(file);
@@ -245,6 +251,187 @@ namespace {
             EXPECT_EQ(read.start, fact.timecode);
             EXPECT_EQ((read.flags & TimecodeDefinition::kDropFrame) != 0, fact.drop);
         }
+    }
+
+    TEST_F(TimecodeEdit, TheLastFrameIsTheOneThatAnotherProgramCounts)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        REELWRIGHT_NEEDS_PROGRAM("mediainfo");
+        for (const auto& fact : kRates) {
+            SCOPED_TRACE(fmt::format("{} at {}", fact.timecode, fact.rate));
+            const auto file = clip(fact.rate, "clip.mov", {"-movie_timescale", "1000"});
+            ASSERT_EQ(cli({"edit", "--timecode", fact.timecode, "clip.mov"}).exitCode, 0);
+            const auto track = json({"timecode", "--json", "clip.mov"})["tracks"][0];
+            EXPECT_EQ(track["last"]["timecode"].get<std::string>() + '\n',
+                run({"mediainfo", "--Output=Other;%TimeCode_LastFrame%", file}));
+        }
+    }
+
+    TEST_F(TimecodeEdit, AnotherProgramFindsTheTrackAndItsRate)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("exiftool");
+        const auto file = sample("ntsc-2997.mov");
+        ASSERT_EQ(cli({"edit", "--timecode", "1..", "ntsc-2997.mov"}).exitCode, 0);
+        EXPECT_EQ(exifValue(file, "TimeCode"), "2") << "the reference from the picture";
+        EXPECT_THAT(exifValue(file, "PlaybackFrameRate"), ::testing::StartsWith("29.97002"));
+        EXPECT_EQ(exifValue(file, "Warning"), "");
+    }
+
+    struct NextFact
+    {
+        std::vector<std::string> options;
+        const char* frame;
+        const char* next;
+        const char* why;
+    };
+
+    TEST_F(TimecodeEdit, LabelsGoOnOverTheBorders)
+    {
+        const NextFact facts[] = {
+            {{"--timecode", "00:59:59;29"}, "1", "01:00:00;00", "an hour keeps its labels"},
+            {{"--timecode", "00:00:59;29"}, "1", "00:01:00;02", "a minute drops two"},
+            {{"--timecode", "00:09:59;29"}, "1", "00:10:00;00", "a tenth minute keeps them"},
+            {{"--timecode", "00:10:59;29"}, "1", "00:11:00;02", "the next drops them"},
+            {{"--timecode", "23:59:59;29", "--limit-24h"}, "1", "00:00:00;00", "midnight with the limit"},
+            {{"--timecode", "23:59:59;29"}, "1", "24:00:00;00", "and without"},
+            {{"--timecode", "23:59:59:29", "--limit-24h"}, "2", "00:00:00:01", "all labels counted"},
+            {{"--timecode", "00:00:59:29"}, "1", "00:01:00:00", "no drop frame"},
+            {{"--counter", "255"}, "1", "256", "a counter counts on"},
+        };
+        sample("ntsc-2997.mov");
+        for (const auto& fact : facts) {
+            auto arguments = fact.options;
+            arguments.insert(arguments.begin(), "edit");
+            arguments.push_back("ntsc-2997.mov");
+            ASSERT_EQ(cli(arguments).exitCode, 0) << fact.why;
+            const auto at = json({"timecode", "--json", "--frame", fact.frame, "ntsc-2997.mov"});
+            EXPECT_EQ(at["tracks"][0]["at"]["timecode"], fact.next) << fact.why;
+        }
+    }
+
+    TEST_F(TimecodeEdit, ReelsAreReadByOtherProgramsAsTheyWereGiven)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffprobe");
+        const auto file = sample("ntsc-2997.mov");
+        for (const auto& reel : {std::string("A"), std::string(255, 'R'),
+                 std::string("R\xC3\xB6lle 7 \xE5\xB7\xBB"), std::string("a \" quoted ; name 1")}) {
+            ASSERT_EQ(cli({"edit", "--timecode", "1..", "--reel", reel, "ntsc-2997.mov"}).exitCode, 0);
+            EXPECT_EQ(said("ntsc-2997.mov").reel, reel);
+            EXPECT_THAT(probed(file, "reel_name"), ElementsAre(reel));
+        }
+    }
+
+    TEST_F(TimecodeEdit, FramesOfDifferentLengthsKeepTheMediaAndAStart)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        // Frames 1 to 10 at 25 a second, the rest at 12.5.
+        const auto file
+            = clip("25", "clip.mov", {"-vf", "select='lt(n,10)+not(mod(n,2))'", "-fps_mode", "vfr"});
+        const auto packets = frameChecksums(file);
+        ASSERT_EQ(cli({"edit", "--timecode", "10:00:00:00", "--verify", "clip.mov"}).exitCode, 0);
+        EXPECT_EQ(said("clip.mov").start, "10:00:00:00");
+        EXPECT_THAT(probed(file, "timecode"), ElementsAre("10:00:00:00", "10:00:00:00"));
+        auto saved = frameChecksums(file);
+        std::erase_if(saved, [](const auto& packet) { return packet.starts_with("1,"); });
+        EXPECT_EQ(saved, packets);
+    }
+
+    TEST_F(TimecodeEdit, AHundredGigabytesOfMediaAreNotTouched)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("python3");
+        for (const auto* place : {"first", "last"}) {
+            auto file = run({"python3", "-B", REELWRIGHT_SOURCE_DIR "/bench/make-movies.py", "--header",
+                place, path(""), "media", "100G"});
+            file.pop_back();
+            struct stat before = {};
+            ASSERT_EQ(::stat(file.c_str(), &before), 0);
+            ASSERT_GT(before.st_size, 100'000'000'000);
+            const auto result = json({"edit", "--json", "--timecode", "10:00:00:00", file});
+            EXPECT_EQ(result["mode"], "in-place");
+            struct stat after = {};
+            ASSERT_EQ(::stat(file.c_str(), &after), 0);
+            EXPECT_LT(after.st_blocks * 512, before.st_blocks * 512 + 8'000'000) << "the hole is still one";
+            EXPECT_LT(result["bytesWritten"], 8'000'000) << "headers of 100,000 samples";
+            EXPECT_EQ(after.st_ino, before.st_ino);
+            EXPECT_EQ(said(file).start, "10:00:00:00");
+            std::filesystem::remove(file);
+        }
+    }
+
+    // Sources.
+
+    struct SourceFact
+    {
+        std::string source;
+        const char* start; ///< or
+        const char* message;
+    };
+
+    TEST_F(TimecodeEdit, TheStartComesFromWhereTheMovieWasMade)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        REELWRIGHT_NEEDS_PROGRAM("exiftool");
+        // In a time zone of its own, so that a universal time is not taken for a local one.
+        clip("25", "clip.mov",
+            {"-metadata", "creation_time=2024-07-01T12:34:56Z", "-metadata", "timecode=01:00:00:00"});
+        ASSERT_EQ(cli({"edit", "--timecode", "09:08:07:06", "--reel", "OTHER", "-o", "done.mov", "clip.mov"})
+                      .exitCode,
+            0);
+        std::filesystem::create_directories(path("movies"));
+        std::filesystem::rename(path("done.mov"), path("movies/clip.mov"));
+        std::filesystem::create_directories(path("stills"));
+        run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=32x32:d=1:r=1", "-frames:v", "1", "-f",
+            "mjpeg", path("stills/CLIP.THM")});
+        run({"exiftool", "-q", "-overwrite_original", "-DateTimeOriginal=2024:07:01 03:04:05",
+            path("stills/CLIP.THM")});
+        const SourceFact facts[] = {
+            {"creation", "18:34:56:00", nullptr},
+            {"thm:stills/CLIP.THM", "03:04:05:00", nullptr},
+            {"thm-folder:stills", "03:04:05:00", nullptr},
+            {"movies:movies", "09:08:07:06", nullptr},
+            {"udta", nullptr, "no timecode under \u00A9TIM"},
+            {"thm:missing.THM", nullptr, "missing.THM"},
+            {"thm-folder:movies", nullptr, "movies"},
+            {"movies:stills", nullptr, "stills"},
+        };
+        for (const auto& fact : facts) {
+            const auto result
+                = shell("TZ=XST-6 reelwright-cli edit --timecode-from '" + fact.source + "' clip.mov");
+            EXPECT_EQ(result.exitCode, fact.start ? 0 : 1) << fact.source << result.errors;
+            if (fact.start) {
+                EXPECT_EQ(said("clip.mov").start, fact.start) << fact.source;
+            } else {
+                EXPECT_THAT(result.errors, HasSubstr(fact.message));
+            }
+        }
+        EXPECT_EQ(said("clip.mov").reel, "OTHER") << "the reel came with the movie";
+        EXPECT_EQ(json({"timecode", "--json", "clip.mov"})["tracks"].size(), 1U) << "the one track, changed";
+    }
+
+    TEST_F(TimecodeEdit, NowIsOneTimeForAllFiles)
+    {
+        std::vector<std::string> arguments {"edit", "--timecode-from", "now", "--jobs", "2"};
+        for (int i = 0; i < 4; ++i) {
+            arguments.push_back(fmt::format("clip{}.mov", i));
+            sample("pal-25.mov", arguments.back());
+        }
+        ASSERT_EQ(cli(arguments).exitCode, 0);
+        const auto start = said("clip0.mov").start;
+        EXPECT_THAT(start, ::testing::MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9]:00"));
+        for (int i = 1; i < 4; ++i)
+            EXPECT_EQ(said(fmt::format("clip{}.mov", i)).start, start);
+    }
+
+    TEST_F(TimecodeEdit, TheTimecodeThatAnotherProgramLeftInTheUserDataIsTaken)
+    {
+        REELWRIGHT_NEEDS_CORPUS();
+        copyOf(corpusFolder() + "/movies/adobe-uuid-xmp-timecode-udta.mp4", "adobe.mov");
+        ASSERT_EQ(cli({"edit", "--timecode", "05:00:00:00", "adobe.mov"}).exitCode, 0);
+        ASSERT_EQ(cli({"edit", "--timecode-from", "udta", "adobe.mov"}).exitCode, 0);
+        EXPECT_EQ(said("adobe.mov").start, "00:00:00:00");
+        copyOf(corpusFolder() + "/movies/adobe-uuid-xmp-timecode-udta.mp4", "adobe.mp4");
+        EXPECT_THAT(cli({"edit", "--timecode-from", "udta", "adobe.mp4"}).errors,
+            HasSubstr("not supported for this file"));
     }
 
 } // namespace

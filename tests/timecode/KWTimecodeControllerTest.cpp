@@ -122,6 +122,32 @@ namespace {
         }
     }
 
+    TEST(TimecodeController, TenHoursOfFramesInThousandthsHaveEachTheirLabel)
+    {
+        auto movie = test::emptyMovie(1000);
+        test::TestTrack video;
+        video.mediaScale = 60000;
+        video.times = {{2'160'000, 1001}}; // ten hours and more
+        video.edits.emplace().edits = {{36'036'000, 0, 1 << 16}};
+        test::addTrack(movie, video);
+        ASSERT_TRUE(KWTimecodeController::insertTimecodeTrack(0, 0, 0, 0, kDrop, std::nullopt, movie));
+        EXPECT_EQ(movie.timeScale(), 60000);
+        const auto track = timecodeTrack(movie);
+        const auto labelAt = [&](std::int64_t units) {
+            const auto reading = timecodeMedia::atMovieTime(track, {units, 60000});
+            return reading && *reading ? (*reading)->text : "none";
+        };
+        constexpr std::int64_t kHour = 215'784; // frames of drop frame at 60
+        for (const std::int64_t hours : {1, 10}) {
+            const auto begin = hours * kHour * 1001;
+            EXPECT_EQ(labelAt(begin - 1001), fmt::format("{:02}:59:59;59", hours - 1));
+            EXPECT_EQ(labelAt(begin - 1), fmt::format("{:02}:59:59;59", hours - 1));
+            EXPECT_EQ(labelAt(begin), fmt::format("{:02}:00:00;00", hours));
+            EXPECT_EQ(labelAt(begin + 1001), fmt::format("{:02}:00:00;01", hours));
+        }
+        EXPECT_EQ(labelAt(2'160'000LL * 1001), "none") << "the end";
+    }
+
     struct TableFact
     {
         std::uint32_t mediaScale;
