@@ -3,6 +3,7 @@
 #include "report/InfoReport.h"
 #include "tests/app/AppTest.h"
 
+#include <QAbstractButton>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMenu>
@@ -59,9 +60,9 @@ private slots:
 private:
     int below(int end) { return end <= 0 ? 0 : static_cast<int>(m_random() % static_cast<unsigned>(end)); }
     bool oneIn(int chances) { return below(chances) == 0; }
-    template <class List> auto& any(List& list)
+    template <class List> auto any(const List& list)
     {
-        return list[static_cast<std::size_t>(below(int(list.size())))];
+        return *std::next(list.begin(), below(int(list.size())));
     }
 
     void openSample();
@@ -152,8 +153,9 @@ void MonkeyTest::triggerAction(MovieWindow& window)
 void MonkeyTest::answerDialog()
 {
     if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
-        if (oneIn(2) && !menu->actions().isEmpty())
-            menu->setActiveAction(any(const_cast<QList<QAction*>&&>(menu->actions())));
+        const auto entries = menu->actions();
+        if (oneIn(2) && !entries.isEmpty())
+            menu->setActiveAction(any(entries));
         QTest::keyClick(menu, oneIn(2) ? Qt::Key_Return : Qt::Key_Escape);
         return;
     }
