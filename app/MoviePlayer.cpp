@@ -49,6 +49,7 @@ namespace {
         {"osd-level", "0"},
         {"load-stats-overlay", "no"},
         {"load-osd-console", "no"},
+        {"load-auto-profiles", "no"},
         {"input-default-bindings", "no"},
         {"input-vo-keyboard", "no"},
         {"input-media-keys", "no"},
