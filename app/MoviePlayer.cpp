@@ -56,6 +56,7 @@ namespace {
         {"idle", "yes"},
         {"vo", "libmpv"},
         {"hwdec", "no"},
+        {"gpu-hwdec-interop", "no"},
         {"pause", "yes"},
         {"keep-open", "yes"},
         {"hr-seek", "yes"},
