@@ -148,7 +148,9 @@ bool FullScreen::eventFilter(QObject* watched, QEvent* event)
         placeBar();
         break;
     case QEvent::KeyPress:
-        if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+        // The menu's key does not reach from the window behind.
+        if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape
+            || static_cast<QKeyEvent*>(event)->key() == Qt::Key_F11) {
             leave();
             return true;
         }
