@@ -33,6 +33,8 @@ namespace {
                 QApplication::tr("player")},
             {QStringLiteral("libplist"), QStringLiteral(REELWRIGHT_PLIST_VERSION),
                 QApplication::tr("preferences")},
+            {QStringLiteral("libexiv2"), QStringLiteral(REELWRIGHT_EXIV2_VERSION),
+                QApplication::tr("still images")},
             {QStringLiteral("zlib"), QString::fromLatin1(zlibVersion()),
                 QApplication::tr("compressed movie headers")},
             {QStringLiteral("fmt"), dotted(FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100),
