@@ -15,7 +15,7 @@
 
 namespace reelwright::test {
 
-constexpr int kWait = 30'000;
+constexpr int kWait = 10'000;
 
 /// The hand-off on the test's own event loop.
 class LoopMainThread final : public MainThread
