@@ -109,6 +109,8 @@ private slots:
     void arrowKeysNudgeTheSelectedTrack();
     void deleteAsksAndRemoves();
     void settingsControlsChangeTheMovie();
+    void movieMayHideItsController();
+    void fullScreenShowsThePictureAlone();
     void menuRotatesAndUndoTakesItBackByName();
     void savedStateIsClean();
     void saveIsWrittenInPlace();
@@ -387,6 +389,33 @@ void MovieWindowTest::settingsControlsChangeTheMovie()
     actions().undo->trigger();
     QCOMPARE(aperture->currentIndex(), 0);
     QCOMPARE(document().movie().userDataItem("apmd"_cc).has_value(), false);
+}
+
+void MovieWindowTest::movieMayHideItsController()
+{
+    const auto* controller = m_window->findChild<QWidget*>(QStringLiteral("controller"));
+    QVERIFY(controller->isVisible());
+    document().movieSettingsControllerShowHide(true);
+    QVERIFY(!controller->isVisible());
+    QVERIFY(timecode().isVisible());
+    actions().undo->trigger();
+    QVERIFY(controller->isVisible());
+}
+
+void MovieWindowTest::fullScreenShowsThePictureAlone()
+{
+    actions().sidePane->trigger();
+    QVERIFY(!tabs().isVisible());
+    QTest::keyClick(m_window.get(), Qt::Key_F11);
+    QVERIFY(m_window->isFullScreen());
+    QVERIFY(!table().isVisible() && !m_window->menuBar()->isVisible() && view().isVisible());
+    QVERIFY(view().hasFocus());
+    QTest::keyClick(&view(), Qt::Key_Escape);
+    QVERIFY(!m_window->isFullScreen());
+    QVERIFY(table().isVisible() && m_window->menuBar()->isVisible());
+    QVERIFY(!tabs().isVisible()); // as it was before
+    actions().sidePane->trigger();
+    QVERIFY(tabs().isVisible());
 }
 
 void MovieWindowTest::menuRotatesAndUndoTakesItBackByName()
