@@ -91,6 +91,7 @@ private slots:
     void severalFilesOpenInWindowsOfTheirOwn();
     void aFileThatIsOpenComesToTheFront_data();
     void aFileThatIsOpenComesToTheFront();
+    void aMovieThatWasSavedAsIsKnownByItsNewName();
     void oneUnreadableFileIsExplained_data();
     void oneUnreadableFileIsExplained();
     void severalFailuresAreToldAtOnceAndTheRestOpens();
@@ -223,6 +224,20 @@ void AppControllerTest::aFileThatIsOpenComesToTheFront()
     QCOMPARE(m_controller->windows().size(), 2U);
 }
 
+void AppControllerTest::aMovieThatWasSavedAsIsKnownByItsNewName()
+{
+    auto* window = openClip("pal-25.mov");
+    const auto before = m_folder->filePath(text("pal-25.mov"));
+    const auto after = m_folder->filePath(text("new.mov"));
+    QVERIFY(window->document().writeSafelyToURL(after.toStdString(), SaveOperation::SaveAs));
+    QTRY_VERIFY_WITH_TIMEOUT(!window->document().isWriting(), kWait);
+    QCOMPARE(m_controller->recentFiles().files(), QStringList({after, before}));
+    m_controller->openFiles({after});
+    QCOMPARE(m_controller->windows().size(), 1U);
+    open({before});
+    QCOMPARE(m_controller->windows().size(), 2U);
+}
+
 void AppControllerTest::oneUnreadableFileIsExplained_data()
 {
     QTest::addColumn<QByteArray>("contents"); // null: no file
@@ -256,6 +271,7 @@ void AppControllerTest::oneUnreadableFileIsExplained()
     QVERIFY2(whole.contains(said), qPrintable(whole));
     QVERIFY2(alert->informativeText().size() > 20, "says what to do");
     QVERIFY(m_controller->recentFiles().files().isEmpty());
+    QVERIFY(m_controller->startWindow().isVisible());
 }
 
 void AppControllerTest::severalFailuresAreToldAtOnceAndTheRestOpens()
@@ -301,6 +317,7 @@ void AppControllerTest::startupTypeDecidesOnlyWithoutFiles()
         QCOMPARE(m_controller->chooser()->fileMode(), QFileDialog::ExistingFiles);
         QVERIFY(m_controller->chooser()->nameFilters().front().contains(text("*.mov *.MOV *.qt")));
     }
+    QCOMPARE(m_controller->startWindow().isVisible(), !hasFile); // it would only flash up
     if (hasFile)
         QVERIFY(finished.wait(kWait));
     QCOMPARE(m_controller->windows().size(), hasFile ? 1U : 0U);
