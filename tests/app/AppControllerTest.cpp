@@ -107,6 +107,7 @@ private slots:
     void quittingAsksAboutChanges_data();
     void quittingAsksAboutChanges();
     void quittingWaitsForASaveThatIsBeingWritten();
+    void goingWaitsForASaveThatIsBeingWritten();
     void theSessionEndsWhenEverythingIsSaved_data();
     void theSessionEndsWhenEverythingIsSaved();
     void anotherStartOpensItsFilesHere();
@@ -495,6 +496,16 @@ void AppControllerTest::quittingWaitsForASaveThatIsBeingWritten()
     m_controller->quit();
     QCOMPARE(terminated.size(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(terminated.size(), 1, kWait);
+    QVERIFY(isSaved(m_folder->filePath(text("pal-25.mov"))));
+}
+
+void AppControllerTest::goingWaitsForASaveThatIsBeingWritten()
+{
+    auto* window = openClip("pal-25.mov");
+    edit(*window);
+    QVERIFY(window->document().saveDocument());
+    QVERIFY(window->document().isWriting());
+    m_controller.reset(); // as after an event loop that was made to end
     QVERIFY(isSaved(m_folder->filePath(text("pal-25.mov"))));
 }
 
