@@ -15,6 +15,7 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSessionManager>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -119,11 +120,16 @@ void AppController::makeActions()
 void AppController::start(const QStringList& files)
 {
     constexpr std::int64_t kShowChooser = 0;
-    showStartWindow();
-    if (!files.isEmpty())
-        openFiles(files);
-    else if (m_preferences.integer("startupType") == kShowChooser)
-        openDocument();
+    if (files.isEmpty()) {
+        showStartWindow();
+        if (m_preferences.integer("startupType") == kShowChooser)
+            openDocument();
+        return;
+    }
+    openFiles(files);
+    // Movies are mostly there before anybody could read another window.
+    constexpr int kPatience = 500;
+    QTimer::singleShot(kPatience, this, &AppController::showStartWindowIfEmpty);
 }
 
 void AppController::openFiles(const QStringList& paths)
@@ -173,6 +179,7 @@ void AppController::showFailures(const std::vector<MovieOpener::Failure>& failur
 {
     for (const auto& failure : failures)
         KWLog::appendLog("Cannot open {}: {}", failure.path.toStdString(), failure.error.message());
+    showStartWindowIfEmpty();
     if (!failures.empty()) {
         auto* box = new QMessageBox {frontWindow()};
         box->setAttribute(Qt::WA_DeleteOnClose);
@@ -208,13 +215,18 @@ void AppController::showFailures(const std::vector<MovieOpener::Failure>& failur
 void AppController::pathChanged(MovieWindow* window)
 {
     const auto path = QString::fromStdString(window->document().path());
+    const auto open = std::find_if(
+        m_open.begin(), m_open.end(), [&](const Open& candidate) { return candidate.window == window; });
+    if (path.isEmpty() || open == m_open.end())
+        return;
+    open->canonical = path; // until it is known better
     m_recentFiles.add(path);
     runInBackground(
         this, [path] { return MovieOpener::canonicalPath(path); },
-        [this, window](const QString& canonical) {
-            for (auto& open : m_open)
-                if (open.window == window)
-                    open.canonical = canonical;
+        [this, path](const QString& canonical) {
+            for (auto& candidate : m_open)
+                if (candidate.canonical == path)
+                    candidate.canonical = canonical;
         });
 }
 
@@ -222,13 +234,18 @@ void AppController::windowClosed(MovieWindow* window)
 {
     std::erase_if(m_open, [&](const Open& open) { return open.window == window; });
     window->deleteLater();
-    if (m_open.empty() && !m_isTerminating)
-        showStartWindow();
+    showStartWindowIfEmpty();
 }
 
 void AppController::showStartWindow()
 {
     bringToFront(*m_startWindow);
+}
+
+void AppController::showStartWindowIfEmpty()
+{
+    if (m_open.empty() && !m_isTerminating && !m_startWindow->isVisible())
+        showStartWindow();
 }
 
 void AppController::activate(const QStringList& files, const QString& token)

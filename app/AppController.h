@@ -80,6 +80,7 @@ private:
     void pathChanged(MovieWindow* window);
     void windowClosed(MovieWindow* window);
     void showStartWindow();
+    void showStartWindowIfEmpty();
     void fillWindowsMenu();
     void terminate();
     /// The window that questions and choosers belong to.

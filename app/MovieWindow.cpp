@@ -13,6 +13,7 @@
 #include "app/TrackTableModel.h"
 #include "app/WindowActions.h"
 #include "app/WindowMemory.h"
+#include "document/KWQuickTimeEditing.h"
 #include "document/MyDocument.h"
 #include "report/InfoReport.h"
 
@@ -81,6 +82,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     , m_facts(new FactsLoader(this))
     , m_view(new MovieView(this))
     , m_timecode(new TimecodeField(this))
+    , m_controller(new QWidget(this))
     , m_actions(new WindowActions(*this))
 {
     m_tracks = new TrackPanel(*m_document, *m_actions, this);
@@ -116,10 +118,17 @@ MovieWindow::~MovieWindow()
 void MovieWindow::layOut()
 {
     auto* movie = new QWidget;
+    auto* controls = new QHBoxLayout(m_controller);
+    controls->setContentsMargins({});
+    controls->setSpacing(kSpacing);
+    m_controller->setObjectName(QStringLiteral("controller"));
+    auto hidden = m_controller->sizePolicy();
+    hidden.setRetainSizeWhenHidden(true); // nothing moves when it goes
+    m_controller->setSizePolicy(hidden);
     auto* transport = new QHBoxLayout;
     transport->setSpacing(kSpacing);
     transport->addWidget(m_timecode);
-    transport->addStretch();
+    transport->addWidget(m_controller, 1);
     auto* movieLayout = new QVBoxLayout(movie);
     movieLayout->setContentsMargins({});
     movieLayout->setSpacing(kSpacing);
@@ -333,6 +342,7 @@ void MovieWindow::movieReplaced()
 {
     m_timecodeTime.reset();
     m_view->setMovie(m_document->movie());
+    m_controller->setVisible(KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc);
     m_facts->load(m_document->movie());
 }
 

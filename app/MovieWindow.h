@@ -91,6 +91,7 @@ private:
     FactsLoader* m_facts;
     MovieView* m_view;
     TimecodeField* m_timecode;
+    QWidget* m_controller; ///< what plays the movie; the movie itself may hide it
     WindowActions* m_actions;
     TrackPanel* m_tracks;
     PanelTabWidget* m_panels;
