@@ -265,7 +265,9 @@ void MonkeyTest::nothingBreaksAndNoEditIsLost()
     m_app = &app;
     m_controller = &controller;
     QTimer dialogs;
-    connect(&dialogs, &QTimer::timeout, this, &MonkeyTest::answerDialog);
+    // Not by the timer itself, which would not fire again while an answer leads to the next question.
+    connect(
+        &dialogs, &QTimer::timeout, this, [this] { QTimer::singleShot(0, this, &MonkeyTest::answerDialog); });
     dialogs.start(1);
 
     for (int count = 0; count < steps; ++count) {
