@@ -91,7 +91,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document));
     layOut();
-    m_progress = new ProgressSheet(centralWidget());
+    m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);
     connectActions();
     connectViews();
