@@ -1,6 +1,7 @@
 #include "app/MovieWindow.h"
 
 #include "app/FactsLoader.h"
+#include "app/FullScreen.h"
 #include "app/InformationPane.h"
 #include "app/MovieSettingsPane.h"
 #include "app/MovieView.h"
@@ -11,6 +12,7 @@
 #include "app/TrackPanel.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
+#include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "app/WindowMemory.h"
 #include "document/KWQuickTimeEditing.h"
@@ -82,7 +84,8 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     , m_facts(new FactsLoader(this))
     , m_view(new MovieView(this))
     , m_timecode(new TimecodeField(this))
-    , m_controller(new QWidget(this))
+    , m_transport(new TransportBar(*m_view, this))
+    , m_fullScreen(new FullScreen(*m_view))
     , m_actions(new WindowActions(*this))
 {
     m_tracks = new TrackPanel(*m_document, *m_actions, this);
@@ -118,17 +121,13 @@ MovieWindow::~MovieWindow()
 void MovieWindow::layOut()
 {
     auto* movie = new QWidget;
-    auto* controls = new QHBoxLayout(m_controller);
-    controls->setContentsMargins({});
-    controls->setSpacing(kSpacing);
-    m_controller->setObjectName(QStringLiteral("controller"));
-    auto hidden = m_controller->sizePolicy();
+    auto hidden = m_transport->sizePolicy();
     hidden.setRetainSizeWhenHidden(true); // nothing moves when it goes
-    m_controller->setSizePolicy(hidden);
+    m_transport->setSizePolicy(hidden);
     auto* transport = new QHBoxLayout;
     transport->setSpacing(kSpacing);
-    transport->addWidget(m_timecode);
-    transport->addWidget(m_controller, 1);
+    transport->addWidget(m_timecode, 0, Qt::AlignBottom);
+    transport->addWidget(m_transport, 1);
     auto* movieLayout = new QVBoxLayout(movie);
     movieLayout->setContentsMargins({});
     movieLayout->setSpacing(kSpacing);
@@ -206,7 +205,8 @@ void MovieWindow::connectActions()
     on(m_actions->nudgeEarlier, [&document] { document.decrementTrackByOneFrame(); });
     on(m_actions->nudgeLater, [&document] { document.incrementTrackByOneFrame(); });
 
-    on(m_actions->fullScreen, [this](bool isOn) { setFullScreen(isOn); });
+    on(m_actions->fullScreen, [this] { m_fullScreen->toggle(); });
+    m_view->addAction(m_actions->fullScreen); // the view is a window of its own then
     on(m_actions->sidePane, [this](bool isOn) { m_panels->setVisible(isOn); });
 }
 
@@ -221,7 +221,7 @@ void MovieWindow::connectViews()
 
     connect(m_view, &MovieView::playStateChanged, this,
         [this](bool isPlaying) { m_actions->play->setText(isPlaying ? tr("&Pause") : tr("&Play")); });
-    connect(m_view, &MovieView::fullScreenRequested, m_actions->fullScreen, &QAction::trigger);
+    connect(m_view, &MovieView::fullScreenChanged, m_actions->fullScreen, &QAction::setChecked);
 
     connect(m_timecode, &QLineEdit::returnPressed, this, [this] { m_document->changeTimecode(); });
     connect(m_timecode, &TimecodeField::abandoned, this, [this] {
@@ -342,7 +342,9 @@ void MovieWindow::movieReplaced()
 {
     m_timecodeTime.reset();
     m_view->setMovie(m_document->movie());
-    m_controller->setVisible(KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc);
+    const bool hasController = KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc;
+    m_transport->setVisible(hasController);
+    m_fullScreen->setBarWanted(hasController);
     m_facts->load(m_document->movie());
 }
 
@@ -394,7 +396,7 @@ void MovieWindow::closeWindow()
     if (m_isClosed)
         return;
     m_isClosed = true;
-    setFullScreen(false);
+    m_fullScreen->leave();
     WindowMemory::save(*this, *m_columns, *m_rows);
     m_document->windowWillClose();
     close(); // within closeEvent nothing happens here: it goes on there
@@ -443,29 +445,6 @@ void MovieWindow::hideEvent(QHideEvent* event)
 {
     m_timecodeTimer.stop();
     QMainWindow::hideEvent(event);
-}
-
-void MovieWindow::keyPressEvent(QKeyEvent* event)
-{
-    if (event->key() == Qt::Key_Escape && isFullScreen())
-        m_actions->fullScreen->trigger();
-    else
-        QMainWindow::keyPressEvent(event);
-}
-
-void MovieWindow::setFullScreen(bool full)
-{
-    if (full == isFullScreen())
-        return;
-    menuBar()->setVisible(!full);
-    m_tracks->setVisible(!full);
-    m_panels->setVisible(!full && m_actions->sidePane->isChecked());
-    const int margin = full ? 0 : kSpacing;
-    centralWidget()->layout()->setContentsMargins(margin, margin, margin, margin);
-    setWindowState(windowState().setFlag(Qt::WindowFullScreen, full));
-    m_actions->fullScreen->setChecked(full);
-    if (full)
-        m_view->setFocus();
 }
 
 void MovieWindow::dragEnterEvent(QDragEnterEvent* event)
