@@ -121,18 +121,11 @@ MovieWindow::~MovieWindow()
 void MovieWindow::layOut()
 {
     auto* movie = new QWidget;
-    auto hidden = m_transport->sizePolicy();
-    hidden.setRetainSizeWhenHidden(true); // nothing moves when it goes
-    m_transport->setSizePolicy(hidden);
-    auto* transport = new QHBoxLayout;
-    transport->setSpacing(kSpacing);
-    transport->addWidget(m_timecode, 0, Qt::AlignBottom);
-    transport->addWidget(m_transport, 1);
     auto* movieLayout = new QVBoxLayout(movie);
     movieLayout->setContentsMargins({});
     movieLayout->setSpacing(kSpacing);
     movieLayout->addWidget(m_view, 1);
-    movieLayout->addLayout(transport);
+    movieLayout->addWidget(m_transport);
 
     m_rows = new QSplitter(Qt::Vertical);
     m_rows->addWidget(movie);
@@ -342,10 +335,22 @@ void MovieWindow::movieReplaced()
 {
     m_timecodeTime.reset();
     m_view->setMovie(m_document->movie());
-    const bool hasController = KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc;
-    m_transport->setVisible(hasController);
-    m_fullScreen->setBarWanted(hasController);
+    showController(KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc);
     m_facts->load(m_document->movie());
+}
+
+void MovieWindow::showController(bool shown)
+{
+    if (shown != m_transport->isHidden() && m_timecode->parentWidget() != this)
+        return;
+    // The field stays when its bar goes.
+    if (shown)
+        m_transport->addWidget(m_timecode);
+    else
+        m_view->parentWidget()->layout()->addWidget(m_timecode);
+    m_timecode->show();
+    m_transport->setVisible(shown);
+    m_fullScreen->setBarWanted(shown);
 }
 
 void MovieWindow::movieReleased()

@@ -81,6 +81,8 @@ private:
     void connectActions();
     void connectViews();
     void updateActions();
+    /// The transport bar, with the timecode field in it.
+    void showController(bool shown);
     /// What is being typed somewhere counts, before a save or a question.
     void finishEditing();
     /// Shows the timecode where it may have changed.
