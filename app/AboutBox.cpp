@@ -37,8 +37,6 @@ namespace {
                 QApplication::tr("still images")},
             {QStringLiteral("libplist"), QStringLiteral(REELWRIGHT_PLIST_VERSION),
                 QApplication::tr("preferences")},
-            {QStringLiteral("libexiv2"), QStringLiteral(REELWRIGHT_EXIV2_VERSION),
-                QApplication::tr("still images")},
             {QStringLiteral("zlib"), QString::fromLatin1(zlibVersion()),
                 QApplication::tr("compressed movie headers")},
             {QStringLiteral("fmt"), dotted(FMT_VERSION / 10000, FMT_VERSION / 100 % 100, FMT_VERSION % 100),

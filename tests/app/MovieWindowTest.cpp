@@ -7,6 +7,7 @@
 #include "app/TimecodeField.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
+#include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "document/KWQuickTimeEditing.h"
 #include "tests/app/AppTest.h"
@@ -111,6 +112,7 @@ private slots:
     void settingsControlsChangeTheMovie();
     void movieMayHideItsController();
     void fullScreenShowsThePictureAlone();
+    void sidePaneIsHiddenAndShown();
     void menuRotatesAndUndoTakesItBackByName();
     void savedStateIsClean();
     void saveIsWrittenInPlace();
@@ -393,7 +395,7 @@ void MovieWindowTest::settingsControlsChangeTheMovie()
 
 void MovieWindowTest::movieMayHideItsController()
 {
-    const auto* controller = m_window->findChild<QWidget*>(QStringLiteral("controller"));
+    const auto* controller = m_window->findChild<TransportBar*>();
     QVERIFY(controller->isVisible());
     document().movieSettingsControllerShowHide(true);
     QVERIFY(!controller->isVisible());
@@ -404,16 +406,23 @@ void MovieWindowTest::movieMayHideItsController()
 
 void MovieWindowTest::fullScreenShowsThePictureAlone()
 {
-    actions().sidePane->trigger();
-    QVERIFY(!tabs().isVisible());
     QTest::keyClick(m_window.get(), Qt::Key_F11);
-    QVERIFY(m_window->isFullScreen());
-    QVERIFY(!table().isVisible() && !m_window->menuBar()->isVisible() && view().isVisible());
-    QVERIFY(view().hasFocus());
-    QTest::keyClick(&view(), Qt::Key_Escape);
-    QVERIFY(!m_window->isFullScreen());
-    QVERIFY(table().isVisible() && m_window->menuBar()->isVisible());
-    QVERIFY(!tabs().isVisible()); // as it was before
+    QVERIFY(view().isFullScreen());
+    QVERIFY(actions().fullScreen->isChecked());
+    QVERIFY(QTest::qWaitForWindowActive(&view()));
+    QTest::keyClick(&view(), Qt::Key_F11);
+    QVERIFY(!view().isFullScreen() && !view().isWindow());
+    QVERIFY(!actions().fullScreen->isChecked());
+    actions().fullScreen->trigger();
+    QVERIFY(view().isFullScreen());
+    m_window->close();
+    QVERIFY(!view().isVisible());
+}
+
+void MovieWindowTest::sidePaneIsHiddenAndShown()
+{
+    QTest::keyClick(m_window.get(), Qt::Key_F9);
+    QVERIFY(!tabs().isVisible());
     actions().sidePane->trigger();
     QVERIFY(tabs().isVisible());
 }
