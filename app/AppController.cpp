@@ -15,6 +15,7 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSessionManager>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
@@ -29,6 +30,8 @@ namespace {
         window.raise();
         window.activateWindow();
     }
+
+    constexpr int kBurialMilliseconds = 50;
 
     /// "*.mov *.MOV …": not every desktop's chooser takes the two for the same.
     QString patterns(std::initializer_list<const char*> extensions)
@@ -63,6 +66,8 @@ AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> 
     QApplication::setQuitOnLastWindowClosed(false);
     Appearance::apply(Appearance::wanted(m_preferences));
     makeActions();
+    m_burial.setInterval(kBurialMilliseconds);
+    connect(&m_burial, &QTimer::timeout, this, &AppController::deleteClosedWindows);
     m_startWindow = std::make_unique<StartWindow>(m_actions);
     connect(m_startWindow.get(), &StartWindow::filesDropped, this, &AppController::openFiles);
     connect(m_startWindow.get(), &StartWindow::closed, this, &AppController::quit);
@@ -233,8 +238,18 @@ void AppController::pathChanged(MovieWindow* window)
 void AppController::windowClosed(MovieWindow* window)
 {
     std::erase_if(m_open, [&](const Open& open) { return open.window == window; });
-    window->deleteLater();
+    m_closed.emplace_back(window);
+    m_burial.start();
     showStartWindowIfEmpty();
+}
+
+void AppController::deleteClosedWindows()
+{
+    // While a question or a menu is open, the window that waits for it may be one of these.
+    if (QThread::currentThread()->loopLevel() > 1)
+        return;
+    m_burial.stop();
+    m_closed.clear();
 }
 
 void AppController::showStartWindow()

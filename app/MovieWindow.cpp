@@ -403,6 +403,8 @@ void MovieWindow::closeWindow()
     m_isClosed = true;
     m_fullScreen->leave();
     WindowMemory::save(*this, *m_columns, *m_rows);
+    for (auto* question : findChildren<QDialog*>())
+        question->reject();
     m_document->windowWillClose();
     close(); // within closeEvent nothing happens here: it goes on there
     emit closed();
