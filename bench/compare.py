@@ -2,7 +2,7 @@
 """Measures reelwright-cli against what one would use instead, on the same files and in one run.
 
   bench/compare.py                      everything; takes some minutes and 4 GB in the temporary folder
-  bench/compare.py --only open,samples  some of it: open samples media jobs edit flatten
+  bench/compare.py --only open,samples  some of it: open samples media jobs edit timecode flatten
   bench/compare.py --json results.json  the numbers as well
 
 Each row is the median of several rounds after one that does not count. In every round each program has its turn, so
@@ -27,7 +27,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 MEGABYTE = 1e6
-SECTIONS = ["open", "samples", "media", "jobs", "edit", "flatten"]
+SECTIONS = ["open", "samples", "media", "jobs", "edit", "timecode", "flatten"]
 # Two medians of the same work differ by that much on a machine that does other things as well.
 SAME = 1.25
 
@@ -267,6 +267,7 @@ class Bench:
             Contender(self.ours + " info --json", [self.cli, "info", "--json", path]),
             Contender("ffprobe", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe"),
             Contender("mediainfo", ["mediainfo", path], missing="mediainfo"),
+            Contender("exiftool", ["exiftool", "-fast2", path], missing="exiftool"),
         ]
 
     def autoplay(self, path, name, *options):
@@ -279,7 +280,7 @@ class Bench:
 
         return Contender(name, prepare=prepare)
 
-    def timecode(self, path, name):
+    def change_timecode(self, path, name):
         """An edit in place that gives the movie another timecode each time; the first, which warms up, adds the track."""
 
         def prepare():
@@ -303,7 +304,7 @@ class Bench:
                 ours.name,
                 f"header of {size / MEGABYTE:.1f} MB, media a hole of 12 GB; everything in the page cache",
             )
-            for other in ["ffprobe", "mediainfo"]:
+            for other in ["ffprobe", "mediainfo", "exiftool"]:
                 if other in rows:
                     report.faster(f"report on a million samples, header {header}: faster than {other}", ours, rows[other], 10)
             report.memory(f"report on a million samples, header {header}: memory", ours, size)
@@ -328,7 +329,7 @@ class Bench:
         paths = {size: self.files.make("media", size) for size in ["1M", "100M", "10G", "100G"]}
         infos = [Contender(f"info, {size}B", [self.cli, "info", "--json", path]) for size, path in paths.items()]
         edits = [self.autoplay(path, f"edit, {size}B") for size, path in paths.items()]
-        timecodes = [self.timecode(path, f"timecode, {size}B") for size, path in paths.items()]
+        timecodes = [self.change_timecode(path, f"timecode, {size}B") for size, path in paths.items()]
         probes = [
             Contender(f"ffprobe, {size}B", ["ffprobe", "-v", "error", "-show_format", "-show_streams", path], missing="ffprobe")
             for size, path in paths.items()
@@ -420,6 +421,46 @@ class Bench:
                 self.report.faster(f"{what}, neither flushed", unflushed, rows[other], 100)
                 self.report.faster(f"{what}, only ours flushed", flushed, rows[other], 100)
         self.files.remove(ours, theirs, output)
+
+    def timecode(self):
+        """Adds a timecode track to a file that has none."""
+        usage = subprocess.run([self.cli, "edit", "--help"], capture_output=True, text=True, check=True).stdout
+        if "--timecode" not in usage:
+            print("\nAdd a timecode track: left out, reelwright-cli has no --timecode")
+            return
+        size = "200M" if self.quick else "1G"
+        source = self.files.make("dense", size)
+        target = self.files.folder / "target.mov"
+
+        def fresh_copy(*command):
+            def prepare():
+                subprocess.run(["cp", "--reflink=never", source, target], check=True)
+                settle()
+                return list(command)
+
+            return prepare
+
+        def no_target():
+            target.unlink(missing_ok=True)
+            settle()
+
+        ours = [self.cli, "edit", "--timecode", "01:00:00:00"]
+        copy = ["ffmpeg", "-nostdin", "-v", "error", "-i", source, "-map", "0", "-c", "copy", "-timecode", "01:00:00:00", target]
+        contenders = [
+            Contender("edit --timecode", prepare=fresh_copy(*ours, target)),
+            Contender("edit --timecode --no-sync", prepare=fresh_copy(*ours, "--no-sync", target)),
+            Contender("ffmpeg -c copy -timecode", copy, prepare=no_target, missing="ffmpeg"),
+            Contender("ffmpeg, then sync", ["sh", "-c", '"$@" && for last; do :; done && sync "$last"', "sh", *copy], prepare=no_target, missing="ffmpeg"),
+        ]
+        rows = self.race(contenders)
+        flushed, unflushed = (rows[contender.name] for contender in contenders[:2])
+        self.report.show(
+            f"Add a timecode track: {source.stat().st_size / 1e9:.2f} GB of real media", rows, flushed.name, "ours in place; ffmpeg writes a copy"
+        )
+        if "ffmpeg, then sync" in rows:
+            self.report.faster(f"add timecode to {size}B: faster than ffmpeg -c copy, both flushed", flushed, rows["ffmpeg, then sync"], 20)
+            self.report.faster(f"add timecode to {size}B: faster than ffmpeg -c copy, neither flushed", unflushed, rows["ffmpeg -c copy -timecode"], 20)
+        self.files.remove(source, target)
 
     def flatten(self):
         size = "200M" if self.quick else "1G"

@@ -49,7 +49,9 @@ namespace {
         for (const auto& extent : extents)
             if (extent.size > 0)
                 pieces.push_back({extent.source, extent.offset, extent.size, extent.time, 0});
-        std::sort(pieces.begin(), pieces.end(), bySourceAndOffset);
+        // Most movies' chunks lie in order already.
+        if (!std::is_sorted(pieces.begin(), pieces.end(), bySourceAndOffset))
+            std::sort(pieces.begin(), pieces.end(), bySourceAndOffset);
         const bool oneFile = std::all_of(pieces.begin(), pieces.end(), [&](const Placed& piece) {
             return piece.source == pieces.front().source || piece.source == MediaExtent::kMemorySource;
         });

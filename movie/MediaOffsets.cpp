@@ -253,6 +253,8 @@ Result<Cow<Atom>> MediaOffsets::rewrite(const QTMovie& movie, const Map& map) co
 std::vector<MediaExtent> MediaOffsets::memoryExtents(const QTMovie& movie)
 {
     std::vector<MediaExtent> extents;
+    if (!movie.sources().hasMemory())
+        return extents; // spares a look at each of a long movie's chunks
     for (const auto& track : movie.tracks())
         if (refersToMemory(tableOf(track)))
             forEachChunkOf(track, [&](std::uint32_t, const SampleTable::Chunk& chunk) {

@@ -55,6 +55,12 @@ std::uint64_t MediaSources::addMemory(Bytes media)
     return offset;
 }
 
+bool MediaSources::hasMemory() const
+{
+    const std::lock_guard lock {m_mutex};
+    return !m_memory.empty();
+}
+
 Bytes MediaSources::memory(std::uint64_t offset, std::uint64_t size) const
 {
     const std::lock_guard lock {m_mutex};

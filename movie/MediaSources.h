@@ -31,6 +31,8 @@ public:
 
     /// Keeps new media and answers the offset (kMemoryBase or more) at which chunk tables refer to them.
     std::uint64_t addMemory(Bytes media);
+    /// Were media ever kept in memory?
+    [[nodiscard]] bool hasMemory() const;
     /// Bytes of media in memory at that offset, at most `size`; fewer at a block's end.
     [[nodiscard]] Bytes memory(std::uint64_t offset, std::uint64_t size) const;
 
