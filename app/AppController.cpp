@@ -15,6 +15,8 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSessionManager>
+#include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -28,6 +30,8 @@ namespace {
         window.raise();
         window.activateWindow();
     }
+
+    constexpr int kBurialMilliseconds = 50;
 
     /// "*.mov *.MOV …": not every desktop's chooser takes the two for the same.
     QString patterns(std::initializer_list<const char*> extensions)
@@ -62,6 +66,8 @@ AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> 
     QApplication::setQuitOnLastWindowClosed(false);
     Appearance::apply(Appearance::wanted(m_preferences));
     makeActions();
+    m_burial.setInterval(kBurialMilliseconds);
+    connect(&m_burial, &QTimer::timeout, this, &AppController::deleteClosedWindows);
     m_startWindow = std::make_unique<StartWindow>(m_actions);
     connect(m_startWindow.get(), &StartWindow::filesDropped, this, &AppController::openFiles);
     connect(m_startWindow.get(), &StartWindow::closed, this, &AppController::quit);
@@ -119,11 +125,16 @@ void AppController::makeActions()
 void AppController::start(const QStringList& files)
 {
     constexpr std::int64_t kShowChooser = 0;
-    showStartWindow();
-    if (!files.isEmpty())
-        openFiles(files);
-    else if (m_preferences.integer("startupType") == kShowChooser)
-        openDocument();
+    if (files.isEmpty()) {
+        showStartWindow();
+        if (m_preferences.integer("startupType") == kShowChooser)
+            openDocument();
+        return;
+    }
+    openFiles(files);
+    // Movies are mostly there before anybody could read another window.
+    constexpr int kPatience = 500;
+    QTimer::singleShot(kPatience, this, &AppController::showStartWindowIfEmpty);
 }
 
 void AppController::openFiles(const QStringList& paths)
@@ -173,6 +184,7 @@ void AppController::showFailures(const std::vector<MovieOpener::Failure>& failur
 {
     for (const auto& failure : failures)
         KWLog::appendLog("Cannot open {}: {}", failure.path.toStdString(), failure.error.message());
+    showStartWindowIfEmpty();
     if (!failures.empty()) {
         auto* box = new QMessageBox {frontWindow()};
         box->setAttribute(Qt::WA_DeleteOnClose);
@@ -208,27 +220,47 @@ void AppController::showFailures(const std::vector<MovieOpener::Failure>& failur
 void AppController::pathChanged(MovieWindow* window)
 {
     const auto path = QString::fromStdString(window->document().path());
+    const auto open = std::find_if(
+        m_open.begin(), m_open.end(), [&](const Open& candidate) { return candidate.window == window; });
+    if (path.isEmpty() || open == m_open.end())
+        return;
+    open->canonical = path; // until it is known better
     m_recentFiles.add(path);
     runInBackground(
         this, [path] { return MovieOpener::canonicalPath(path); },
-        [this, window](const QString& canonical) {
-            for (auto& open : m_open)
-                if (open.window == window)
-                    open.canonical = canonical;
+        [this, path](const QString& canonical) {
+            for (auto& candidate : m_open)
+                if (candidate.canonical == path)
+                    candidate.canonical = canonical;
         });
 }
 
 void AppController::windowClosed(MovieWindow* window)
 {
     std::erase_if(m_open, [&](const Open& open) { return open.window == window; });
-    window->deleteLater();
-    if (m_open.empty() && !m_isTerminating)
-        showStartWindow();
+    m_closed.emplace_back(window);
+    m_burial.start();
+    showStartWindowIfEmpty();
+}
+
+void AppController::deleteClosedWindows()
+{
+    // While a question or a menu is open, the window that waits for it may be one of these.
+    if (QThread::currentThread()->loopLevel() > 1)
+        return;
+    m_burial.stop();
+    m_closed.clear();
 }
 
 void AppController::showStartWindow()
 {
     bringToFront(*m_startWindow);
+}
+
+void AppController::showStartWindowIfEmpty()
+{
+    if (m_open.empty() && !m_isTerminating && !m_startWindow->isVisible())
+        showStartWindow();
 }
 
 void AppController::activate(const QStringList& files, const QString& token)

@@ -15,6 +15,7 @@
 #include <QMessageBox>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 
 #include <memory>
 #include <vector>
@@ -79,7 +80,9 @@ private:
     void showFailures(const std::vector<MovieOpener::Failure>& failures);
     void pathChanged(MovieWindow* window);
     void windowClosed(MovieWindow* window);
+    void deleteClosedWindows();
     void showStartWindow();
+    void showStartWindowIfEmpty();
     void fillWindowsMenu();
     void terminate();
     /// The window that questions and choosers belong to.
@@ -99,6 +102,8 @@ private:
     MovieOpener m_opener;
 
     std::vector<Open> m_open;
+    std::vector<std::unique_ptr<MovieWindow>> m_closed; ///< until nothing can be at work in them any more
+    QTimer m_burial;
     std::unique_ptr<StartWindow> m_startWindow;
     QPointer<QFileDialog> m_chooser;
     QPointer<PreferencesDialog> m_preferencesDialog;

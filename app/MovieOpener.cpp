@@ -68,8 +68,10 @@ void MovieOpener::open(const QStringList& paths)
             m_underWay.insert(path);
             wanted.append(path);
         }
-    if (wanted.isEmpty())
+    if (wanted.isEmpty()) {
+        emit finished({});
         return;
+    }
     const auto call = std::make_shared<Call>();
     call->left = static_cast<std::size_t>(wanted.size());
     call->failures.resize(call->left);

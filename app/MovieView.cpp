@@ -5,6 +5,7 @@
 
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QtConcurrentRun>
@@ -108,6 +109,7 @@ void MovieView::makeSurface(Renderer renderer)
         loadMovie();
     };
     m_surface->widget()->setFocusPolicy(Qt::NoFocus);
+    m_surface->widget()->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_surface->widget()->lower();
     m_surface->widget()->show();
     layOut();
@@ -139,7 +141,7 @@ void MovieView::accept()
     if (!m_hasMovie)
         return;
     const auto before = m_playable.duration;
-    m_playable = m_maker.result();
+    m_playable = m_maker.future().takeResult();
     if (!sameFields(before, m_playable.duration))
         emit durationChanged(m_playable.duration);
     setTime(m_playable.snapped(m_time));
@@ -432,6 +434,10 @@ void MovieView::keyPressEvent(QKeyEvent* event)
     case Qt::Key_End:
         gotoEnd();
         break;
+    case Qt::Key_M:
+        if (!event->isAutoRepeat())
+            setMuted(!isMuted());
+        break;
     case Qt::Key_F:
         if (!event->isAutoRepeat())
             emit fullScreenRequested();
@@ -446,6 +452,39 @@ void MovieView::mousePressEvent(QMouseEvent* event)
 {
     setFocus(Qt::MouseFocusReason);
     event->accept();
+}
+
+void MovieView::contextMenuEvent(QContextMenuEvent* event)
+{
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    const bool hasMovie = duration().value > 0;
+    // The keys are told, and act in keyPressEvent.
+    const auto add = [&](const QString& text, const QKeySequence& key, bool isEnabled, auto action) {
+        auto* item = menu->addAction(text, this, action);
+        item->setShortcut(key);
+        item->setShortcutVisibleInContextMenu(true);
+        item->setShortcutContext(Qt::WidgetShortcut);
+        item->setEnabled(isEnabled);
+        return item;
+    };
+    const auto addSwitch = [&](const QString& text, const QKeySequence& key, bool isOn, auto action) {
+        auto* item = add(text, key, true, action);
+        item->setCheckable(true);
+        item->setChecked(isOn);
+    };
+    add(isPlaying() ? tr("Pause") : tr("Play"), Qt::Key_Space, hasMovie, [this] { togglePlaying(); });
+    menu->addSeparator();
+    add(tr("Frame Back"), Qt::Key_Left, hasMovie, [this] { stepBackward(); });
+    add(tr("Frame Forward"), Qt::Key_Right, hasMovie, [this] { stepForward(); });
+    add(tr("To Start"), Qt::Key_Home, hasMovie, [this] { gotoBeginning(); });
+    add(tr("To End"), Qt::Key_End, hasMovie, [this] { gotoEnd(); });
+    menu->addSeparator();
+    addSwitch(tr("Loop"), {}, m_isLooping, [this] { setLooping(!m_isLooping); });
+    addSwitch(tr("Mute"), Qt::Key_M, m_isMuted, [this] { setMuted(!m_isMuted); });
+    addSwitch(tr("Full Screen"), Qt::Key_F, isFullScreen(), [this] { emit fullScreenRequested(); });
+    emit contextMenuShown(*menu);
+    menu->popup(event->globalPos());
 }
 
 void MovieView::mouseDoubleClickEvent(QMouseEvent* event)
@@ -470,7 +509,7 @@ void MovieView::paintEvent(QPaintEvent* /*event*/)
 {
     QPainter painter(this);
     painter.fillRect(rect(), hasFocus() ? palette().highlight().color() : QColor(Qt::black));
-    painter.fillRect(rect().adjusted(kFocusFrame, kFocusFrame, -kFocusFrame, -kFocusFrame), Qt::black);
+    painter.fillRect(inner(), Qt::black);
 }
 
 void MovieView::resizeEvent(QResizeEvent* event)
@@ -481,10 +520,15 @@ void MovieView::resizeEvent(QResizeEvent* event)
 
 void MovieView::layOut()
 {
-    const auto inner = rect().adjusted(kFocusFrame, kFocusFrame, -kFocusFrame, -kFocusFrame);
     if (m_surface)
-        m_surface->widget()->setGeometry(inner);
-    m_message->setGeometry(inner);
+        m_surface->widget()->setGeometry(inner());
+    m_message->setGeometry(inner());
+}
+
+QRect MovieView::inner() const
+{
+    const int frame = isFullScreen() ? 0 : kFocusFrame;
+    return rect().adjusted(frame, frame, -frame, -frame);
 }
 
 } // namespace reelwright

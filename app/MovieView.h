@@ -11,6 +11,7 @@
 #include <optional>
 
 class QLabel;
+class QMenu;
 
 namespace reelwright {
 
@@ -21,8 +22,8 @@ class PictureSurface;
 /// done. What cannot be shown is said in the view, and everything else goes on.
 ///
 /// Keys, while it has the focus: Space plays and pauses; J, K, L play backward, stop, play forward, and
-/// faster when pressed again; Left and Right step by a frame, with Shift by ten; Home and End; F asks for
-/// full screen.
+/// faster when pressed again; Left and Right step by a frame, with Shift by ten; Home and End; M mutes; F
+/// asks for full screen.
 class MovieView : public QWidget
 {
     Q_OBJECT
@@ -98,11 +99,16 @@ signals:
     void settled();
     /// Something of the movie cannot be played; a sentence for the user.
     void failed(const QString& message);
+    /// The user asks for full screen, or to leave it. FullScreen hears it.
     void fullScreenRequested();
+    void fullScreenChanged(bool isFullScreen);
+    /// A menu is about to be shown that more may be added to.
+    void contextMenuShown(QMenu& menu);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
@@ -122,6 +128,8 @@ private:
     void playBackward(const QTTime& time);
     void say(const QString& message);
     void layOut();
+    /// Without the frame that shows the focus.
+    [[nodiscard]] QRect inner() const;
 
     void seekTo(const QTTime& time);
     void setTime(const QTTime& time);

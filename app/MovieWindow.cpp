@@ -1,6 +1,7 @@
 #include "app/MovieWindow.h"
 
 #include "app/FactsLoader.h"
+#include "app/FullScreen.h"
 #include "app/InformationPane.h"
 #include "app/MovieSettingsPane.h"
 #include "app/MovieView.h"
@@ -11,8 +12,10 @@
 #include "app/TrackPanel.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
+#include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "app/WindowMemory.h"
+#include "document/KWQuickTimeEditing.h"
 #include "document/MyDocument.h"
 #include "report/InfoReport.h"
 
@@ -81,6 +84,8 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     , m_facts(new FactsLoader(this))
     , m_view(new MovieView(this))
     , m_timecode(new TimecodeField(this))
+    , m_transport(new TransportBar(*m_view, this))
+    , m_fullScreen(new FullScreen(*m_view))
     , m_actions(new WindowActions(*this))
 {
     m_tracks = new TrackPanel(*m_document, *m_actions, this);
@@ -89,7 +94,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document));
     layOut();
-    m_progress = new ProgressSheet(centralWidget());
+    m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);
     connectActions();
     connectViews();
@@ -116,15 +121,11 @@ MovieWindow::~MovieWindow()
 void MovieWindow::layOut()
 {
     auto* movie = new QWidget;
-    auto* transport = new QHBoxLayout;
-    transport->setSpacing(kSpacing);
-    transport->addWidget(m_timecode);
-    transport->addStretch();
     auto* movieLayout = new QVBoxLayout(movie);
     movieLayout->setContentsMargins({});
     movieLayout->setSpacing(kSpacing);
     movieLayout->addWidget(m_view, 1);
-    movieLayout->addLayout(transport);
+    movieLayout->addWidget(m_transport);
 
     m_rows = new QSplitter(Qt::Vertical);
     m_rows->addWidget(movie);
@@ -197,7 +198,8 @@ void MovieWindow::connectActions()
     on(m_actions->nudgeEarlier, [&document] { document.decrementTrackByOneFrame(); });
     on(m_actions->nudgeLater, [&document] { document.incrementTrackByOneFrame(); });
 
-    on(m_actions->fullScreen, [this](bool isOn) { setFullScreen(isOn); });
+    on(m_actions->fullScreen, [this] { m_fullScreen->toggle(); });
+    m_view->addAction(m_actions->fullScreen); // the view is a window of its own then
     on(m_actions->sidePane, [this](bool isOn) { m_panels->setVisible(isOn); });
 }
 
@@ -212,7 +214,7 @@ void MovieWindow::connectViews()
 
     connect(m_view, &MovieView::playStateChanged, this,
         [this](bool isPlaying) { m_actions->play->setText(isPlaying ? tr("&Pause") : tr("&Play")); });
-    connect(m_view, &MovieView::fullScreenRequested, m_actions->fullScreen, &QAction::trigger);
+    connect(m_view, &MovieView::fullScreenChanged, m_actions->fullScreen, &QAction::setChecked);
 
     connect(m_timecode, &QLineEdit::returnPressed, this, [this] { m_document->changeTimecode(); });
     connect(m_timecode, &TimecodeField::abandoned, this, [this] {
@@ -333,7 +335,22 @@ void MovieWindow::movieReplaced()
 {
     m_timecodeTime.reset();
     m_view->setMovie(m_document->movie());
+    showController(KWQuickTimeEditing::movieControllerType(m_document->movie()) != "none"_cc);
     m_facts->load(m_document->movie());
+}
+
+void MovieWindow::showController(bool shown)
+{
+    if (shown != m_transport->isHidden() && m_timecode->parentWidget() != this)
+        return;
+    // The field stays when its bar goes.
+    if (shown)
+        m_transport->addWidget(m_timecode);
+    else
+        m_view->parentWidget()->layout()->addWidget(m_timecode);
+    m_timecode->show();
+    m_transport->setVisible(shown);
+    m_fullScreen->setBarWanted(shown);
 }
 
 void MovieWindow::movieReleased()
@@ -384,8 +401,10 @@ void MovieWindow::closeWindow()
     if (m_isClosed)
         return;
     m_isClosed = true;
-    setFullScreen(false);
+    m_fullScreen->leave();
     WindowMemory::save(*this, *m_columns, *m_rows);
+    for (auto* question : findChildren<QDialog*>())
+        question->reject();
     m_document->windowWillClose();
     close(); // within closeEvent nothing happens here: it goes on there
     emit closed();
@@ -433,29 +452,6 @@ void MovieWindow::hideEvent(QHideEvent* event)
 {
     m_timecodeTimer.stop();
     QMainWindow::hideEvent(event);
-}
-
-void MovieWindow::keyPressEvent(QKeyEvent* event)
-{
-    if (event->key() == Qt::Key_Escape && isFullScreen())
-        m_actions->fullScreen->trigger();
-    else
-        QMainWindow::keyPressEvent(event);
-}
-
-void MovieWindow::setFullScreen(bool full)
-{
-    if (full == isFullScreen())
-        return;
-    menuBar()->setVisible(!full);
-    m_tracks->setVisible(!full);
-    m_panels->setVisible(!full && m_actions->sidePane->isChecked());
-    const int margin = full ? 0 : kSpacing;
-    centralWidget()->layout()->setContentsMargins(margin, margin, margin, margin);
-    setWindowState(windowState().setFlag(Qt::WindowFullScreen, full));
-    m_actions->fullScreen->setChecked(full);
-    if (full)
-        m_view->setFocus();
 }
 
 void MovieWindow::dragEnterEvent(QDragEnterEvent* event)

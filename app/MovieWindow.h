@@ -13,12 +13,14 @@ class QSplitter;
 namespace reelwright {
 
 class FactsLoader;
+class FullScreen;
 class MovieView;
 class MyDocument;
 class PanelTabWidget;
 class ProgressSheet;
 class TimecodeField;
 class TrackPanel;
+class TransportBar;
 class WindowActions;
 
 /// The window of one movie document: what the movie is on the left, what can be done to it on the right. It
@@ -71,7 +73,6 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
@@ -80,17 +81,19 @@ private:
     void connectActions();
     void connectViews();
     void updateActions();
+    /// The transport bar, with the timecode field in it.
+    void showController(bool shown);
     /// What is being typed somewhere counts, before a save or a question.
     void finishEditing();
     /// Shows the timecode where it may have changed.
     void followTime();
-    /// The picture alone.
-    void setFullScreen(bool full);
 
     std::unique_ptr<MyDocument> m_document;
     FactsLoader* m_facts;
     MovieView* m_view;
     TimecodeField* m_timecode;
+    TransportBar* m_transport; ///< the movie itself may hide it
+    FullScreen* m_fullScreen;
     WindowActions* m_actions;
     TrackPanel* m_tracks;
     PanelTabWidget* m_panels;

@@ -11,6 +11,7 @@
 #include <mpv/client.h>
 #include <mpv/render_gl.h>
 
+#include <memory>
 #include <utility>
 
 namespace reelwright {
@@ -82,9 +83,10 @@ namespace {
                 },
                 nullptr};
             char type[] = MPV_RENDER_API_TYPE_OPENGL;
+            m_blitter = std::make_unique<QOpenGLTextureBlitter>();
             mpv_render_param parameters[] = {{MPV_RENDER_PARAM_API_TYPE, type},
                 {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &procedures}, {MPV_RENDER_PARAM_INVALID, nullptr}};
-            if (mpv_render_context_create(&m_context, m_player, parameters) < 0 || !m_blitter.create()) {
+            if (mpv_render_context_create(&m_context, m_player, parameters) < 0 || !m_blitter->create()) {
                 QMetaObject::invokeMethod(
                     this, [this] { m_surface.onBroken(); }, Qt::QueuedConnection);
                 return;
@@ -118,10 +120,10 @@ namespace {
             const auto source
                 = QOpenGLTextureBlitter::sourceTransform(m_drawnPlacement.shownIn(m_target->size()),
                     m_target->size(), QOpenGLTextureBlitter::OriginTopLeft);
-            m_blitter.bind();
-            m_blitter.blit(
+            m_blitter->bind();
+            m_blitter->blit(
                 m_target->texture(), blitterTransform(m_drawnPlacement.toWidget(size), size), source);
-            m_blitter.release();
+            m_blitter->release();
         }
 
     private:
@@ -165,7 +167,7 @@ namespace {
             mpv_render_context_set_update_callback(m_context, nullptr, nullptr);
             mpv_render_context_free(std::exchange(m_context, nullptr));
             m_target.reset();
-            m_blitter.destroy();
+            m_blitter.reset();
             m_hasPicture = m_hasFrame = false;
             doneCurrent();
         }
@@ -173,7 +175,7 @@ namespace {
         mpv_handle* m_player;
         PictureSurface& m_surface;
         mpv_render_context* m_context = nullptr;
-        QOpenGLTextureBlitter m_blitter;
+        std::unique_ptr<QOpenGLTextureBlitter> m_blitter; ///< new for each context: it is made once only
         std::unique_ptr<QOpenGLFramebufferObject> m_target; ///< the encoded picture as large as it is shown
         PicturePlacement m_placement;
         PicturePlacement m_drawnPlacement;

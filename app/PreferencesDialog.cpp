@@ -66,8 +66,10 @@ PreferencesDialog::PreferencesDialog(Preferences& preferences, Preferences& shar
 
     auto* buttons = new QDialogButtonBox {QDialogButtonBox::RestoreDefaults | QDialogButtonBox::Close};
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(buttons->button(QDialogButtonBox::RestoreDefaults), &QPushButton::clicked, this,
-        &PreferencesDialog::restoreDefaults);
+    auto* restore = buttons->button(QDialogButtonBox::RestoreDefaults);
+    constexpr int kRoom = 16; // some styles put the text right to the edge
+    restore->setMinimumWidth(restore->sizeHint().width() + kRoom);
+    connect(restore, &QPushButton::clicked, this, &PreferencesDialog::restoreDefaults);
     buttons->button(QDialogButtonBox::Close)->setDefault(true);
 
     auto* layout = new QVBoxLayout {this};

@@ -94,18 +94,14 @@ void ProgressSheet::end()
 {
     m_isActive = false;
     m_delay.stop();
-    const bool hadFocus = m_cancel->hasFocus();
     hide();
-    if (hadFocus && parentWidget())
-        parentWidget()->setFocus();
 }
 
 void ProgressSheet::place()
 {
     const auto* host = parentWidget();
     const int width = std::min(kWidth, host->width() - 2 * kMargin);
-    const int height = sizeHint().height();
-    setGeometry((host->width() - width) / 2, host->height() - height - kMargin, width, height);
+    setGeometry((host->width() - width) / 2, kMargin, width, sizeHint().height());
 }
 
 bool ProgressSheet::eventFilter(QObject* watched, QEvent* event)

@@ -10,7 +10,7 @@ class QPushButton;
 
 namespace reelwright {
 
-/// The sheet that a window shows while it saves: it slides over the lower edge, and the window stays usable
+/// The sheet that a window shows while it saves: it lies over the picture, and the window stays usable
 /// beside it. Work that is done at once never shows it.
 class ProgressSheet final : public QFrame
 {

@@ -43,6 +43,14 @@ void TrackTable::copy()
     QApplication::clipboard()->setText(cells.join(QLatin1Char('\t')).trimmed());
 }
 
+void TrackTable::dataChanged(
+    const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles)
+{
+    // The base class would fill an open editor again, and what was typed there would be lost.
+    if (roles != QList<int> {Qt::ToolTipRole})
+        QTableView::dataChanged(topLeft, bottomRight, roles);
+}
+
 void TrackTable::editSelected()
 {
     auto index = currentIndex();
@@ -57,7 +65,8 @@ void TrackTable::editSelected()
 void TrackTable::keyPressEvent(QKeyEvent* event)
 {
     const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
-    if (!isPlain || !currentIndex().isValid()) {
+    // What an editor does not want comes here too, and is not meant for the rows.
+    if (!isPlain || !currentIndex().isValid() || state() == EditingState) {
         QTableView::keyPressEvent(event);
         return;
     }

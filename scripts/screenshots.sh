@@ -104,6 +104,13 @@ PLIST
     xdotool windowfocus --sync "$id"
     keys Escape
 
+    xdotool windowfocus --sync "$(window '^Reelwright$')"
+    keys alt+h a
+    id=$(window '^About Reelwright')
+    picture "$id" "about-$appearance"
+    xdotool windowfocus --sync "$id"
+    keys Escape
+
     # A second start hands its file over.
     "$program" "$clips/harbour.mov"
     id=$(window 'harbour')

@@ -131,32 +131,40 @@ namespace {
         return nearest;
     }
 
-    /// The rate of the picture; 30 in a movie without one. Of a media with frames of different lengths the
-    /// average: samples × media time scale ÷ media duration, which is used as such, since a quotient of
-    /// two rounded numbers would make 1000 of 1001.
-    Rate pictureRate(const QTMovie& movie)
+    /// The rate that a timecode of the movie counts at: that of the picture, 30 without one. Of a media with
+    /// frames of different lengths the average, samples × media time scale ÷ media duration; it is used as
+    /// such, since a quotient of two rounded numbers would make 1000 of 1001. Where a frame of that length is
+    /// not whole, or readers that round the rate would not come to the number of frames, which is rounded up,
+    /// it is that whole number.
+    Rate timecodeRate(const QTMovie& movie)
     {
         const auto media = pictureMedia(movie);
         const auto duration = media ? media->duration() : QTTime {};
         const auto samples = media ? static_cast<std::int64_t>(media->sampleCount()) : 0;
         if (samples == 0 || duration.value <= 0 || duration.scale <= 0)
             return {30, 1};
-        const Rate average {duration.scale * samples, duration.value};
         const auto count = static_cast<double>(samples);
-        return nominalRate(count / duration.seconds(), count).value_or(average);
+        if (const auto nominal = nominalRate(count / duration.seconds(), count))
+            return *nominal;
+        const Rate average {duration.scale * samples, duration.value};
+        const auto roundedUp = average.num / average.den + (average.num % average.den != 0 ? 1 : 0);
+        const auto rest = average.num % average.den;
+        const bool roundsUp = rest == 0 || rest >= average.den - rest;
+        const bool isWhole = static_cast<Wide>(movie.timeScale()) * average.den % average.num == 0;
+        return roundsUp && isWhole ? average : Rate {roundedUp, 1};
     }
 
     /// Movie time scale ÷ frame rate, rounded toward zero.
     std::uint32_t frameDuration(const QTMovie& movie)
     {
-        const auto rate = pictureRate(movie);
+        const auto rate = timecodeRate(movie);
         const Wide exact = static_cast<Wide>(movie.timeScale()) * rate.den / rate.num;
         return exact > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(exact);
     }
 
     std::uint8_t numberOfFrames(const QTMovie& movie)
     {
-        const auto rate = pictureRate(movie);
+        const auto rate = timecodeRate(movie);
         const auto roundedUp = rate.num / rate.den + (rate.num % rate.den != 0 ? 1 : 0);
         const auto byte = static_cast<std::uint8_t>(roundedUp);
         return byte == 0 ? 1 : byte;
@@ -174,7 +182,7 @@ namespace {
         };
         if (const auto media = pictureMedia(movie))
             raise(media->timeScale());
-        const auto rate = pictureRate(movie);
+        const auto rate = timecodeRate(movie);
         const bool isNominal = rate.den == 1 || rate.den == 1001;
         if (isNominal && static_cast<Wide>(movie.timeScale()) * rate.den % rate.num != 0)
             raise(rate.num);

@@ -91,6 +91,7 @@ private slots:
     void severalFilesOpenInWindowsOfTheirOwn();
     void aFileThatIsOpenComesToTheFront_data();
     void aFileThatIsOpenComesToTheFront();
+    void aMovieThatWasSavedAsIsKnownByItsNewName();
     void oneUnreadableFileIsExplained_data();
     void oneUnreadableFileIsExplained();
     void severalFailuresAreToldAtOnceAndTheRestOpens();
@@ -106,6 +107,7 @@ private slots:
     void quittingAsksAboutChanges_data();
     void quittingAsksAboutChanges();
     void quittingWaitsForASaveThatIsBeingWritten();
+    void goingWaitsForASaveThatIsBeingWritten();
     void theSessionEndsWhenEverythingIsSaved_data();
     void theSessionEndsWhenEverythingIsSaved();
     void anotherStartOpensItsFilesHere();
@@ -223,6 +225,20 @@ void AppControllerTest::aFileThatIsOpenComesToTheFront()
     QCOMPARE(m_controller->windows().size(), 2U);
 }
 
+void AppControllerTest::aMovieThatWasSavedAsIsKnownByItsNewName()
+{
+    auto* window = openClip("pal-25.mov");
+    const auto before = m_folder->filePath(text("pal-25.mov"));
+    const auto after = m_folder->filePath(text("new.mov"));
+    QVERIFY(window->document().writeSafelyToURL(after.toStdString(), SaveOperation::SaveAs));
+    QTRY_VERIFY_WITH_TIMEOUT(!window->document().isWriting(), kWait);
+    QCOMPARE(m_controller->recentFiles().files(), QStringList({after, before}));
+    m_controller->openFiles({after});
+    QCOMPARE(m_controller->windows().size(), 1U);
+    open({before});
+    QCOMPARE(m_controller->windows().size(), 2U);
+}
+
 void AppControllerTest::oneUnreadableFileIsExplained_data()
 {
     QTest::addColumn<QByteArray>("contents"); // null: no file
@@ -256,6 +272,7 @@ void AppControllerTest::oneUnreadableFileIsExplained()
     QVERIFY2(whole.contains(said), qPrintable(whole));
     QVERIFY2(alert->informativeText().size() > 20, "says what to do");
     QVERIFY(m_controller->recentFiles().files().isEmpty());
+    QVERIFY(m_controller->startWindow().isVisible());
 }
 
 void AppControllerTest::severalFailuresAreToldAtOnceAndTheRestOpens()
@@ -301,6 +318,7 @@ void AppControllerTest::startupTypeDecidesOnlyWithoutFiles()
         QCOMPARE(m_controller->chooser()->fileMode(), QFileDialog::ExistingFiles);
         QVERIFY(m_controller->chooser()->nameFilters().front().contains(text("*.mov *.MOV *.qt")));
     }
+    QCOMPARE(m_controller->startWindow().isVisible(), !hasFile); // it would only flash up
     if (hasFile)
         QVERIFY(finished.wait(kWait));
     QCOMPARE(m_controller->windows().size(), hasFile ? 1U : 0U);
@@ -478,6 +496,16 @@ void AppControllerTest::quittingWaitsForASaveThatIsBeingWritten()
     m_controller->quit();
     QCOMPARE(terminated.size(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(terminated.size(), 1, kWait);
+    QVERIFY(isSaved(m_folder->filePath(text("pal-25.mov"))));
+}
+
+void AppControllerTest::goingWaitsForASaveThatIsBeingWritten()
+{
+    auto* window = openClip("pal-25.mov");
+    edit(*window);
+    QVERIFY(window->document().saveDocument());
+    QVERIFY(window->document().isWriting());
+    m_controller.reset(); // as after an event loop that was made to end
     QVERIFY(isSaved(m_folder->filePath(text("pal-25.mov"))));
 }
 

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "app/QtMainThread.h"
 #include "document/MyDocument.h"
-#include "support/MainThread.h"
 #include "support/Preferences.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QThread>
 #include <QtTest>
 
 #include <atomic>
@@ -15,21 +14,7 @@
 
 namespace reelwright::test {
 
-constexpr int kWait = 30'000;
-
-/// The hand-off on the test's own event loop.
-class LoopMainThread final : public MainThread
-{
-public:
-    void run(const std::function<void()>& work) override
-    {
-        if (isCurrent())
-            work();
-        else
-            QMetaObject::invokeMethod(qApp, work, Qt::BlockingQueuedConnection);
-    }
-    [[nodiscard]] bool isCurrent() const override { return QThread::currentThread() == qApp->thread(); }
-};
+constexpr int kWait = 10'000;
 
 /// The real file system, in which saves can be made to fail, or to wait at their first step.
 class GatedStorage final : public Storage
@@ -120,7 +105,7 @@ public:
     }
 
     QTemporaryDir folder;
-    LoopMainThread mainThread;
+    QtMainThread mainThread;
     NotificationCenter notifications;
     Preferences preferences {folder.filePath(QStringLiteral("test.plist")).toStdString()};
     std::shared_ptr<GatedStorage> storage = std::make_shared<GatedStorage>();

@@ -231,6 +231,49 @@ namespace {
         EXPECT_EQ(second->document.selectedTrack()->inPoint(), (QTTime {100, 600})) << "its window is closed";
     }
 
+    TEST_F(MyDocumentTest, ATrackIsRemovedAfterAQuestionAndComesBackByUndo)
+    {
+        auto opened = open(sample("two-audio.mov"));
+        auto& document = opened->document;
+        document.removeTrack(); // the movie's row
+        EXPECT_THAT(opened->window.alerts, IsEmpty());
+
+        document.selectRow(2);
+        opened->window.answers = {1};
+        document.removeTrack();
+        EXPECT_EQ(opened->window.alerts.front().title, "Are you sure you wish to remove this track?");
+        EXPECT_EQ(document.trackList().rowCount(), 4U);
+        EXPECT_FALSE(document.isEdited());
+
+        document.removeTrack();
+        EXPECT_THAT(listedIDs(document), ElementsAre(1, 3));
+        EXPECT_EQ(document.selectedTrack()->trackID(), 3U) << "the one that took its place";
+        EXPECT_EQ(opened->window.calls.back(), "reloadSelection");
+        EXPECT_EQ(document.history().undoName(), "Remove Track");
+        EXPECT_FALSE(document.movie().isEditable());
+        document.undo();
+        EXPECT_THAT(listedIDs(document), ElementsAre(1, 2, 3));
+    }
+
+    TEST_F(MyDocumentTest, ATrackThatWentDuringTheQuestionIsSaidToBeGone)
+    {
+        auto opened = open(sample("two-audio.mov"));
+        auto& document = opened->document;
+        document.selectRow(2);
+        opened->window.duringAlert = [&](const FakeWindow::Alert&) {
+            opened->window.duringAlert = {};
+            document.perform("Gone", [](QTMovie& movie) {
+                const EditableScope scope {movie};
+                ASSERT_TRUE(movie.removeTrack(movie.tracks()[1]));
+            });
+        };
+        document.removeTrack();
+        ASSERT_EQ(opened->window.alerts.size(), 2U);
+        EXPECT_EQ(opened->window.alerts[1].title, "Unable to remove track");
+        EXPECT_EQ(opened->window.alerts[1].text, "Reelwright could not locate the track.");
+        EXPECT_THAT(listedIDs(document), ElementsAre(1, 3));
+    }
+
     TEST_F(MyDocumentTest, ANudgeIsHundredUnitsWhateverItsSizeAndNeverBelowZero)
     {
         const auto opened = open(build({}));

@@ -168,7 +168,10 @@ namespace {
             {1000, {{567, 42}, {234, 41}}, 1000, 24000, 1001, 24, "23.976 in thousandths"},
             {600, {{100, 20}}, 600, 30, 1, 30, "plain 30"},
             {90000, {{60, 1500}, {60, 3000}}, 1000, 40, 1, 40, "two rates: their average"},
-            {1000, {{10, 37}}, 1000, 1000, 37, 28, "27.03, rounded up, with frames of whole length"},
+            {1000, {{10, 80}}, 1000, 25, 2, 13, "12.5: a whole length, and 13 however it is rounded"},
+            {1000, {{10, 37}}, 1000, 28, 1, 28, "27.03, which some readers would round to 27"},
+            {600, {{40, 20}, {50, 19}}, 600, 31, 1, 31, "30.86 of a recorded screen"},
+            {600, {{3, 9000}}, 600, 1, 1, 1, "a picture every 15 seconds"},
         };
         for (const auto& fact : facts) {
             SCOPED_TRACE(fact.why);
