@@ -12,12 +12,14 @@ their media are compared by the packets' sizes and places, not their bytes.
 import argparse
 import collections
 import concurrent.futures
+import ctypes
 import dataclasses
 import hashlib
 import json
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -91,13 +93,29 @@ class ExifTool:
     """One exiftool process for each thread; starting it takes longer than its work."""
 
     local = threading.local()
+    processes = []
+
+    @staticmethod
+    def end_with_us():
+        """Left alone, exiftool would wait for more arguments for ever, and busily."""
+        ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
+
+    def close(self):
+        for process in self.processes:
+            process.kill()
+            process.wait()
 
     def __call__(self, path):
         process = getattr(self.local, "process", None)
         if process is None:
             process = self.local.process = subprocess.Popen(
-                ["exiftool", "-stay_open", "True", "-@", "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL
+                ["exiftool", "-stay_open", "True", "-@", "-"],
+                stdin=subprocess.PIPE,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.DEVNULL,
+                preexec_fn=self.end_with_us,
             )
+            self.processes.append(process)
         arguments = ["-j", "-a", "-u", "-G1:4", "-s", "-n", os.fspath(path), "-execute"]
         process.stdin.write(("\n".join(arguments) + "\n").encode())
         process.stdin.flush()
@@ -506,4 +524,7 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    finally:
+        exiftool.close()
