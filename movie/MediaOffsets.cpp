@@ -290,17 +290,6 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
-bool MediaOffsets::beginIn(const QTMovie& movie, std::uint64_t begin, std::uint64_t end)
-{
-    for (const auto& track : movie.tracks()) {
-        const auto table = tableOf(track);
-        for (std::uint32_t chunk = 1; chunk <= table.chunkCount(); ++chunk)
-            if (const auto offset = table.chunkOffset(chunk); offset >= begin && offset < end)
-                return true;
-    }
-    return false;
-}
-
 std::vector<std::uint64_t> MediaOffsets::inFreeSpace(const QTMovie& movie)
 {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> freeSpace;
