@@ -290,6 +290,19 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
+bool MediaOffsets::reachInto(const QTMovie& movie, std::uint64_t begin, std::uint64_t end)
+{
+    bool found = false;
+    for (const auto& track : movie.tracks())
+        forEachChunkOf(track, [&](std::uint32_t, const SampleTable::Chunk& chunk) {
+            found = found
+                || (chunk.offset < end && chunk.size > 0
+                    && (chunk.offset >= begin || chunk.size > begin - chunk.offset));
+            return !found;
+        });
+    return found;
+}
+
 std::vector<std::uint64_t> MediaOffsets::inFreeSpace(const QTMovie& movie)
 {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> freeSpace;

@@ -49,6 +49,8 @@ struct MediaOffsets
     /// (`saio`), item locations (`iloc`). Null when there is none.
     static const Atom* findImmovable(const Atom& atom);
 
+    /// Does a chunk of the movie have bytes in that stretch of its file?
+    static bool reachInto(const QTMovie& movie, std::uint64_t begin, std::uint64_t end);
     /// Offsets that the header refers to and that lie in free atoms of the movie's file: media where nobody
     /// expects them, and the position records of dashboard cameras (`gps `).
     static std::vector<std::uint64_t> inFreeSpace(const QTMovie& movie);

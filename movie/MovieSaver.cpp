@@ -138,8 +138,12 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         return refuse("the file ends in an atom that is cut short; it has to be flattened");
     case FileLayout::Ending::Garbage:
         return refuse("the file ends in bytes that are no atom; it has to be flattened");
-    case FileLayout::Ending::Clean:
     case FileLayout::Ending::Zeros:
+        // A recording that was cut short can leave its media outside of every atom.
+        if (MediaOffsets::reachInto(movie, file->layout.end, file->layout.fileSize))
+            return refuse("media lie behind the last atom of the file; it has to be flattened");
+        break;
+    case FileLayout::Ending::Clean:
     case FileLayout::Ending::CutFree:
         break;
     }

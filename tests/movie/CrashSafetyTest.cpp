@@ -560,6 +560,28 @@ namespace {
             }
     }
 
+    TEST(RefusedSave, LeavesMediaInTheZerosBehindTheLastAtomAlone)
+    {
+        // The media atom was never given its size, and the media are silence.
+        auto built = MovieBuilder {};
+        built.headerPlace = HeaderPlace::First;
+        auto bytes = built.build();
+        const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+        const auto media = text.rfind("mdat") - 4;
+        bytes[media] = bytes[media + 1] = bytes[media + 2] = std::byte {0};
+        bytes[media + 3] = std::byte {8};
+        std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(media + 8), bytes.end(), std::byte {0});
+        SimulatedStorage volume;
+        volume.put(kPath, bytes, kAttributes);
+        const auto storage = SimulatedStorage::fromState(volume.now());
+        const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
+        ASSERT_FALSE(saved);
+        EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
+        EXPECT_THAT(saved.error().message(), HasSubstr("behind the last atom"));
+        EXPECT_EQ(*storage->now().find(kPath), bytes);
+        EXPECT_TRUE(editAndSave(storage, Edit::Growing, Mode::Flattened)) << "it can be flattened";
+    }
+
     TEST(SaveOnAFullVolume, ThatDoesNotFitLeavesTheOldMovieAndNothingElse)
     {
         for (const auto& c : cases()) {
