@@ -131,11 +131,33 @@ namespace {
         return nearest;
     }
 
-    /// The rate that a timecode of the movie counts at: that of the picture, 30 without one. Of a media with
-    /// frames of different lengths the average, samples × media time scale ÷ media duration; it is used as
-    /// such, since a quotient of two rounded numbers would make 1000 of 1001. Where a frame of that length is
-    /// not whole, or readers that round the rate would not come to the number of frames, which is rounded up,
-    /// it is that whole number.
+    /// The length that all frames have but perhaps the last, which is often cut short or held; 0 where they
+    /// differ. A last one that is a unit off may be a matter of rounding, and counts as different.
+    std::uint32_t commonFrameLength(const SampleTable& table)
+    {
+        const auto runs = table.timeRunCount();
+        const auto length = table.firstDuration();
+        if (runs == 2 && table.timeRun(1).count == 1) {
+            const auto last = table.timeRun(1).duration;
+            return std::max(length, last) - std::min(length, last) > 1 ? length : 0;
+        }
+        return runs == 1 ? length : 0;
+    }
+
+    /// Does a rate serve as it is? Then a frame has a whole length in the movie's time scale, and readers
+    /// that round the rate come to the number of frames, which is rounded up.
+    bool isUsable(const Rate& rate, std::int32_t movieTimeScale)
+    {
+        const auto rest = rate.num % rate.den;
+        const bool roundsUp = rest == 0 || rest >= rate.den - rest;
+        return roundsUp && static_cast<Wide>(movieTimeScale) * rate.den % rate.num == 0;
+    }
+
+    /// The rate that a timecode of the movie counts at: that of the picture, 30 without one. It is samples ×
+    /// media time scale ÷ media duration, as the exact quotient: one of two rounded numbers would make a
+    /// frame of 1001 last 1000. A last frame of another length does not count, or 25 frames a second
+    /// became 26. Where the lengths vary, so that the cut-off length of an average frame would drift off the
+    /// picture, it is the rate that they only round, or else the whole number of frames.
     Rate timecodeRate(const QTMovie& movie)
     {
         const auto media = pictureMedia(movie);
@@ -143,15 +165,16 @@ namespace {
         const auto samples = media ? static_cast<std::int64_t>(media->sampleCount()) : 0;
         if (samples == 0 || duration.value <= 0 || duration.scale <= 0)
             return {30, 1};
+        const auto length = commonFrameLength(media->sampleTable());
+        const auto rate
+            = length != 0 ? Rate {duration.scale, length} : Rate {duration.scale * samples, duration.value};
+        if (isUsable(rate, movie.timeScale()))
+            return rate;
         const auto count = static_cast<double>(samples);
-        if (const auto nominal = nominalRate(count / duration.seconds(), count))
+        if (const auto nominal
+            = nominalRate(static_cast<double>(rate.num) / static_cast<double>(rate.den), count))
             return *nominal;
-        const Rate average {duration.scale * samples, duration.value};
-        const auto roundedUp = average.num / average.den + (average.num % average.den != 0 ? 1 : 0);
-        const auto rest = average.num % average.den;
-        const bool roundsUp = rest == 0 || rest >= average.den - rest;
-        const bool isWhole = static_cast<Wide>(movie.timeScale()) * average.den % average.num == 0;
-        return roundsUp && isWhole ? average : Rate {roundedUp, 1};
+        return {rate.num / rate.den + (rate.num % rate.den != 0 ? 1 : 0), 1};
     }
 
     /// Movie time scale ÷ frame rate, rounded toward zero.
