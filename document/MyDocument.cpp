@@ -484,6 +484,8 @@ void MyDocument::perform(const std::string& name, const std::function<void(QTMov
     // The copy holds the header it had, so an edit had to make another one.
     if (&before.header() == &m_movie.header())
         return;
+    if (m_movie.timeScale() != before.timeScale())
+        m_oneFrameLength = 0;
     m_history.push(name, std::move(before));
     KWLog::appendLog("movie was edited");
     loadTracks(SelectionNotice::Quiet);
@@ -529,6 +531,7 @@ void MyDocument::showState(QTMovie movie, bool wasEdited)
     const auto time = m_movie.currentTime();
     m_movie = std::move(movie);
     m_movie.setCurrentTime(time);
+    m_oneFrameLength = 0; // it may count in another time scale
     loadTracks();
     resetQTMovieView();
     tellChanges(wasEdited);

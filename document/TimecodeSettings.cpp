@@ -1,10 +1,10 @@
 #include "document/TimecodeSettings.h"
 
 #include "document/KWQuickTime.h"
+#include "support/Text.h"
 #include "timecode/KWTimecode.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 namespace reelwright {
@@ -46,8 +46,7 @@ std::optional<KWTimecodeController::Fields> TimecodeSettings::startFields(
     const QTMovie& movie, const std::optional<QTTime>& position) const
 {
     if (isCounter) {
-        std::int64_t number = 0;
-        std::from_chars(start.data(), start.data() + start.size(), number);
+        std::int64_t number = integerValue(start);
         if (position)
             number = std::max<std::int64_t>(number - KWQuickTime::frameCountForQTTime(*position, movie), 0);
         return KWTimecodeController::Fields {0, 0, 0, static_cast<std::uint8_t>(number)};

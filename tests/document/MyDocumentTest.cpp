@@ -470,6 +470,21 @@ namespace {
         EXPECT_EQ(film->document.oneFrameLength(), film->document.movie().timeScale() / 25);
     }
 
+    TEST_F(MyDocumentTest, TypedFramesFollowTheTimeScaleThatATimecodeTrackRaises)
+    {
+        const auto clip = open(sample("rate-5994.mp4", "clip.mov"));
+        auto& document = clip->document;
+        const auto scale = document.movie().timeScale();
+        const auto typed = [&] { return document.qtTimeStringFromFormatString("00:00:00:02", 1); };
+        const auto before = typed();
+        document.addTimecodeTrack();
+        ASSERT_NE(document.movie().timeScale(), scale);
+        EXPECT_EQ(
+            typed(), fmt::format("00:00:00:00.{}/1", 2 * 1001 * (document.movie().timeScale() / 60000)));
+        document.undo();
+        EXPECT_EQ(typed(), before);
+    }
+
     TEST_F(MyDocumentTest, EveryRealFileIsListedAndEditedAndUndone)
     {
         REELWRIGHT_NEEDS_CORPUS();
