@@ -2,6 +2,7 @@
 
 #include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
+#include "movie/TimecodeMedia.h"
 #include "support/KWLog.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
@@ -60,6 +61,16 @@ namespace {
                 steps += last->sample - first->sample;
         }
         return steps;
+    }
+
+    /// What the first timecode track shows at a time of the movie, through its edit list and whatever its
+    /// media's time scale; empty where it shows nothing. Without such a track the frame's number.
+    std::string runningTimecode(const QTTime& time, const QTMovie& movie)
+    {
+        if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie))
+            if (const auto reading = timecodeMedia::atMovieTime(record->track(), time))
+                return *reading ? (*reading)->text : std::string {};
+        return KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
     }
 
 } // namespace
@@ -700,7 +711,7 @@ void MyDocument::updateTimecode()
     const auto time = m_window->currentTime();
     if (!(time < m_movie.duration()))
         return;
-    m_window->setTimecodeFieldText(KWQuickTime::timecodeAtTime(atScale(time, m_movie.timeScale()), m_movie));
+    m_window->setTimecodeFieldText(runningTimecode(time, m_movie));
 }
 
 void MyDocument::changeTimecode()

@@ -2,6 +2,7 @@
 
 #include "document/KWQuickTime.h"
 #include "tests/document/DocumentTest.h"
+#include "tests/helpers/TestMovie.h"
 
 namespace reelwright::test {
 namespace {
@@ -456,6 +457,36 @@ namespace {
         window.calls.clear();
         document.changeTimecode();
         EXPECT_THAT(window.calls, Not(Contains("focusNextControl")));
+    }
+
+    TEST_F(MyDocumentTest, TheRunningTimecodeFollowsTheTrackWhateverItsTimeScale)
+    {
+        auto movie = test::emptyMovie(600);
+        test::TestTrack video;
+        video.mediaScale = 30000;
+        video.times = {{300, 1001}};
+        test::addTrack(movie, video);
+        test::TestTrack timecode;
+        timecode.mediaType = QTMediaTypeTimeCode;
+        timecode.trackID = 2;
+        timecode.mediaScale = 30000;
+        timecode.times = {{1, 300 * 1001}};
+        timecode.descriptions
+            = {test::timecodeDescription({TimecodeDefinition::kDropFrame, 30000, 1001, 30})};
+        timecode.samples = {107892};
+        timecode.edits.emplace().edits = {{600, -1, 1 << 16}, {4800, 0, 1 << 16}}; // a second late
+        test::addTrack(movie, timecode);
+        Open clip {*this};
+        clip.document.loadQTMovie(std::move(movie));
+        clip.document.windowControllerDidLoadNib(clip.window);
+        const auto shownAt = [&](const QTTime& time) {
+            clip.window.time = time;
+            clip.document.updateTimecode();
+            return clip.window.timecode;
+        };
+        EXPECT_EQ(shownAt({0, 30000}), "") << "the track is not there yet";
+        EXPECT_EQ(shownAt({30000, 30000}), "01:00:00;00");
+        EXPECT_EQ(shownAt({30000 + 45 * 1001, 30000}), "01:00:01;15");
     }
 
     TEST_F(MyDocumentTest, UserTimesUseTheLengthOfAFrame)
