@@ -4,16 +4,16 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
-#include <QMenu>
 
 namespace reelwright {
 
 TrackTable::TrackTable(QWidget* parent)
-    : QTableView(parent)
+    : KWTableView(parent)
 {
+    setWatchDelegate(this);
+    addWatchKeys({Qt::Key_Delete, Qt::Key_Backspace}, "removalAsked");
     setSelectionBehavior(SelectRows);
     setSelectionMode(SingleSelection);
     setEditTriggers(DoubleClicked | EditKeyPressed);
@@ -77,10 +77,6 @@ void TrackTable::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Right:
         emit nudged(1);
         break;
-    case Qt::Key_Delete:
-    case Qt::Key_Backspace:
-        emit removalAsked();
-        break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
         editSelected();
@@ -94,24 +90,9 @@ void TrackTable::keyPressEvent(QKeyEvent* event)
         break;
     }
     default:
-        QTableView::keyPressEvent(event);
+        KWTableView::keyPressEvent(event);
         break;
     }
-}
-
-void TrackTable::contextMenuEvent(QContextMenuEvent* event)
-{
-    if (event->reason() == QContextMenuEvent::Mouse) {
-        const auto index = indexAt(event->pos());
-        if (!index.isValid())
-            return;
-        setCurrentIndex(index);
-        selectRow(index.row());
-    }
-    if (m_menu && currentIndex().isValid())
-        m_menu->popup(event->reason() == QContextMenuEvent::Mouse
-                ? event->globalPos()
-                : viewport()->mapToGlobal(visualRect(currentIndex()).bottomLeft()));
 }
 
 } // namespace reelwright
