@@ -7,9 +7,9 @@
 
 namespace reelwright::timecodeMedia {
 
-/// A timecode description (an entry of `stsd`) with data reference 1: 34 bytes, then the reel's name, where there is one, as a
-/// `name` item in the form of international text, language 0. Without a reel the 38 bytes that have always
-/// been written. A reel is at most 255 bytes of UTF-8; longer ones are cut at a character.
+/// A timecode description (an entry of `stsd`) with data reference 1: 34 bytes, then the reel's name, where
+/// there is one, as a `name` item in the form of international text, language 0. Without a reel the 38 bytes
+/// that have always been written. A reel is at most 255 bytes of UTF-8; longer ones are cut at a character.
 Atom makeDescription(const TimecodeDefinition& definition, const std::optional<std::string>& reel);
 
 /// A copy of a description with these flags and reel; time scale, frame duration, number of frames, the
@@ -25,7 +25,7 @@ struct NewTimecode
     std::uint64_t duration = 0; ///< of the one sample, in the media's time scale
 };
 
-/// Adds a timecode track that lasts for the movie, not shown, with one sample kept in memory until the movie
+/// Adds a timecode track that lasts for the movie, with one sample kept in memory until the movie
 /// is saved. Errors: Refused when the movie is not editable or the duration does not fit a sample.
 Result<QTTrack> addTrack(QTMovie& movie, const NewTimecode& timecode);
 
