@@ -14,6 +14,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QScreen>
 #include <QSessionManager>
 #include <QThread>
 #include <QTimer>
@@ -32,6 +33,7 @@ namespace {
     }
 
     constexpr int kBurialMilliseconds = 50;
+    constexpr QSize kChooserSize {800, 496}; // names and dates are not cut
 
     /// "*.mov *.MOV …": not every desktop's chooser takes the two for the same.
     QString patterns(std::initializer_list<const char*> extensions)
@@ -281,6 +283,7 @@ void AppController::openDocument()
     auto* chooser = new QFileDialog {frontWindow(), tr("Browse for a QuickTime movie")};
     chooser->setAttribute(Qt::WA_DeleteOnClose);
     chooser->setAcceptMode(QFileDialog::AcceptOpen);
+    chooser->resize(kChooserSize.boundedTo(frontWindow()->screen()->availableSize()));
     chooser->setFileMode(QFileDialog::ExistingFiles);
     chooser->setNameFilters({tr("Movies") + QLatin1Char(' ') + patterns({"mov", "qt", "m4v", "mp4", "dv"}),
         tr("Sound") + QLatin1Char(' ') + patterns({"wav", "aif", "aiff", "aifc"}), tr("All files (*)")});

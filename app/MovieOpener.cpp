@@ -1,7 +1,7 @@
 #include "app/MovieOpener.h"
 
 #include "app/Background.h"
-#include "movie/Result.h"
+#include "movie/QTMovie.h"
 
 #include <QFileInfo>
 
@@ -10,8 +10,8 @@
 namespace reelwright {
 namespace {
 
-    /// Why a file is no movie at all.
-    MovieError whyNoMovie(const QString& path)
+    /// Why a file is no movie at all: what the file system says, or what the engine misses in it.
+    MovieError whyNoMovie(const QString& path, const std::shared_ptr<Storage>& storage)
     {
         const QFileInfo file {path};
         const auto refused = [&](int status, const char* why) {
@@ -23,9 +23,9 @@ namespace {
             return refused(EISDIR, "it is a folder");
         if (!file.isReadable())
             return refused(EACCES, "it cannot be read");
-        return failure(MovieError::Code::Unsupported, path.toStdString(),
-            file.size() == 0 ? "the file is empty" : "it holds no movie of a kind that can be opened")
-            .value();
+        if (const auto movie = QTMovie::open(path.toStdString(), storage); !movie)
+            return movie.error();
+        return refused(EAGAIN, "it was changed while it was opened");
     }
 
 } // namespace
@@ -83,7 +83,7 @@ void MovieOpener::open(const QStringList& paths)
             [path = wanted[static_cast<qsizetype>(index)], storage = m_storage] {
                 Found found {canonicalPath(path), MyDocument::openMovie(path.toStdString(), storage), {}};
                 if (!found.opened.movie)
-                    found.noMovie = whyNoMovie(path);
+                    found.noMovie = whyNoMovie(path, storage);
                 return found;
             },
             [this, call, index](Found found) { receive(*call, index, std::move(found)); });

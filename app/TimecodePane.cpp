@@ -39,7 +39,7 @@ TimecodePane::TimecodePane(MyDocument& document, QWidget* parent)
     , m_format(new QButtonGroup(this))
     , m_dropFrame(new QCheckBox(tr("&Drop frame")))
     , m_negativeTimes(new QCheckBox(tr("&Negative times allowed")))
-    , m_limit24Hours(new QCheckBox(tr("24-&hour maximum")))
+    , m_limit24Hours(new QCheckBox(tr("24-hour ma&ximum")))
     , m_start(new QLineEdit)
     , m_startType(new QComboBox)
     , m_reel(new QLineEdit)
@@ -48,25 +48,23 @@ TimecodePane::TimecodePane(MyDocument& document, QWidget* parent)
     auto* form = new QFormLayout(this);
     form->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     form->setSpacing(kSpacing);
-    auto* formats = new QVBoxLayout;
+    // Each button has a row of its own: so the label stands beside the first.
     for (const auto& [format, title] :
-        {std::pair {Counter, tr("&Counter")}, std::pair {Timecode, tr("&Timecode")}}) {
+        {std::pair {Counter, tr("&Counter")}, std::pair {Timecode, tr("T&imecode")}}) {
         auto* button = new QRadioButton(title);
+        button->setAccessibleDescription(tr("Format"));
+        form->addRow(m_format->buttons().isEmpty() ? tr("Format:") : QString {}, button);
         m_format->addButton(button, format);
-        formats->addWidget(button);
     }
-    form->addRow(tr("Format:"), formats);
 
-    auto* flags = new QVBoxLayout;
     m_dropFrame->setToolTip(
         tr("Leaves out labels so that 29.97 and 59.94 frames a second keep up with the clock"));
     m_negativeTimes->setToolTip(tr("Times before zero are shown with a minus sign"));
     m_limit24Hours->setToolTip(tr("Starts over at 00:00:00:00 after 24 hours"));
     for (auto* box : {m_dropFrame, m_negativeTimes, m_limit24Hours}) {
-        flags->addWidget(box);
+        form->addRow(box == m_dropFrame ? tr("Flags:") : QString {}, box);
         connect(box, &QCheckBox::clicked, this, [this] { send(MyDocument::TimecodeControl::Other); });
     }
-    form->addRow(tr("Flags:"), flags);
 
     m_start->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     m_start->setAccessibleName(tr("Start"));

@@ -1,5 +1,6 @@
 #include "app/TrackPanel.h"
 
+#include "app/TrackCellDelegate.h"
 #include "app/TrackLabelDelegate.h"
 #include "app/TrackTable.h"
 #include "app/TrackTableModel.h"
@@ -28,6 +29,7 @@ TrackPanel::TrackPanel(MyDocument& document, const WindowActions& actions, QWidg
     , m_table(new TrackTable(this))
 {
     m_table->setModel(m_model);
+    m_table->setItemDelegate(new TrackCellDelegate(m_table));
     m_table->setItemDelegateForColumn(TrackTableModel::kTrack, new TrackLabelDelegate(m_table));
     auto* header = m_table->horizontalHeader();
     header->setSectionResizeMode(QHeaderView::Stretch);
@@ -39,6 +41,7 @@ TrackPanel::TrackPanel(MyDocument& document, const WindowActions& actions, QWidg
     add->setAccessibleName(tr("Add track"));
     add->setToolTip(tr("Add a track to the movie."));
     add->setMenu(actions.addTrack);
+    add->setMinimumWidth(add->sizeHint().width() + 2 * kSpacing); // styles leave no room round its arrow
     auto* remove = new QPushButton(tr("Remove Track"), this);
     remove->setAccessibleName(tr("Remove track"));
     remove->setToolTip(actions.removeTrack->toolTip());

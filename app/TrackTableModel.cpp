@@ -124,8 +124,7 @@ QVariant TrackTableModel::headerData(int section, Qt::Orientation orientation, i
     if (orientation != Qt::Horizontal)
         return {};
     if (role == Qt::TextAlignmentRole)
-        return QVariant::fromValue(
-            Qt::Alignment(section == kTrack ? Qt::AlignCenter : Qt::AlignLeft | Qt::AlignVCenter));
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignCenter));
     if (role != Qt::DisplayRole)
         return {};
     switch (section) {

@@ -90,31 +90,27 @@ namespace {
     MovieError noHeaderError(const MovieFile& file)
     {
         const auto& layout = file.layout;
-        MovieError error {
-            MovieError::Code::Unsupported, 0, file.path, {}, defaultStatus(MovieError::Code::Unsupported)};
-        if (layout.fileSize == 0) {
-            error.detail = "the file is empty";
-            return error;
-        }
+        const auto error = [&](MovieError::Code code, const char* why, std::uint64_t offset) {
+            return MovieError {code, offset, file.path, why, defaultStatus(code)};
+        };
+        if (layout.fileSize == 0)
+            return error(MovieError::Code::Truncated, "the file is empty", 0);
         for (const auto& atom : layout.atoms)
-            if (atom.type == "moov"_cc) { // only the last one, cut short, can have been passed over
-                error.code = MovieError::Code::Truncated;
-                error.status = defaultStatus(error.code);
-                error.offset = atom.offset;
-                error.detail = "the movie header (moov) is cut short: the file ends inside it; copy the file "
-                               "again from its "
-                               "source";
-                return error;
-            }
+            if (atom.type == "moov"_cc) // only the last one, cut short, can have been passed over
+                return error(MovieError::Code::Truncated,
+                    "the movie header (moov) is cut short: the file ends inside it; copy the file again from "
+                    "its source",
+                    atom.offset);
+        const auto end = layout.end == layout.fileSize ? 0 : layout.end;
         const bool movieLike
             = std::any_of(layout.atoms.begin(), layout.atoms.end(), [](const TopLevelAtom& atom) {
                   return atom.type == "mdat"_cc || atom.type == "ftyp"_cc || atom.type == "wide"_cc;
               });
-        error.detail = movieLike
-            ? "the file has no movie header (moov): its recording or copy was not finished"
-            : "the file is neither a movie nor a sound or DV file that can be opened as one";
-        error.offset = layout.end == layout.fileSize ? 0 : layout.end;
-        return error;
+        return movieLike
+            ? error(MovieError::Code::Truncated,
+                "the file has no movie header (moov): its recording or copy was not finished", end)
+            : error(MovieError::Code::Unsupported,
+                "the file is neither a movie nor a sound or DV file that can be opened as one", end);
     }
 
     /// Finds the live header among the `moov` atoms: the first that is whole and can be read.

@@ -247,6 +247,10 @@ void AppControllerTest::oneUnreadableFileIsExplained_data()
     QTest::newRow("empty") << QByteArray {""} << text("the file is empty");
     QTest::newRow("text") << QByteArray {"Dear Sir or Madam, this is a letter."}
                           << text("does not know this kind");
+    QTest::newRow("unfinished") << QByteArray {"\0\0\0\x0c"
+                                               "ftypqt  \0\0\0\x0c"
+                                               "mdat\0\0\0\0",
+        24} << text("recording or copy was not finished");
     QByteArray torn {"\0\0\0\x14"
                      "ftypqt  \0\0\0\0qt  \0\0\x10\0moov\0\0",
         34};

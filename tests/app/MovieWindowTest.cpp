@@ -18,6 +18,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
@@ -133,6 +134,8 @@ private slots:
     void droppedFilesAreHandedOn();
     void geometryIsRemembered();
     void everyControlHasANameForScreenReaders();
+    void noMnemonicMeansTwoThings();
+    void labelsOfTheTimecodePaneStandBesideTheirFirstButton();
 
 private:
     void openWindow(const QString& path);
@@ -299,7 +302,7 @@ void MovieWindowTest::spaceAndCheckBoxToggleEnabled()
 {
     const auto box = table().model()->index(3, TrackTableModel::kEnabled);
     const auto where = table().visualRect(box);
-    QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, QPoint(where.left() + 10, where.center().y()));
+    QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, where.center());
     QCOMPARE(box.data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
     QVERIFY(!document().trackList().track(3)->enabled());
     table().selectRow(3);
@@ -728,6 +731,51 @@ void MovieWindowTest::everyControlHasANameForScreenReaders()
     QVERIFY2(count >= 12, qPrintable(QString::number(count)));
     for (auto* action : m_window->menuBar()->actions())
         QVERIFY2(action->text().contains(QLatin1Char('&')), qPrintable(action->text()));
+}
+
+void MovieWindowTest::noMnemonicMeansTwoThings()
+{
+    openWindow(m_app->sample("timecode-25.mov"));
+    for (int row = 0; row < table().model()->rowCount(); ++row) {
+        table().selectRow(row);
+        QMap<QString, QString> meanings;
+        const auto check = [&](const QString& label) {
+            const auto key = QKeySequence::mnemonic(label).toString();
+            if (key.isEmpty())
+                return;
+            QVERIFY2(!meanings.contains(key),
+                qPrintable(QStringLiteral("%1: %2 and %3").arg(key, meanings[key], label)));
+            meanings[key] = label;
+        };
+        check(QStringLiteral("&Window")); // the application adds it
+        for (const auto* menu : m_window->menuBar()->actions())
+            check(menu->text());
+        for (const auto* widget : m_window->centralWidget()->findChildren<QWidget*>()) {
+            if (!widget->isVisible())
+                continue;
+            if (const auto* button = qobject_cast<const QAbstractButton*>(widget))
+                check(button->text());
+            else if (const auto* label = qobject_cast<const QLabel*>(widget); label && label->buddy())
+                check(label->text());
+        }
+        QVERIFY(meanings.size() >= 7);
+    }
+}
+
+void MovieWindowTest::labelsOfTheTimecodePaneStandBesideTheirFirstButton()
+{
+    openWindow(m_app->sample("timecode-25.mov"));
+    table().selectRow(table().model()->rowCount() - 1);
+    int count = 0;
+    for (auto* label : m_window->findChildren<QLabel*>()) {
+        if (!label->isVisible() || !qobject_cast<QAbstractButton*>(label->buddy()) || label->text().isEmpty())
+            continue;
+        ++count;
+        const auto middle
+            = [](const QWidget& widget) { return widget.mapToGlobal(widget.rect().center()).y(); };
+        QTRY_VERIFY2(std::abs(middle(*label) - middle(*label->buddy())) <= 1, qPrintable(label->text()));
+    }
+    QCOMPARE(count, 2);
 }
 
 } // namespace reelwright::test
