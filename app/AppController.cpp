@@ -4,6 +4,7 @@
 #include "app/Appearance.h"
 #include "app/Background.h"
 #include "app/ErrorText.h"
+#include "app/FileChooser.h"
 #include "app/MovieWindow.h"
 #include "app/PreferencesDialog.h"
 #include "app/StartWindow.h"
@@ -14,7 +15,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QScreen>
 #include <QSessionManager>
 #include <QThread>
 #include <QTimer>
@@ -33,7 +33,6 @@ namespace {
     }
 
     constexpr int kBurialMilliseconds = 50;
-    constexpr QSize kChooserSize {800, 496}; // names and dates are not cut
 
     /// "*.mov *.MOV …": not every desktop's chooser takes the two for the same.
     QString patterns(std::initializer_list<const char*> extensions)
@@ -283,7 +282,7 @@ void AppController::openDocument()
     auto* chooser = new QFileDialog {frontWindow(), tr("Browse for a QuickTime movie")};
     chooser->setAttribute(Qt::WA_DeleteOnClose);
     chooser->setAcceptMode(QFileDialog::AcceptOpen);
-    chooser->resize(kChooserSize.boundedTo(frontWindow()->screen()->availableSize()));
+    makeRoomInFileChooser(*chooser);
     chooser->setFileMode(QFileDialog::ExistingFiles);
     chooser->setNameFilters({tr("Movies") + QLatin1Char(' ') + patterns({"mov", "qt", "m4v", "mp4", "dv"}),
         tr("Sound") + QLatin1Char(' ') + patterns({"wav", "aif", "aiff", "aifc"}), tr("All files (*)")});

@@ -1,6 +1,7 @@
 #include "app/MovieWindow.h"
 
 #include "app/FactsLoader.h"
+#include "app/FileChooser.h"
 #include "app/FullScreen.h"
 #include "app/InformationPane.h"
 #include "app/MovieSettingsPane.h"
@@ -29,7 +30,6 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
-#include <QScreen>
 #include <QSplitter>
 #include <QVBoxLayout>
 
@@ -40,7 +40,6 @@ namespace {
 
     constexpr int kSpacing = 8;
     constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
-    constexpr QSize kChooserSize {800, 496}; // names and dates are not cut
     constexpr int kTimecodeMilliseconds = 33;
 
     QString fromUtf8(const std::string& text)
@@ -291,7 +290,7 @@ std::optional<std::string> MovieWindow::chooseSavePath(
     QFileDialog dialog(this, fromUtf8(title));
     dialog.setWindowModality(Qt::WindowModal);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.resize(kChooserSize.boundedTo(screen()->availableSize()));
+    makeRoomInFileChooser(dialog);
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setNameFilters({tr("QuickTime movies (*.mov *.qt *.mp4 *.m4v)"), tr("All files (*)")});
     if (hasFolder)

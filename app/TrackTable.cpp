@@ -8,6 +8,11 @@
 #include <QKeyEvent>
 
 namespace reelwright {
+namespace {
+
+    constexpr int kLeastRows = 5; ///< the movie, a picture, two sounds and a timecode
+
+} // namespace
 
 TrackTable::TrackTable(QWidget* parent)
     : KWTableView(parent)
@@ -27,6 +32,14 @@ TrackTable::TrackTable(QWidget* parent)
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setSectionsClickable(false);
     setAccessibleName(tr("Tracks"));
+}
+
+QSize TrackTable::minimumSizeHint() const
+{
+    const int row
+        = model() && model()->rowCount() > 0 ? sizeHintForRow(0) : verticalHeader()->defaultSectionSize();
+    return {KWTableView::minimumSizeHint().width(),
+        horizontalHeader()->sizeHint().height() + kLeastRows * row + 2 * frameWidth()};
 }
 
 void TrackTable::copy()

@@ -13,6 +13,9 @@ class TrackTable final : public KWTableView
 public:
     explicit TrackTable(QWidget* parent = nullptr);
 
+    /// Enough rows for a usual movie, also in a small window.
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
 public slots:
     /// Puts the selected row on the clipboard, as tab-separated text.
     void copy();

@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTextBrowser>
 
@@ -132,7 +133,9 @@ private slots:
     void copyGoesToWhatHasTheFocus();
     void contextMenuIsAboutTheRowUnderTheMouse();
     void droppedFilesAreHandedOn();
+    void smallWindowShowsFiveRowsOfTracks();
     void geometryIsRemembered();
+    void windowsStandBesideEachOtherAlsoInTheCorner();
     void everyControlHasANameForScreenReaders();
     void noMnemonicMeansTwoThings();
     void labelsOfTheTimecodePaneStandBesideTheirFirstButton();
@@ -707,6 +710,15 @@ void MovieWindowTest::droppedFilesAreHandedOn()
     QCOMPARE(dropped.front().front().toStringList(), QStringList({QStringLiteral("/clips/a.mov")}));
 }
 
+void MovieWindowTest::smallWindowShowsFiveRowsOfTracks()
+{
+    m_window->resize(m_window->minimumSize());
+    QCOMPARE(m_window->minimumSize(), QSize(800, 496));
+    QTRY_COMPARE(m_window->size(), m_window->minimumSize());
+    QTRY_VERIFY(table().viewport()->height() >= 5 * table().rowHeight(0));
+    QVERIFY(view().height() >= 160);
+}
+
 void MovieWindowTest::geometryIsRemembered()
 {
     m_window->resize(960, 600);
@@ -715,6 +727,21 @@ void MovieWindowTest::geometryIsRemembered()
     m_window = std::make_unique<MovieWindow>(m_app->open(m_path), ApplicationActions {});
     m_window->show();
     QCOMPARE(m_window->size(), QSize(960, 600));
+}
+
+void MovieWindowTest::windowsStandBesideEachOtherAlsoInTheCorner()
+{
+    const auto area = m_window->screen()->availableGeometry();
+    m_window->resize(m_window->minimumSize());
+    m_window->move(area.bottomRight() - QPoint(m_window->width() - 1, m_window->height() - 1));
+    m_window->close();
+    m_window.reset();
+    MovieWindow first(m_app->open(m_path), ApplicationActions {});
+    first.show();
+    MovieWindow second(m_app->open(m_path), ApplicationActions {});
+    second.show();
+    QVERIFY(first.pos() != second.pos());
+    QVERIFY(area.contains(second.geometry().center()));
 }
 
 void MovieWindowTest::everyControlHasANameForScreenReaders()
