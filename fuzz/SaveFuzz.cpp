@@ -72,7 +72,9 @@ namespace {
 
     constexpr FourCC kEdited[] = {"mvhd"_cc, "tkhd"_cc, "mdhd"_cc, "elst"_cc, "clef"_cc, "prof"_cc, "enof"_cc,
         "stco"_cc, "co64"_cc, "WLOC"_cc, "play"_cc, "clos"_cc, "quit"_cc, "ctyp"_cc, "ptv "_cc, "apmd"_cc,
-        "test"_cc, "tmcd"_cc, "chap"_cc};
+        "test"_cc, "tmcd"_cc, "chap"_cc,
+        // Where media are: in the file itself, once it is flattened.
+        "alis"_cc, "rsrc"_cc, "url "_cc};
 
     /// Leaves of the header that the script below leaves alone, in order. Not those inside timecode tracks,
     /// which it makes, changes and replaces.
