@@ -1,5 +1,6 @@
 #include "app/MovieWindow.h"
 
+#include "app/Background.h"
 #include "app/FactsLoader.h"
 #include "app/FullScreen.h"
 #include "app/InformationPane.h"
@@ -15,6 +16,7 @@
 #include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "app/WindowMemory.h"
+#include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
 #include "document/MyDocument.h"
 #include "report/InfoReport.h"
@@ -33,6 +35,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace reelwright {
 namespace {
@@ -245,9 +248,24 @@ void MovieWindow::followTime()
     const auto time = m_view->currentTime();
     if (m_timecodeTime && sameFields(*m_timecodeTime, time))
         return; // nothing to read anew, thirty times a second
+    const auto& movie = m_document->movie();
+    const auto movieTime = atScale(time, movie.timeScale());
+    if (!KWQuickTime::isTimecodeAtHand(movieTime, movie)) {
+        readTimecode(movieTime);
+        return;
+    }
     if (!timecodeFieldHasFocus())
         m_timecodeTime = time;
     m_document->updateTimecode();
+}
+
+void MovieWindow::readTimecode(const QTTime& time)
+{
+    if (std::exchange(m_isReadingTimecode, true))
+        return; // of times that come faster than they can be read, the one on show then is the next
+    runInBackground(
+        this, [movie = m_document->movie(), time] { return KWQuickTime::timecodeAtTime(time, movie); },
+        [this](const std::string&) { m_isReadingTimecode = false; }); // the timer comes by again
 }
 
 void MovieWindow::updateActions()

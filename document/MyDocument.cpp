@@ -145,6 +145,8 @@ MyDocument::OpenedMovie MyDocument::openMovie(
     OpenedMovie opened {path, {}};
     if (QTMovie::canOpen(path, *storage))
         opened.movie = QTMovie::open(path, storage);
+    if (opened.movie && *opened.movie)
+        timecodeMedia::readAhead(**opened.movie);
     return opened;
 }
 

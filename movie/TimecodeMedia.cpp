@@ -79,6 +79,13 @@ namespace {
         return num / den - (num % den < 0 ? 1 : 0);
     }
 
+    constexpr std::uint64_t kSampleSize = 4;
+
+    std::optional<SampleTable::TimedSample> sampleHolding(const QTMedia& media, std::int64_t mediaTime)
+    {
+        return media.sampleTable().sampleAt(static_cast<std::uint64_t>(std::max<std::int64_t>(mediaTime, 0)));
+    }
+
     /// The timecode at that time, counted on from the sample that holds it.
     Result<Reading> readingAt(const QTTrack& track, const MediaTime& time)
     {
@@ -92,11 +99,10 @@ namespace {
         Reading reading;
         RW_TRY(reading.description, description->timecode());
         const auto& definition = reading.description.definition;
-        const auto whole = std::max(saturated(roundedDown(time.num, time.den)), std::int64_t {0});
-        const auto sample = media.sampleTable().sampleAt(static_cast<std::uint64_t>(whole));
+        const auto sample = sampleHolding(media, saturated(roundedDown(time.num, time.den)));
         if (!sample)
             return failure(MovieError::Code::Corrupt, placeOf(track), "the timecode track has no sample");
-        RW_TRY(const auto bytes, media.sampleData(sample->sample));
+        RW_TRY(const auto bytes, media.sampleStart(sample->sample, kSampleSize));
         ByteReader in {bytes.span(), "timecode sample"};
         const auto stored = in.u32();
         RW_CHECK(in.finish(true));
@@ -177,6 +183,19 @@ std::string label(std::int64_t frame, const TimecodeDefinition& definition)
 Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)
 {
     return readingAt(track, {mediaTime, 1});
+}
+
+bool isAtHand(const QTTrack& track, std::int64_t mediaTime)
+{
+    const auto media = track.media();
+    const auto sample = sampleHolding(media, mediaTime);
+    return !sample || media.isSampleStartKept(sample->sample, kSampleSize);
+}
+
+void readAhead(const QTMovie& movie)
+{
+    for (const auto& track : movie.tracksOfMediaType(QTMediaTypeTimeCode))
+        static_cast<void>(atMediaTime(track, 0));
 }
 
 Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time)
