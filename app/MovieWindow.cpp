@@ -248,10 +248,8 @@ void MovieWindow::followTime()
     const auto time = m_view->currentTime();
     if (m_timecodeTime && sameFields(*m_timecodeTime, time))
         return; // nothing to read anew, thirty times a second
-    const auto& movie = m_document->movie();
-    const auto movieTime = atScale(time, movie.timeScale());
-    if (!KWQuickTime::isTimecodeAtHand(movieTime, movie)) {
-        readTimecode(movieTime);
+    if (!MyDocument::isTimecodeAtHand(time, m_document->movie())) {
+        readTimecode(time);
         return;
     }
     if (!timecodeFieldHasFocus())
@@ -264,7 +262,12 @@ void MovieWindow::readTimecode(const QTTime& time)
     if (std::exchange(m_isReadingTimecode, true))
         return; // of times that come faster than they can be read, the one on show then is the next
     runInBackground(
-        this, [movie = m_document->movie(), time] { return KWQuickTime::timecodeAtTime(time, movie); },
+        this,
+        [movie = m_document->movie(), time] {
+            // A list of edits that cannot be read leads to the second way; both are at hand then.
+            return MyDocument::timecodeAt(time, movie)
+                + KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
+        },
         [this](const std::string&) { m_isReadingTimecode = false; }); // the timer comes by again
 }
 

@@ -268,12 +268,6 @@ std::string KWQuickTime::timecodeAtTime(const QTTime& time, const QTMovie& movie
         frameCountForQTTime(time, movie), timing.timebase, timing.ntsc, timing.dropFrame, 0);
 }
 
-bool KWQuickTime::isTimecodeAtHand(const QTTime& time, const QTMovie& movie)
-{
-    const auto track = firstTimecodeTrack(movie);
-    return !track || timecodeMedia::isAtHand(*track, time.value);
-}
-
 QTTime KWQuickTime::qtTimeFromTimecode(std::string_view timecode, const QTMovie& movie)
 {
     const auto [timebase, ntsc, dropFrame] = getTimingInfoForMovie(movie);

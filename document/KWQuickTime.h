@@ -67,9 +67,6 @@ public:
     /// What the first timecode track says at a time whose value counts in its media; the frame's number as
     /// timecode when there is none that can be read.
     static std::string timecodeAtTime(const QTTime& time, const QTMovie& movie);
-    /// Would that answer without looking at a disk? Where not, asking a copy of the movie elsewhere first
-    /// brings it to hand.
-    static bool isTimecodeAtHand(const QTTime& time, const QTMovie& movie);
     /// When the frame of that timecode is shown; the movie's first frame has the timecode of time 0.
     static QTTime qtTimeFromTimecode(std::string_view timecode, const QTMovie& movie);
 };

@@ -45,6 +45,8 @@ namespace timecodeMedia {
     /// Would `atMediaTime` answer without looking at a disk? What was read once stays at hand, for the movie
     /// and its copies.
     bool isAtHand(const QTTrack& track, std::int64_t mediaTime);
+    /// Would `atMovieTime`?
+    bool isAtHand(const QTTrack& track, const QTTime& movieTime);
     /// Reads what `atMediaTime` needs for the start of each timecode track, so that it waits for no disk when
     /// it is asked.
     void readAhead(const QTMovie& movie);

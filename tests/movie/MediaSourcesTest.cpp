@@ -43,7 +43,7 @@ namespace {
         const auto path = folder.file("media");
         std::ofstream {path} << "abcdefgh";
         const auto own = std::make_shared<MovieFile>();
-        own->storage = Storage::posix(Sync::Off);
+        own->storage = Storage::posix(Storage::Sync::Off);
         own->file = *own->storage->open(path, Storage::Access::Read);
         MediaSources sources {own};
         DataReference self;
