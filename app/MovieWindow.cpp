@@ -1,5 +1,6 @@
 #include "app/MovieWindow.h"
 
+#include "app/Background.h"
 #include "app/FactsLoader.h"
 #include "app/FileChooser.h"
 #include "app/FullScreen.h"
@@ -16,6 +17,7 @@
 #include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "app/WindowMemory.h"
+#include "document/KWQuickTime.h"
 #include "document/KWQuickTimeEditing.h"
 #include "document/MyDocument.h"
 #include "report/InfoReport.h"
@@ -34,6 +36,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace reelwright {
 namespace {
@@ -246,9 +249,27 @@ void MovieWindow::followTime()
     const auto time = m_view->currentTime();
     if (m_timecodeTime && sameFields(*m_timecodeTime, time))
         return; // nothing to read anew, thirty times a second
+    if (!MyDocument::isTimecodeAtHand(time, m_document->movie())) {
+        readTimecode(time);
+        return;
+    }
     if (!timecodeFieldHasFocus())
         m_timecodeTime = time;
     m_document->updateTimecode();
+}
+
+void MovieWindow::readTimecode(const QTTime& time)
+{
+    if (std::exchange(m_isReadingTimecode, true))
+        return; // of times that come faster than they can be read, the one on show then is the next
+    runInBackground(
+        this,
+        [movie = m_document->movie(), time] {
+            // A list of edits that cannot be read leads to the second way; both are at hand then.
+            return MyDocument::timecodeAt(time, movie)
+                + KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
+        },
+        [this](const std::string&) { m_isReadingTimecode = false; }); // the timer comes by again
 }
 
 void MovieWindow::updateActions()

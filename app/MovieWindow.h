@@ -87,6 +87,8 @@ private:
     void finishEditing();
     /// Shows the timecode where it may have changed.
     void followTime();
+    /// Has the timecode for `followTime` read where that may take its time.
+    void readTimecode(const QTTime& time);
 
     std::unique_ptr<MyDocument> m_document;
     FactsLoader* m_facts;
@@ -102,6 +104,7 @@ private:
     QSplitter* m_rows; ///< picture above the tracks
     QTimer m_timecodeTimer;
     std::optional<QTTime> m_timecodeTime; ///< for which the timecode is shown
+    bool m_isReadingTimecode = false;
     bool m_isClosed = false;
 };
 

@@ -4,9 +4,11 @@
 
 #include <QApplication>
 #include <QMainWindow>
+#include <QPointer>
 #include <QScreen>
 #include <QSettings>
 #include <QSplitter>
+#include <QThreadPool>
 
 #include <algorithm>
 
@@ -16,10 +18,52 @@ namespace {
     constexpr QSize kUsualSize {1184, 728};
     constexpr int kCascade = 32;
 
-    QSettings settings()
+    const auto kGeometry = QStringLiteral("movie/geometry");
+    const auto kColumns = QStringLiteral("movie/columns");
+    const auto kRows = QStringLiteral("movie/rows");
+
+    struct State
     {
-        const auto folder = QString::fromStdString(KWLocalPaths::prefsDirectory(true));
+        QString folder; ///< of the preferences
+        QByteArray geometry;
+        QByteArray columns;
+        QByteArray rows;
+    };
+
+    QSettings settingsIn(const QString& folder)
+    {
         return {folder + QStringLiteral("/windows.conf"), QSettings::IniFormat};
+    }
+
+    /// What the last window left. Read from the disk once.
+    State& remembered()
+    {
+        static State state;
+        const auto folder = QString::fromStdString(KWLocalPaths::prefsDirectory(true));
+        if (state.folder != folder) {
+            state = {folder, {}, {}, {}};
+            const auto saved = settingsIn(folder);
+            state.geometry = saved.value(kGeometry).toByteArray();
+            state.columns = saved.value(kColumns).toByteArray();
+            state.rows = saved.value(kRows).toByteArray();
+        }
+        return state;
+    }
+
+    /// On a thread of its own, so that what was left last is written last.
+    void write(const State& state)
+    {
+        static QPointer<QThreadPool> writer;
+        if (!writer) {
+            writer = new QThreadPool(QCoreApplication::instance());
+            writer->setMaxThreadCount(1);
+        }
+        writer->start([state] {
+            auto saved = settingsIn(state.folder);
+            saved.setValue(kGeometry, state.geometry);
+            saved.setValue(kColumns, state.columns);
+            saved.setValue(kRows, state.rows);
+        });
     }
 
     /// Roughly: the frame of a window is not known before it is shown.
@@ -52,20 +96,21 @@ namespace {
 
 void WindowMemory::restore(QMainWindow& window, QSplitter& columns, QSplitter& rows)
 {
-    const auto saved = settings();
-    if (!window.restoreGeometry(saved.value(QStringLiteral("movie/geometry")).toByteArray()))
+    const auto& saved = remembered();
+    if (!window.restoreGeometry(saved.geometry))
         window.resize(kUsualSize.boundedTo(window.screen()->availableSize() - QSize(kCascade, kCascade)));
-    columns.restoreState(saved.value(QStringLiteral("movie/columns")).toByteArray());
-    rows.restoreState(saved.value(QStringLiteral("movie/rows")).toByteArray());
+    columns.restoreState(saved.columns);
+    rows.restoreState(saved.rows);
     moveToFreePlace(window);
 }
 
 void WindowMemory::save(const QMainWindow& window, const QSplitter& columns, const QSplitter& rows)
 {
-    auto saved = settings();
-    saved.setValue(QStringLiteral("movie/geometry"), window.saveGeometry());
-    saved.setValue(QStringLiteral("movie/columns"), columns.saveState());
-    saved.setValue(QStringLiteral("movie/rows"), rows.saveState());
+    auto& saved = remembered();
+    saved.geometry = window.saveGeometry();
+    saved.columns = columns.saveState();
+    saved.rows = rows.saveState();
+    write(saved);
 }
 
 } // namespace reelwright

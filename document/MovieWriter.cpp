@@ -2,6 +2,7 @@
 
 #include "document/FinderInfo.h"
 #include "movie/MovieSaver.h"
+#include "movie/TimecodeMedia.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 
@@ -182,6 +183,8 @@ Outcome MovieWriter::write(Request request, const Questions& questions,
     auto outcome = takeRoad(request, questions, *storage, files);
     if (outcome.kind == Outcome::Kind::Flattened)
         outcome.written = QTMovie::open(request.path, storage);
+    if (outcome.written)
+        timecodeMedia::readAhead(*outcome.written);
     outcome.movie = std::move(request.movie);
     return outcome;
 }

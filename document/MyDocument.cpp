@@ -63,16 +63,6 @@ namespace {
         return steps;
     }
 
-    /// What the first timecode track shows at a time of the movie, through its edit list and whatever its
-    /// media's time scale; empty where it shows nothing. Without such a track the frame's number.
-    std::string runningTimecode(const QTTime& time, const QTMovie& movie)
-    {
-        if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie))
-            if (const auto reading = timecodeMedia::atMovieTime(record->track(), time))
-                return *reading ? (*reading)->text : std::string {};
-        return KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
-    }
-
 } // namespace
 
 /// One save. Made and ended on the main thread; the save thread has it to itself in between, except for what
@@ -145,6 +135,8 @@ MyDocument::OpenedMovie MyDocument::openMovie(
     OpenedMovie opened {path, {}};
     if (QTMovie::canOpen(path, *storage))
         opened.movie = QTMovie::open(path, storage);
+    if (opened.movie && *opened.movie)
+        timecodeMedia::readAhead(**opened.movie);
     return opened;
 }
 
@@ -704,6 +696,25 @@ void MyDocument::modifyTimecodeDataForTrack(
 
 // The timecode field
 
+std::string MyDocument::timecodeAt(const QTTime& time, const QTMovie& movie)
+{
+    if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie))
+        if (const auto reading = timecodeMedia::atMovieTime(record->track(), time))
+            return *reading ? (*reading)->text : std::string {};
+    return KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
+}
+
+bool MyDocument::isTimecodeAtHand(const QTTime& time, const QTMovie& movie)
+{
+    const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie);
+    if (!record)
+        return true;
+    // A track that cannot be read at its time is asked for what its media say at the same number.
+    const auto& track = record->track();
+    return timecodeMedia::isAtHand(track, time)
+        && timecodeMedia::isAtHand(track, atScale(time, movie.timeScale()).value);
+}
+
 void MyDocument::updateTimecode()
 {
     if (!m_window || m_window->timecodeFieldHasFocus())
@@ -711,7 +722,7 @@ void MyDocument::updateTimecode()
     const auto time = m_window->currentTime();
     if (!(time < m_movie.duration()))
         return;
-    m_window->setTimecodeFieldText(runningTimecode(time, m_movie));
+    m_window->setTimecodeFieldText(timecodeAt(time, m_movie));
 }
 
 void MyDocument::changeTimecode()

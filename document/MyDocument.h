@@ -194,6 +194,12 @@ public:
 
     // The timecode field
 
+    /// What the first timecode track shows at a time of the movie, through its edit list and whatever its
+    /// media's time scale; empty where it shows nothing. Without such a track the frame's number.
+    static std::string timecodeAt(const QTTime& time, const QTMovie& movie);
+    /// Would that answer without looking at a disk? Where not, asking it for a copy of the movie elsewhere
+    /// brings the answer to hand.
+    static bool isTimecodeAtHand(const QTTime& time, const QTMovie& movie);
     /// Shows the timecode at the current time; called by a timer while the window is open.
     void updateTimecode();
     /// The field's action: goes to what was typed.

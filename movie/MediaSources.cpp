@@ -45,6 +45,38 @@ Result<Bytes> MediaSources::read(const DataReference& reference, std::uint64_t o
     return readExactly(*file, offset, size, path);
 }
 
+MediaSources::Place MediaSources::placeOf(
+    const DataReference& reference, std::uint64_t offset, std::uint64_t size)
+{
+    return {reference.isSelf ? std::vector<std::string> {} : reference.candidates, offset, size};
+}
+
+Result<Bytes> MediaSources::readKept(const DataReference& reference, std::uint64_t offset, std::uint64_t size)
+{
+    if (offset >= kMemoryBase)
+        return read(reference, offset, size);
+    const auto place = placeOf(reference, offset, size);
+    {
+        const std::lock_guard lock {m_mutex};
+        if (const auto known = m_kept.find(place); known != m_kept.end())
+            return known->second;
+    }
+    auto bytes = read(reference, offset, size); // others need not wait for it
+    const std::lock_guard lock {m_mutex};
+    if (m_kept.size() >= kMostKept)
+        m_kept.clear();
+    m_kept.insert_or_assign(place, bytes);
+    return bytes;
+}
+
+bool MediaSources::isKept(const DataReference& reference, std::uint64_t offset, std::uint64_t size) const
+{
+    if (offset >= kMemoryBase)
+        return true;
+    const std::lock_guard lock {m_mutex};
+    return m_kept.contains(placeOf(reference, offset, size));
+}
+
 std::uint64_t MediaSources::addMemory(Bytes media)
 {
     const std::lock_guard lock {m_mutex};

@@ -407,7 +407,15 @@ SoundPacking QTMedia::soundPacking(std::size_t descriptionIndex) const
     return sound ? sound->packing : SoundPacking {};
 }
 
-Result<Bytes> QTMedia::sampleData(std::uint32_t sample) const
+/// Where the bytes of a sample are.
+struct QTMedia::SamplePlace
+{
+    DataReference source;
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+};
+
+Result<QTMedia::SamplePlace> QTMedia::placeOf(std::uint32_t sample) const
 {
     const auto table = sampleTable();
     const auto where = [&] { return fmt::format("track {}, sample {}", m_track.trackID(), sample); };
@@ -423,7 +431,26 @@ Result<Bytes> QTMedia::sampleData(std::uint32_t sample) const
     self.isSelf = true;
     // Index 0 and missing references occur in files whose media are their own.
     const auto& reference = index >= 1 && index <= references.size() ? references[index - 1] : self;
-    return m_track.movie().sources().read(reference, place->offset, place->size);
+    return SamplePlace {reference, place->offset, place->size};
+}
+
+Result<Bytes> QTMedia::sampleData(std::uint32_t sample) const
+{
+    RW_TRY(const auto place, placeOf(sample));
+    return m_track.movie().sources().read(place.source, place.offset, place.size);
+}
+
+Result<Bytes> QTMedia::sampleStart(std::uint32_t sample, std::uint64_t most) const
+{
+    RW_TRY(const auto place, placeOf(sample));
+    return m_track.movie().sources().readKept(place.source, place.offset, std::min(place.size, most));
+}
+
+bool QTMedia::isSampleStartKept(std::uint32_t sample, std::uint64_t most) const
+{
+    const auto place = placeOf(sample);
+    return !place
+        || m_track.movie().sources().isKept(place->source, place->offset, std::min(place->size, most));
 }
 
 } // namespace reelwright

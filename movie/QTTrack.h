@@ -119,8 +119,16 @@ public:
     /// The bytes of a sample (1-based).
     /// Errors: Corrupt when the tables do not hold it; Io and Truncated when its file does not.
     [[nodiscard]] Result<Bytes> sampleData(std::uint32_t sample) const;
+    /// Its first bytes, at most `most`; kept by the movie's sources (MediaSources::readKept), so that they
+    /// can be asked for thirty times a second. Errors: as above.
+    [[nodiscard]] Result<Bytes> sampleStart(std::uint32_t sample, std::uint64_t most) const;
+    /// Would `sampleStart` answer without looking at a disk?
+    [[nodiscard]] bool isSampleStartKept(std::uint32_t sample, std::uint64_t most) const;
 
 private:
+    struct SamplePlace;
+    [[nodiscard]] Result<SamplePlace> placeOf(std::uint32_t sample) const;
+
     QTTrack m_track;
 };
 

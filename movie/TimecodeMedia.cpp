@@ -79,6 +79,51 @@ namespace {
         return num / den - (num % den < 0 ? 1 : 0);
     }
 
+    constexpr std::uint64_t kSampleSize = 4;
+
+    std::optional<SampleTable::TimedSample> sampleHolding(const QTMedia& media, std::int64_t mediaTime)
+    {
+        return media.sampleTable().sampleAt(static_cast<std::uint64_t>(std::max<std::int64_t>(mediaTime, 0)));
+    }
+
+    std::int64_t wholeUnits(const MediaTime& time)
+    {
+        return saturated(roundedDown(time.num, time.den));
+    }
+
+    /// The time of the media that the track shows at a time of the movie; nothing where it shows none.
+    Result<std::optional<MediaTime>> mediaTimeAt(const QTTrack& track, const QTTime& time)
+    {
+        if (track.mediaType() != QTMediaTypeTimeCode)
+            return failure(MovieError::Code::Refused, placeOf(track), "this is no timecode track");
+        RW_TRY(const auto list, track.editList());
+        const Wide movieScale = track.timeScale();
+        if (movieScale <= 0 || time.scale <= 0 || time.value < 0)
+            return std::nullopt;
+        // All in units of 1 ÷ (movie scale × scale of the time): no rounding.
+        const Wide asked = time.value * movieScale;
+        Wide begin = 0;
+        for (const auto& edit : list.edits) {
+            RW_TRY(const Wide duration, product(track, {edit.duration, time.scale}));
+            if (asked - begin >= duration) {
+                begin += duration; // at most 2^95 an edit, 2^28 edits in the largest header
+                continue;
+            }
+            if (edit.isEmpty())
+                return std::nullopt;
+            constexpr Wide kOne = 1 << 16;
+            const Wide rate = edit.rate == kOne ? 1 : edit.rate;
+            MediaTime mediaTime;
+            RW_TRY(mediaTime.den, product(track, {time.scale, movieScale, edit.rate == kOne ? 1 : kOne}));
+            RW_TRY(const auto offset, product(track, {edit.mediaTime, mediaTime.den}));
+            RW_TRY(const auto shown, product(track, {asked - begin, track.media().timeScale(), rate}));
+            if (__builtin_add_overflow(offset, shown, &mediaTime.num))
+                return failure(MovieError::Code::Corrupt, placeOf(track), "the times are beyond all measure");
+            return mediaTime;
+        }
+        return std::nullopt;
+    }
+
     /// The timecode at that time, counted on from the sample that holds it.
     Result<Reading> readingAt(const QTTrack& track, const MediaTime& time)
     {
@@ -92,11 +137,10 @@ namespace {
         Reading reading;
         RW_TRY(reading.description, description->timecode());
         const auto& definition = reading.description.definition;
-        const auto whole = std::max(saturated(roundedDown(time.num, time.den)), std::int64_t {0});
-        const auto sample = media.sampleTable().sampleAt(static_cast<std::uint64_t>(whole));
+        const auto sample = sampleHolding(media, wholeUnits(time));
         if (!sample)
             return failure(MovieError::Code::Corrupt, placeOf(track), "the timecode track has no sample");
-        RW_TRY(const auto bytes, media.sampleData(sample->sample));
+        RW_TRY(const auto bytes, media.sampleStart(sample->sample, kSampleSize));
         ByteReader in {bytes.span(), "timecode sample"};
         const auto stored = in.u32();
         RW_CHECK(in.finish(true));
@@ -179,37 +223,32 @@ Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)
     return readingAt(track, {mediaTime, 1});
 }
 
+bool isAtHand(const QTTrack& track, std::int64_t mediaTime)
+{
+    const auto media = track.media();
+    const auto sample = sampleHolding(media, mediaTime);
+    return !sample || media.isSampleStartKept(sample->sample, kSampleSize);
+}
+
+void readAhead(const QTMovie& movie)
+{
+    for (const auto& track : movie.tracksOfMediaType(QTMediaTypeTimeCode))
+        static_cast<void>(atMediaTime(track, 0));
+}
+
+bool isAtHand(const QTTrack& track, const QTTime& movieTime)
+{
+    const auto time = mediaTimeAt(track, movieTime);
+    return !time || !*time || isAtHand(track, wholeUnits(**time));
+}
+
 Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time)
 {
-    if (track.mediaType() != QTMediaTypeTimeCode)
-        return failure(MovieError::Code::Refused, placeOf(track), "this is no timecode track");
-    RW_TRY(const auto list, track.editList());
-    const Wide movieScale = track.timeScale();
-    if (movieScale <= 0 || time.scale <= 0 || time.value < 0)
+    RW_TRY(const auto mediaTime, mediaTimeAt(track, time));
+    if (!mediaTime)
         return std::nullopt;
-    // All in units of 1 ÷ (movie scale × scale of the time): no rounding.
-    const Wide asked = time.value * movieScale;
-    Wide begin = 0;
-    for (const auto& edit : list.edits) {
-        RW_TRY(const Wide duration, product(track, {edit.duration, time.scale}));
-        if (asked - begin >= duration) {
-            begin += duration; // at most 2^95 an edit, 2^28 edits in the largest header
-            continue;
-        }
-        if (edit.isEmpty())
-            return std::nullopt;
-        constexpr Wide kOne = 1 << 16;
-        const Wide rate = edit.rate == kOne ? 1 : edit.rate;
-        MediaTime mediaTime;
-        RW_TRY(mediaTime.den, product(track, {time.scale, movieScale, edit.rate == kOne ? 1 : kOne}));
-        RW_TRY(const auto offset, product(track, {edit.mediaTime, mediaTime.den}));
-        RW_TRY(const auto shown, product(track, {asked - begin, track.media().timeScale(), rate}));
-        if (__builtin_add_overflow(offset, shown, &mediaTime.num))
-            return failure(MovieError::Code::Corrupt, placeOf(track), "the times are beyond all measure");
-        RW_TRY(auto reading, readingAt(track, mediaTime));
-        return reading;
-    }
-    return std::nullopt;
+    RW_TRY(auto reading, readingAt(track, *mediaTime));
+    return reading;
 }
 
 } // namespace reelwright::timecodeMedia

@@ -42,6 +42,14 @@ namespace timecodeMedia {
     /// The timecode at a time of the media (in its time scale), counted on from the sample that holds it.
     /// Errors: Refused when the track is no timecode track; Corrupt and Io when its sample cannot be read.
     Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime);
+    /// Would `atMediaTime` answer without looking at a disk? What was read once stays at hand, for the movie
+    /// and its copies.
+    bool isAtHand(const QTTrack& track, std::int64_t mediaTime);
+    /// Would `atMovieTime`?
+    bool isAtHand(const QTTrack& track, const QTTime& movieTime);
+    /// Reads what `atMediaTime` needs for the start of each timecode track, so that it waits for no disk when
+    /// it is asked.
+    void readAhead(const QTMovie& movie);
     /// The timecode at a time of the movie (of any scale), exactly, through the track's edit list; nothing
     /// where the track shows none of its media.
     /// Errors: as above, and those of QTTrack::editList.

@@ -196,6 +196,16 @@ public:
         if (!m_root)
             m_root = plist_new_dict();
     }
+    /// The same settings, to be changed.
+    [[nodiscard]] std::unique_ptr<Store> copy() const
+    {
+        auto made = std::unique_ptr<Store>(new Store);
+        made->m_root = plist_copy(m_root);
+        made->m_stamp = m_stamp;
+        made->m_damaged = m_damaged;
+        made->m_binary = m_binary;
+        return made;
+    }
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
     ~Store() { plist_free(m_root); }
@@ -234,6 +244,8 @@ public:
     [[nodiscard]] const FileStamp& stamp() const { return m_stamp; }
 
 private:
+    Store() = default;
+
     bool read(int descriptor)
     {
         constexpr off_t kMaxSize = 1'000'000;
@@ -392,16 +404,24 @@ std::error_code Preferences::remove(const std::string& key)
 
 std::error_code Preferences::change(const std::string& key, const std::optional<PreferenceValue>& value)
 {
-    const std::lock_guard lock(m_mutex);
+    const std::lock_guard turn(m_changing);
     const auto folder = std::filesystem::path(m_path).parent_path();
     std::error_code folderError;
     std::filesystem::create_directories(folder, folderError);
     const FolderLock otherProcesses(folder.string());
+    // The disk is waited for without the lock of those who read.
+    auto next = [this] {
+        const std::lock_guard lock(m_mutex);
+        return m_store ? m_store->copy() : nullptr;
+    }();
     // Another process may have saved since; its settings must not be taken back.
-    if (!m_store || m_store->stamp() != stampOf(m_path))
-        m_store = std::make_unique<Store>(m_path);
-    m_store->change(key, value);
-    return m_store->save(m_path);
+    if (!next || next->stamp() != stampOf(m_path))
+        next = std::make_unique<Store>(m_path);
+    next->change(key, value);
+    const auto error = next->save(m_path);
+    const std::lock_guard lock(m_mutex);
+    m_store = std::move(next);
+    return error;
 }
 
 } // namespace reelwright

@@ -58,7 +58,8 @@ private:
     std::error_code change(const std::string& key, const std::optional<PreferenceValue>& value);
 
     const std::string m_path;
-    mutable std::mutex m_mutex;
+    std::mutex m_changing; ///< changes come one after the other; taken before the other one
+    mutable std::mutex m_mutex; ///< of what follows; never held while a file is written
     mutable std::unique_ptr<Store> m_store; ///< null until the file was read
     std::map<std::string, PreferenceValue> m_defaults;
 };

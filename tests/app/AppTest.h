@@ -7,10 +7,12 @@
 #include <QApplication>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
 #include <atomic>
-#include <semaphore>
+#include <condition_variable>
+#include <mutex>
 
 namespace reelwright::test {
 
@@ -22,19 +24,27 @@ class GatedStorage final : public Storage
 public:
     std::atomic<bool> refusesWriting = false;
     std::atomic<bool> isClosed = false; ///< writers wait for `open`
-    std::atomic<int> waiting = 0; ///< writers that wait
+    std::atomic<int> waiting = 0; ///< writers that wait, and readers
+    std::atomic<bool> gatesReads = false; ///< readers of the files that are opened from then on wait as well
+    std::atomic<int> mainThreadReads = 0; ///< readers that would have kept the interface, and may pass
 
     void openGate()
     {
-        isClosed = false;
-        m_gate.release(waiting);
+        {
+            const std::lock_guard lock {m_mutex};
+            isClosed = false;
+        }
+        m_opened.notify_all();
     }
 
     Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access access) override
     {
         if (access == Access::ReadWrite)
             RW_CHECK(pass(path));
-        return m_real->open(path, access);
+        auto file = m_real->open(path, access);
+        if (file && gatesReads)
+            return std::make_shared<GatedFile>(*this, *file);
+        return file;
     }
     Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath) override
@@ -57,20 +67,61 @@ public:
     std::string volumeType(const std::string&) override { return "ext4"; }
 
 private:
+    /// A file whose readers wait.
+    class GatedFile final : public StorageFile
+    {
+    public:
+        GatedFile(GatedStorage& storage, std::shared_ptr<StorageFile> real)
+            : m_storage(storage)
+            , m_real(std::move(real))
+        {
+        }
+        Result<FileState> state() override { return m_real->state(); }
+        Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
+        {
+            if (m_storage.isClosed && QThread::currentThread() == qApp->thread())
+                ++m_storage.mainThreadReads;
+            else
+                m_storage.wait();
+            return m_real->readAt(offset, out);
+        }
+        Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) override
+        {
+            return m_real->writeAt(offset, bytes);
+        }
+        Result<void> truncate(std::uint64_t size) override { return m_real->truncate(size); }
+        Result<void> flush() override { return m_real->flush(); }
+        Result<void> lock() override { return m_real->lock(); }
+        Result<void> copyFrom(StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset,
+            std::uint64_t length) override
+        {
+            return m_real->copyFrom(source, sourceOffset, offset, length);
+        }
+
+    private:
+        GatedStorage& m_storage;
+        std::shared_ptr<StorageFile> m_real;
+    };
+
+    void wait()
+    {
+        std::unique_lock lock {m_mutex};
+        ++waiting;
+        m_opened.wait(lock, [this] { return !isClosed; });
+        --waiting;
+    }
+
     Result<void> pass(const std::string& path)
     {
-        if (isClosed) {
-            ++waiting;
-            m_gate.acquire();
-            --waiting;
-        }
+        wait();
         if (refusesWriting)
             return systemFailure(EACCES, path, "the test does not want it");
         return {};
     }
 
     std::shared_ptr<Storage> m_real = Storage::posix(Sync::Off);
-    std::counting_semaphore<> m_gate {0};
+    std::mutex m_mutex;
+    std::condition_variable m_opened;
 };
 
 /// A folder, preferences and documents. The log and the preferences of the process go to the folder.

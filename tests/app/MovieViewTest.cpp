@@ -275,8 +275,16 @@ void MovieViewTest::stepsAskedForFasterThanTheyAreShownAllCount()
     MovieView view(quiet(), nullptr);
     view.resize(324, 196);
     show(view, movie);
+    // A step that waits for the picture of the one before would end by its limit only. A seek takes as long
+    // as a loaded machine lets it.
     QElapsedTimer clock;
     clock.start();
+    view.setCurrentTime(frameTime(movie, 29));
+    QVERIFY(becomes([&] { return view.isSettled(); }));
+    const auto seek = clock.restart();
+    view.gotoBeginning();
+    QVERIFY(becomes([&] { return view.isSettled(); }));
+    clock.restart();
     for (int i = 0; i < 30; ++i)
         view.stepForward();
     for (int i = 0; i < 5; ++i)
@@ -284,7 +292,7 @@ void MovieViewTest::stepsAskedForFasterThanTheyAreShownAllCount()
     QCOMPARE(view.currentTime(), frameTime(movie, 25));
     QCOMPARE(awaitedFrame(view, 25), 25);
     QVERIFY(becomes([&] { return view.isSettled(); }));
-    QVERIFY2(clock.elapsed() < 1400, qPrintable(QString::number(clock.elapsed()))); // none stalls the next
+    QVERIFY2(clock.elapsed() < 1400 + 10 * seek, qPrintable(QString::number(clock.elapsed())));
     // Nothing that was asked for before comes after it.
     view.setCurrentTime(frameTime(movie, 26));
     QCOMPARE(awaitedFrame(view, 26), 26);

@@ -10,6 +10,8 @@
 #include "app/TransportBar.h"
 #include "app/WindowActions.h"
 #include "document/KWQuickTimeEditing.h"
+#include "movie/ByteWriter.h"
+#include "movie/MovieSaver.h"
 #include "tests/app/AppTest.h"
 
 #include <QAccessible>
@@ -129,6 +131,7 @@ private slots:
     void movieThatCannotBeSavedSaysSo();
     void timecodeFieldRunsAndTakesATimecode();
     void escapeBringsTheRunningTimecodeBack();
+    void windowAnswersWhileTheDiskHangs();
     void infoTellsOfTheMovieAndOfTheTrack();
     void copyGoesToWhatHasTheFocus();
     void contextMenuIsAboutTheRowUnderTheMouse();
@@ -640,6 +643,63 @@ void MovieWindowTest::timecodeFieldRunsAndTakesATimecode()
     QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:13"), kWait);
 }
 
+void MovieWindowTest::windowAnswersWhileTheDiskHangs()
+{
+    // A timecode track of two samples: what the second one says is not known when the movie is open.
+    const auto path = m_app->sample("timecode-25.mov");
+    {
+        auto movie = QTMovie::open(path.toStdString());
+        QVERIFY(movie);
+        const EditableScope scope {*movie};
+        auto* trak = movie->tracksOfMediaType(QTMediaTypeTimeCode).front().editAtom();
+        auto* stbl = trak->edit({"mdia"_cc, "minf"_cc, "stbl"_cc});
+        const auto table = SampleTable::parse(*stbl);
+        const auto offset = static_cast<std::uint32_t>(table.chunkOffset(1));
+        const auto half = static_cast<std::uint32_t>(table.duration() / 2);
+        stbl->setLeaf("stts"_cc, ByteWriter {}.u32(0).u32(1).u32(2).u32(half).toBytes());
+        stbl->setLeaf("stsz"_cc, ByteWriter {}.u32(0).u32(4).u32(2).toBytes());
+        stbl->setLeaf("stsc"_cc, ByteWriter {}.u32(0).u32(1).u32(1).u32(1).u32(1).toBytes());
+        stbl->setLeaf("stco"_cc, ByteWriter {}.u32(0).u32(2).u32(offset).u32(offset + 1).toBytes());
+        QVERIFY(MovieSaver::updateMovieFile(*movie));
+    }
+    auto& storage = *m_app->storage;
+    storage.gatesReads = true;
+    openWindow(path);
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("10:00:00:00"), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(view().isSettled() && view().duration().value > 0, kWait);
+    storage.isClosed = true;
+
+    for (std::size_t row = 0; row < document().trackList().rowCount(); ++row)
+        document().selectRow(row); // the timecode panel among them
+    actions().rotateRight->trigger();
+    for (int i = 0; i < 3; ++i)
+        actions().nudgeLater->trigger();
+    actions().undo->trigger();
+    auto* field = edit(1, 1);
+    QVERIFY(field);
+    QTest::keyClicks(field, QStringLiteral("12"));
+    QTest::keyClick(field, Qt::Key_Escape);
+    const auto second = QTTime {document().movie().duration().value * 3 / 4, document().movie().timeScale()};
+    view().setCurrentTime(second);
+    QTRY_VERIFY_WITH_TIMEOUT(storage.waiting > 0, kWait);
+    actions().goToTimecode->trigger();
+    QTest::keyClicks(&timecode(), QStringLiteral("10:00:00:05"));
+    QTest::keyClick(&timecode(), Qt::Key_Return);
+    QCOMPARE(atScale(view().currentTime(), 25), (QTTime {5, 25}));
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("10:00:00:05"), kWait);
+    view().setCurrentTime(second);
+    QTest::qWait(100); // the read-out asks thirty times a second
+    QCOMPARE(timecode().text(), QStringLiteral("10:00:00:05"));
+    QCOMPARE(storage.mainThreadReads.load(), 0);
+
+    storage.openGate();
+    const auto expected
+        = QString::fromStdString(MyDocument::timecodeAt(view().currentTime(), document().movie()));
+    QVERIFY(!expected.startsWith(QLatin1String("10:00:0")));
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), expected, kWait);
+    QCOMPARE(storage.mainThreadReads.load(), 0);
+}
+
 void MovieWindowTest::escapeBringsTheRunningTimecodeBack()
 {
     QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("00:00:00:00"), kWait);
@@ -727,6 +787,12 @@ void MovieWindowTest::geometryIsRemembered()
     m_window = std::make_unique<MovieWindow>(m_app->open(m_path), ApplicationActions {});
     m_window->show();
     QCOMPARE(m_window->size(), QSize(960, 600));
+    // For the next start of the program it is on the disk.
+    const auto isKept = [this] {
+        QFile file {m_app->folder.filePath(QStringLiteral("preferences/windows.conf"))};
+        return file.open(QIODevice::ReadOnly) && file.readAll().contains("geometry=");
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isKept(), kWait);
 }
 
 void MovieWindowTest::windowsStandBesideEachOtherAlsoInTheCorner()

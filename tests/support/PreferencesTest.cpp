@@ -1,9 +1,12 @@
 #include "support/Preferences.h"
 
+#include "support/FolderLock.h"
 #include "tests/support/SupportTest.h"
 
 #include <sys/stat.h>
 
+#include <chrono>
+#include <future>
 #include <thread>
 
 namespace reelwright::test {
@@ -213,6 +216,24 @@ namespace {
         EXPECT_TRUE(Preferences(path()).boolean("key"));
         const std::filesystem::directory_iterator entries(m_folder / "deep/er");
         EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);
+    }
+
+    TEST_F(PreferencesTest, ReadingDoesNotWaitForAChangeThatIsBeingWritten)
+    {
+        using Clock = std::chrono::steady_clock;
+        Preferences settings(path());
+        ASSERT_FALSE(settings.set("key", std::int64_t {1}));
+        const FolderLock otherProcess(m_folder / "deep/er"); // a change waits a second for it
+        const auto begin = Clock::now();
+        auto change = std::async(std::launch::async, [&] { return settings.set("key", std::int64_t {2}); });
+        auto longest = Clock::duration::zero();
+        while (change.wait_for(std::chrono::seconds {0}) != std::future_status::ready) {
+            const auto asked = Clock::now();
+            EXPECT_THAT(settings.integer("key"), testing::AnyOf(1, 2));
+            longest = std::max(longest, Clock::now() - asked);
+        }
+        EXPECT_LT(longest * 2, Clock::now() - begin);
+        EXPECT_EQ(settings.integer("key"), 2);
     }
 
     TEST_F(PreferencesTest, ThreadsMayReadAndChangeAtOnce)
