@@ -41,26 +41,38 @@ namespace {
         return size == 0 || size >= kHeaderSize;
     }
 
+    tl::unexpected<MovieError> missingMediaAt(std::uint64_t offset)
+    {
+        return failure(MovieError::Code::Refused, {},
+            "media of the movie are missing at the end of the file, and what is written there would be taken "
+            "for them",
+            offset);
+    }
+
 } // namespace
 
-InPlaceUpdate::InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<std::uint64_t> inUse)
+InPlaceUpdate::InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<FileStretch> inUse)
     : m_file(file)
     , m_layout(std::move(layout))
-    , m_inUse(std::move(inUse))
 {
-    std::sort(m_inUse.begin(), m_inUse.end());
+    std::ranges::sort(inUse, {}, &FileStretch::offset);
+    for (const auto& stretch : inUse)
+        if (m_inUse.empty() || stretch.offset > m_inUse.back().end)
+            m_inUse.push_back(stretch);
+        else
+            m_inUse.back().end = std::max(m_inUse.back().end, stretch.end);
 }
 
-bool InPlaceUpdate::isInUse(const TopLevelAtom& atom) const
+bool InPlaceUpdate::isInUse(std::uint64_t begin, std::uint64_t end) const
 {
-    const auto first = std::lower_bound(m_inUse.begin(), m_inUse.end(), atom.offset);
-    return first != m_inUse.end() && *first < atom.end();
+    const auto first = std::ranges::upper_bound(m_inUse, begin, {}, &FileStretch::end);
+    return first != m_inUse.end() && first->offset < end;
 }
 
 bool InPlaceUpdate::isUsable(const TopLevelAtom& atom) const
 {
     // An atom that is cut short reaches behind the end of what can be written over.
-    return isFree(atom) && !isInUse(atom) && atom.end() <= m_layout.end;
+    return isFree(atom) && !isInUse(atom.offset, atom.end()) && atom.end() <= m_layout.end;
 }
 
 std::uint64_t InPlaceUpdate::firstMediaOffset() const
@@ -84,7 +96,9 @@ std::optional<InPlaceUpdate::Gap> InPlaceUpdate::findGap(
 {
     const auto media = firstMediaOffset();
     const auto& atoms = m_layout.atoms;
-    const auto usable = [&](std::size_t i) { return i == alsoFree || isUsable(atoms[i]); };
+    const auto usable = [&](std::size_t i) {
+        return i == alsoFree ? !isInUse(atoms[i].offset, atoms[i].end()) : isUsable(atoms[i]);
+    };
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto offset = atoms[i].offset;
         if (!usable(i) || !isAtomic(offset))
@@ -197,10 +211,23 @@ Result<std::uint64_t> InPlaceUpdate::place(ByteSpan atom, Place place)
     if (const auto gap = findGap(atom.size(), place, std::nullopt))
         return fill(*gap, atom);
     const auto endBefore = m_layout.end;
-    auto placed = fill(endGap(atom.size()), atom);
+    const auto gap = endGap(atom.size());
+    if (isInUse(gap.offset, gap.offset + gap.size))
+        return missingMediaAt(gap.offset);
+    auto placed = fill(gap, atom);
     if (!placed) // nothing refers to what was appended: leave the file as long as it was
         static_cast<void>(m_file.truncate(endBefore));
     return placed;
+}
+
+Result<void> InPlaceUpdate::checkRoom(std::uint64_t media, std::uint64_t header, std::uint64_t end) const
+{
+    const bool mediaInside = media == 0 || findGap(media, Place::BehindMedia, std::nullopt);
+    const bool headerInside = findGap(header, Place::Anywhere, std::nullopt).has_value();
+    const auto appended = (mediaInside ? 0 : media) + (headerInside ? 0 : header);
+    if (appended > 0 && isInUse(end, end + appended + 2 * kSector)) // and what leads to them
+        return missingMediaAt(end);
+    return {};
 }
 
 Result<void> InPlaceUpdate::retire(std::uint64_t offset)

@@ -19,12 +19,18 @@ namespace reelwright {
 class InPlaceUpdate
 {
 public:
-    /// `inUse` are offsets that the header refers to: a free atom that holds one of them is left alone.
-    InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<std::uint64_t> inUse = {});
+    /// `inUse` is what the header refers to outside of media atoms: nothing is written there, because it
+    /// would be shown as media.
+    InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<FileStretch> inUse = {});
 
-    /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies.
+    /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies. Refused where
+    /// media of the header are missing at the only place that is left.
     enum class Place { BeforeMedia, Anywhere, BehindMedia };
     Result<std::uint64_t> place(ByteSpan atom, Place place);
+
+    /// Before anything is written: is there room for new media (may be 0) and a header of those sizes that no
+    /// missing media claim? `end` is where the file ends once spare headers are gone. Errors: Refused.
+    [[nodiscard]] Result<void> checkRoom(std::uint64_t media, std::uint64_t header, std::uint64_t end) const;
 
     /// Replaces the header at `oldOffset` by `header`. Two moves where that brings it back to its place.
     Result<void> replaceHeader(std::uint64_t oldOffset, ByteSpan header);
@@ -58,14 +64,14 @@ private:
     Result<void> write(std::uint64_t offset, ByteSpan bytes);
     Result<void> write32(std::uint64_t offset, std::uint32_t value);
     Result<void> writeHeader(std::uint64_t offset, std::uint64_t size, FourCC type);
-    [[nodiscard]] bool isInUse(const TopLevelAtom& atom) const;
+    [[nodiscard]] bool isInUse(std::uint64_t begin, std::uint64_t end) const;
     [[nodiscard]] bool isUsable(const TopLevelAtom& atom) const;
     [[nodiscard]] std::uint64_t firstMediaOffset() const;
     [[nodiscard]] std::size_t indexAt(std::uint64_t offset) const;
 
     StorageFile& m_file;
     FileLayout m_layout;
-    std::vector<std::uint64_t> m_inUse; ///< sorted
+    std::vector<FileStretch> m_inUse; ///< sorted, none touches another
     std::uint64_t m_bytesWritten = 0;
     bool m_headerLeftTheFront = false;
     bool m_mayHaveReplacedHeader = false;

@@ -290,49 +290,61 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
-bool MediaOffsets::reachInto(const QTMovie& movie, std::uint64_t begin, std::uint64_t end)
+std::vector<FileStretch> MediaOffsets::outsideMedia(const QTMovie& movie)
 {
-    bool found = false;
-    for (const auto& track : movie.tracks())
-        forEachChunkOf(track, [&](std::uint32_t, const SampleTable::Chunk& chunk) {
-            found = found
-                || (chunk.offset < end && chunk.size > 0
-                    && (chunk.offset >= begin || chunk.size > begin - chunk.offset));
-            return !found;
-        });
-    return found;
-}
-
-std::vector<std::uint64_t> MediaOffsets::inFreeSpace(const QTMovie& movie)
-{
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> freeSpace;
-    for (const auto& atom : movie.file()->layout.atoms)
-        if (atom.type == "free"_cc || atom.type == "skip"_cc)
-            freeSpace.emplace_back(atom.offset, atom.end());
-    std::vector<std::uint64_t> offsets;
-    if (freeSpace.empty())
-        return offsets;
-    const auto note = [&](std::uint64_t offset) {
-        const auto next
-            = std::upper_bound(freeSpace.begin(), freeSpace.end(), std::pair {offset, UINT64_MAX});
-        if (next != freeSpace.begin() && offset < std::prev(next)->second)
-            offsets.push_back(offset);
+    const auto& layout = movie.file()->layout;
+    std::vector<FileStretch> open; // where an update may write, or the end of the file may come to lie
+    for (const auto& atom : layout.atoms)
+        if (atom.type == "free"_cc || atom.type == "skip"_cc || atom.type == "moov"_cc)
+            open.push_back({atom.offset, atom.end()});
+    open.push_back({layout.end, UINT64_MAX});
+    std::vector<FileStretch> found;
+    const auto note = [&](std::uint64_t offset, std::uint64_t size) {
+        if (offset >= MediaSources::kMemoryBase || (offset == 0 && size == 0))
+            return; // in no file yet; nowhere
+        const auto end = offset + std::clamp<std::uint64_t>(size, 1, UINT64_MAX - offset);
+        const auto next = std::upper_bound(open.begin(), open.end(), offset,
+            [](std::uint64_t value, const FileStretch& stretch) { return value < stretch.end; });
+        if (next->offset < end)
+            found.push_back({offset, end});
     };
     for (const auto& track : movie.tracks()) {
+        const auto media = track.media();
+        const auto references = media.dataReferences();
+        if (!references.empty() && std::ranges::none_of(references, &DataReference::isSelf))
+            continue;
+        std::map<std::uint32_t, bool> isOwn;
+        std::uint32_t seen = 0;
+        forEachChunkOf(track, [&](std::uint32_t number, const SampleTable::Chunk& chunk) {
+            auto known = isOwn.find(chunk.description);
+            if (known == isOwn.end()) {
+                const auto description = media.sampleDescription(chunk.description);
+                const std::size_t index = description ? description->dataReferenceIndex() : 0;
+                known = isOwn
+                            .emplace(chunk.description,
+                                index < 1 || index > references.size() || references[index - 1].isSelf)
+                            .first;
+            }
+            if (known->second)
+                note(chunk.offset, chunk.size);
+            seen = number;
+            return true;
+        });
+        // Others may find samples in chunks that the tables leave empty.
         const auto table = tableOf(track);
-        for (std::uint32_t chunk = 1; chunk <= table.chunkCount(); ++chunk)
-            note(table.chunkOffset(chunk));
+        for (auto chunk = seen + 1; chunk > 0 && chunk <= table.chunkCount(); ++chunk)
+            note(table.chunkOffset(chunk), 0);
     }
     if (const auto* positions = movie.header().find("gps "_cc)) {
         // Version, count, then offset and size of each record.
         ByteReader in {positions->head.span()};
         in.skip(4);
         for (auto count = in.count32(8); count > 0; --count) {
-            note(in.u32());
-            in.skip(4);
+            const auto offset = in.u32();
+            note(offset, in.u32());
         }
     }
-    return offsets;
+    return found;
 }
 
 } // namespace reelwright

@@ -49,11 +49,11 @@ struct MediaOffsets
     /// (`saio`), item locations (`iloc`). Null when there is none.
     static const Atom* findImmovable(const Atom& atom);
 
-    /// Does a chunk of the movie have bytes in that stretch of its file?
-    static bool reachInto(const QTMovie& movie, std::uint64_t begin, std::uint64_t end);
-    /// Offsets that the header refers to and that lie in free atoms of the movie's file: media where nobody
-    /// expects them, and the position records of dashboard cameras (`gps `).
-    static std::vector<std::uint64_t> inFreeSpace(const QTMovie& movie);
+    /// What the header refers to outside of everything that an update in place leaves alone: in free atoms
+    /// (media where nobody expects them, and the position records of dashboard cameras, `gps `), in movie
+    /// headers, and behind the last atom, where media are missing or lie in no atom. A chunk without samples
+    /// counts as one byte.
+    static std::vector<FileStretch> outsideMedia(const QTMovie& movie);
 
     /// For an update in place: maps only chunk offsets of media in memory, and leaves every other byte as it
     /// is.

@@ -21,6 +21,13 @@ struct TopLevelAtom
     [[nodiscard]] std::uint64_t end() const { return offset + size; }
 };
 
+/// The bytes from `offset` up to `end`.
+struct FileStretch
+{
+    std::uint64_t offset = 0;
+    std::uint64_t end = 0;
+};
+
 /// The outermost level of a movie file: where its atoms lie and how the file ends.
 struct FileLayout
 {

@@ -140,7 +140,9 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         return refuse("the file ends in bytes that are no atom; it has to be flattened");
     case FileLayout::Ending::Zeros:
         // A recording that was cut short can leave its media outside of every atom.
-        if (MediaOffsets::reachInto(movie, file->layout.end, file->layout.fileSize))
+        if (std::ranges::any_of(MediaOffsets::outsideMedia(movie), [&](const auto& stretch) {
+                return stretch.offset < file->layout.fileSize && stretch.end > file->layout.end;
+            }))
             return refuse("media lie behind the last atom of the file; it has to be flattened");
         break;
     case FileLayout::Ending::Clean:
@@ -172,18 +174,28 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     // What the old header refers to counts too: a crash can leave that one alive.
     QTMovie before = movie;
     before.m_header = movie.m_savedHeader;
-    auto inUse = MediaOffsets::inFreeSpace(before);
-    std::ranges::copy(MediaOffsets::inFreeSpace(movie), std::back_inserter(inUse));
+    auto inUse = MediaOffsets::outsideMedia(before);
+    std::ranges::copy(MediaOffsets::outsideMedia(movie), std::back_inserter(inUse));
     InPlaceUpdate update {*file, opened->layout, std::move(inUse)};
     auto header = movie.m_header;
     auto headerBytes = opened->header;
+    const auto waiting = MediaOffsets::memoryExtents(movie);
+    if (movie.isChanged()) {
+        std::uint64_t media = waiting.empty() ? 0 : kMediaHeaderSize;
+        for (const auto& extent : waiting)
+            media += extent.size;
+        const auto end = !spares.empty() && opened->layout.atoms.back().offset == spares.back()
+            ? spares.back()
+            : opened->layout.end;
+        RW_CHECK(update.checkRoom(media, header->size(), end));
+    }
     const auto write = [&]() -> Result<void> {
         for (const auto spare : spares)
             RW_CHECK(update.retire(spare));
         if (!movie.isChanged())
             return {};
         std::optional<std::uint64_t> newMedia;
-        if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
+        if (!waiting.empty()) {
             RW_TRY(const auto places, placeMedia(update, movie, waiting));
             newMedia = places.front().second - kMediaHeaderSize;
             RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {

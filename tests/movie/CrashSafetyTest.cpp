@@ -582,6 +582,23 @@ namespace {
         EXPECT_TRUE(editAndSave(storage, Edit::Growing, Mode::Flattened)) << "it can be flattened";
     }
 
+    TEST(RefusedSave, PutsNothingWhereMediaOfTheHeaderAreMissing)
+    {
+        auto built = MovieBuilder {};
+        built.headerPlace = HeaderPlace::First;
+        auto bytes = built.build();
+        const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+        bytes.resize(text.rfind("mdat") - 4); // the header alone: its chunks begin behind the end of the file
+        SimulatedStorage volume;
+        volume.put(kPath, bytes, kAttributes);
+        const auto storage = SimulatedStorage::fromState(volume.now());
+        const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
+        ASSERT_FALSE(saved);
+        EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
+        EXPECT_THAT(saved.error().message(), HasSubstr("media of the movie are missing at the end"));
+        EXPECT_EQ(*storage->now().find(kPath), bytes);
+    }
+
     TEST(SaveOnAFullVolume, ThatDoesNotFitLeavesTheOldMovieAndNothingElse)
     {
         for (const auto& c : cases()) {
