@@ -589,14 +589,19 @@ namespace {
         auto bytes = built.build();
         const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
         bytes.resize(text.rfind("mdat") - 4); // the header alone: its chunks begin behind the end of the file
-        SimulatedStorage volume;
-        volume.put(kPath, bytes, kAttributes);
-        const auto storage = SimulatedStorage::fromState(volume.now());
-        const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
-        ASSERT_FALSE(saved);
-        EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
-        EXPECT_THAT(saved.error().message(), HasSubstr("media of the movie are missing at the end"));
-        EXPECT_EQ(*storage->now().find(kPath), bytes);
+        auto twice = bytes; // with a spare header, which must not be retired before the save is refused
+        twice.insert(twice.end(), bytes.begin(), bytes.end());
+        for (const auto& start : {bytes, twice}) {
+            SCOPED_TRACE(start.size());
+            SimulatedStorage volume;
+            volume.put(kPath, start, kAttributes);
+            const auto storage = SimulatedStorage::fromState(volume.now());
+            const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
+            ASSERT_FALSE(saved);
+            EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
+            EXPECT_THAT(saved.error().message(), HasSubstr("media of the movie are missing at the end"));
+            EXPECT_EQ(*storage->now().find(kPath), start);
+        }
     }
 
     TEST(SaveOnAFullVolume, ThatDoesNotFitLeavesTheOldMovieAndNothingElse)
