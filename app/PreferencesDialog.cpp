@@ -120,16 +120,26 @@ QComboBox* PreferencesDialog::makeAppearance()
     return box;
 }
 
+QCheckBox* PreferencesDialog::makeCheckBox(const QString& name, const QString& text,
+    const std::function<bool()>& read, const std::function<void(bool)>& write)
+{
+    auto* box = new QCheckBox {text};
+    box->setObjectName(name);
+    m_loaders.emplace_back([box, read] { box->setChecked(read()); });
+    connect(box, &QCheckBox::toggled, this, [this, write](bool isOn) {
+        if (!m_isLoading)
+            write(isOn);
+    });
+    return box;
+}
+
 QWidget* PreferencesDialog::makeFlattening()
 {
-    auto* box = new QCheckBox {tr("&Flatten movies without asking")};
-    box->setObjectName(QStringLiteral("autoFlatten"));
     // Only 1 flattens without a question.
-    m_loaders.emplace_back([this, box] { box->setChecked(m_preferences.integer("autoFlatten") == 1); });
-    connect(box, &QCheckBox::toggled, this, [this](bool isOn) {
-        if (!m_isLoading)
-            report(m_preferences.set("autoFlatten", std::int64_t {isOn ? 1 : 0}));
-    });
+    auto* box = makeCheckBox(
+        QStringLiteral("autoFlatten"), tr("&Flatten movies without asking"),
+        [this] { return m_preferences.integer("autoFlatten") == 1; },
+        [this](bool isOn) { report(m_preferences.set("autoFlatten", std::int64_t {isOn ? 1 : 0})); });
     return explained(box,
         tr("When a movie refers to media in other files, saving copies them into the movie's own file. The "
            "file "
@@ -138,13 +148,10 @@ QWidget* PreferencesDialog::makeFlattening()
 
 QWidget* PreferencesDialog::makeOtherVolumes()
 {
-    auto* box = new QCheckBox {tr("Save as a &new file on FAT, NTFS and network volumes")};
-    box->setObjectName(QStringLiteral("nonHFSResave"));
-    m_loaders.emplace_back([this, box] { box->setChecked(m_preferences.boolean("nonHFSResave")); });
-    connect(box, &QCheckBox::toggled, this, [this](bool isOn) {
-        if (!m_isLoading)
-            report(m_preferences.set("nonHFSResave", isOn));
-    });
+    auto* box = makeCheckBox(
+        QStringLiteral("nonHFSResave"), tr("Save as a &new file on FAT, NTFS and network volumes"),
+        [this] { return m_preferences.boolean("nonHFSResave"); },
+        [this](bool isOn) { report(m_preferences.set("nonHFSResave", isOn)); });
     return explained(box,
         tr("Safer on volumes that keep no journal, but the whole movie is written each time. When off, "
            "movies are "
@@ -153,18 +160,12 @@ QWidget* PreferencesDialog::makeOtherVolumes()
 
 QWidget* PreferencesDialog::makeLogging()
 {
-    auto* box = new QCheckBox {tr("&Keep a log")};
-    box->setObjectName(QStringLiteral("logging"));
-    m_loaders.emplace_back([this, box] {
-        const auto value = m_shared.value(kDisableLogging);
-        box->setChecked(!value || !m_shared.boolean(kDisableLogging));
-    });
-    connect(box, &QCheckBox::toggled, this, [this](bool isOn) {
-        if (m_isLoading)
-            return;
-        report(isOn ? m_shared.remove(kDisableLogging) : m_shared.set(kDisableLogging, true));
-        emit loggingChanged();
-    });
+    auto* box = makeCheckBox(
+        QStringLiteral("logging"), tr("&Keep a log"), [this] { return !m_shared.boolean(kDisableLogging); },
+        [this](bool isOn) {
+            report(isOn ? m_shared.remove(kDisableLogging) : m_shared.set(kDisableLogging, true));
+            emit loggingChanged();
+        });
     return explained(box,
         tr("What the program does is written to a file on this computer; it helps to find out what went "
            "wrong. "

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <vector>
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
 
@@ -31,6 +32,9 @@ signals:
 private:
     QComboBox* makeStartup();
     QComboBox* makeAppearance();
+    /// `write` is called for what the user does only, not when the box is filled.
+    QCheckBox* makeCheckBox(const QString& name, const QString& text, const std::function<bool()>& read,
+        const std::function<void(bool)>& write);
     QWidget* makeFlattening();
     QWidget* makeOtherVolumes();
     QWidget* makeLogging();

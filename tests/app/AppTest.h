@@ -3,6 +3,7 @@
 #include "app/QtMainThread.h"
 #include "document/MyDocument.h"
 #include "support/Preferences.h"
+#include "tests/helpers/ForwardingStorage.h"
 
 #include <QApplication>
 #include <QFile>
@@ -19,7 +20,7 @@ namespace reelwright::test {
 constexpr int kWait = 10'000;
 
 /// The real file system, in which saves can be made to fail, or to wait at their first step.
-class GatedStorage final : public Storage
+class GatedStorage final : public ForwardingStorage
 {
 public:
     std::atomic<bool> refusesWriting = false;
@@ -41,7 +42,7 @@ public:
     {
         if (access == Access::ReadWrite)
             RW_CHECK(pass(path));
-        auto file = m_real->open(path, access);
+        auto file = ForwardingStorage::open(path, access);
         if (file && gatesReads)
             return std::make_shared<GatedFile>(*this, *file);
         return file;
@@ -50,57 +51,31 @@ public:
         const std::string& path, std::string& siblingPath) override
     {
         RW_CHECK(pass(path));
-        return m_real->createSibling(path, siblingPath);
+        return ForwardingStorage::createSibling(path, siblingPath);
     }
-    bool exists(const std::string& path) override { return m_real->exists(path); }
-    Result<void> copyAttributes(const std::string& from, const std::string& to) override
-    {
-        return m_real->copyAttributes(from, to);
-    }
-    Result<void> rename(const std::string& from, const std::string& to) override
-    {
-        return m_real->rename(from, to);
-    }
-    Result<void> remove(const std::string& path) override { return m_real->remove(path); }
-    Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }
-    std::string resolve(const std::string& path) override { return m_real->resolve(path); }
     std::string volumeType(const std::string&) override { return "ext4"; }
 
 private:
     /// A file whose readers wait.
-    class GatedFile final : public StorageFile
+    class GatedFile final : public ForwardingFile
     {
     public:
         GatedFile(GatedStorage& storage, std::shared_ptr<StorageFile> real)
-            : m_storage(storage)
-            , m_real(std::move(real))
+            : ForwardingFile(std::move(real))
+            , m_storage(storage)
         {
         }
-        Result<FileState> state() override { return m_real->state(); }
         Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
         {
             if (m_storage.isClosed && QThread::currentThread() == qApp->thread())
                 ++m_storage.mainThreadReads;
             else
                 m_storage.wait();
-            return m_real->readAt(offset, out);
-        }
-        Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) override
-        {
-            return m_real->writeAt(offset, bytes);
-        }
-        Result<void> truncate(std::uint64_t size) override { return m_real->truncate(size); }
-        Result<void> flush() override { return m_real->flush(); }
-        Result<void> lock() override { return m_real->lock(); }
-        Result<void> copyFrom(StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset,
-            std::uint64_t length) override
-        {
-            return m_real->copyFrom(source, sourceOffset, offset, length);
+            return ForwardingFile::readAt(offset, out);
         }
 
     private:
         GatedStorage& m_storage;
-        std::shared_ptr<StorageFile> m_real;
     };
 
     void wait()
@@ -119,7 +94,6 @@ private:
         return {};
     }
 
-    std::shared_ptr<Storage> m_real = Storage::posix(Sync::Off);
     std::mutex m_mutex;
     std::condition_variable m_opened;
 };

@@ -4,6 +4,7 @@
 #include "movie/HeaderAtoms.h"
 #include "movie/QTTrack.h"
 #include "movie/SampleTable.h"
+#include "tests/app/PlayerTest.h"
 
 #include <QApplication>
 #include <QImage>
@@ -21,7 +22,8 @@ namespace {
 
     /// Frames of the test clips: each has a grey of its own, and a red box in its upper left quarter.
     constexpr int kFrames = 50;
-    constexpr int kWait = 30'000;
+    using test::becomes;
+    constexpr int kWait = test::kPlayerWait;
 
     struct Clip
     {
@@ -53,20 +55,6 @@ namespace {
     bool isRed(const QColor& color)
     {
         return color.red() > 150 && color.green() < 90 && color.blue() < 90;
-    }
-
-    /// Waits until that is so, for as long as the slowest machine may take.
-    bool becomes(const std::function<bool()>& condition)
-    {
-        QTimer pulse; // ends the waiting for events
-        pulse.start(2);
-        const QDeadlineTimer limit(kWait);
-        while (!condition()) {
-            if (limit.hasExpired())
-                return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        }
-        return true;
     }
 
     MovieView::Options quiet()

@@ -6,6 +6,7 @@
 #include "app/TransportButton.h"
 #include "movie/FrameTimes.h"
 #include "movie/QTTrack.h"
+#include "tests/app/PlayerTest.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -24,7 +25,8 @@
 namespace reelwright {
 namespace {
 
-    constexpr int kWait = 30'000;
+    using test::becomes;
+    constexpr int kWait = test::kPlayerWait;
     using Sign = TransportButton::Sign;
 
     /// A window as documents have it: the picture over its bar.
@@ -62,19 +64,6 @@ namespace {
         }
         [[nodiscard]] TransportBar* overlay() const { return view.findChild<TransportBar*>(); }
     };
-
-    bool becomes(const std::function<bool()>& condition)
-    {
-        QTimer pulse; // ends the waiting for events
-        pulse.start(2);
-        const QDeadlineTimer limit(kWait);
-        while (!condition()) {
-            if (limit.hasExpired())
-                return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        }
-        return true;
-    }
 
     /// The pointer moves, no button pressed. Qt's own helper moves the pointer of the screen, which is not
     /// always over the window.

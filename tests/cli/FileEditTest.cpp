@@ -1,5 +1,6 @@
 #include "cli/FileEdit.h"
 
+#include "tests/helpers/ForwardingStorage.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/TestFiles.h"
 
@@ -12,7 +13,7 @@ namespace {
     using ::testing::HasSubstr;
 
     /// The real file system, but for one thing at a time that a test asks for.
-    class OddStorage : public Storage
+    class OddStorage : public test::ForwardingStorage
     {
     public:
         std::string volume; ///< not empty: the type that every volume has
@@ -21,44 +22,26 @@ namespace {
 
         Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access access) override
         {
-            RW_TRY(auto file, m_real->open(path, access));
+            RW_TRY(auto file, ForwardingStorage::open(path, access));
             return std::shared_ptr<StorageFile>(std::make_shared<File>(*this, std::move(file)));
         }
-        Result<std::shared_ptr<StorageFile>> createSibling(
-            const std::string& path, std::string& sibling) override
-        {
-            return m_real->createSibling(path, sibling);
-        }
-        bool exists(const std::string& path) override { return m_real->exists(path); }
-        Result<void> copyAttributes(const std::string& from, const std::string& to) override
-        {
-            return m_real->copyAttributes(from, to);
-        }
-        Result<void> rename(const std::string& from, const std::string& to) override
-        {
-            return m_real->rename(from, to);
-        }
-        Result<void> remove(const std::string& path) override { return m_real->remove(path); }
-        Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }
-        std::string resolve(const std::string& path) override { return m_real->resolve(path); }
         std::string volumeType(const std::string& path) override
         {
-            return volume.empty() ? m_real->volumeType(path) : volume;
+            return volume.empty() ? ForwardingStorage::volumeType(path) : volume;
         }
 
     private:
-        class File : public StorageFile
+        class File : public test::ForwardingFile
         {
         public:
             File(OddStorage& storage, std::shared_ptr<StorageFile> real)
-                : m_storage(storage)
-                , m_real(std::move(real))
+                : ForwardingFile(std::move(real))
+                , m_storage(storage)
             {
             }
-            Result<FileState> state() override { return m_real->state(); }
             Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
             {
-                RW_TRY(const auto count, m_real->readAt(offset, out));
+                RW_TRY(const auto count, ForwardingFile::readAt(offset, out));
                 const auto place = m_storage.damagedOffset - offset;
                 if (m_storage.damagesMedia && m_storage.m_wasWritten && m_storage.damagedOffset >= offset
                     && place < count)
@@ -68,23 +51,13 @@ namespace {
             Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) override
             {
                 m_storage.m_wasWritten = true;
-                return m_real->writeAt(offset, bytes);
-            }
-            Result<void> truncate(std::uint64_t size) override { return m_real->truncate(size); }
-            Result<void> flush() override { return m_real->flush(); }
-            Result<void> lock() override { return m_real->lock(); }
-            Result<void> copyFrom(StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset,
-                std::uint64_t length) override
-            {
-                return m_real->copyFrom(source, sourceOffset, offset, length);
+                return ForwardingFile::writeAt(offset, bytes);
             }
 
         private:
             OddStorage& m_storage;
-            std::shared_ptr<StorageFile> m_real;
         };
 
-        std::shared_ptr<Storage> m_real = Storage::posix(Sync::Off);
         bool m_wasWritten = false;
     };
 

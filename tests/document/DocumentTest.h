@@ -5,6 +5,7 @@
 #include "support/KWLog.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
+#include "tests/helpers/ForwardingStorage.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/MovieChecks.h"
 #include "tests/helpers/TestFiles.h"
@@ -71,7 +72,7 @@ private:
 };
 
 /// The real file system on a volume of a chosen type, which can be made to fail and to do things on the way.
-class TestStorage final : public Storage
+class TestStorage final : public ForwardingStorage
 {
 public:
     enum class Call { OpenForWriting, CreateSibling, Rename };
@@ -84,27 +85,19 @@ public:
     {
         if (access == Access::ReadWrite)
             RW_CHECK(ask(Call::OpenForWriting, path));
-        return m_real->open(path, access);
+        return ForwardingStorage::open(path, access);
     }
     Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath) override
     {
         RW_CHECK(ask(Call::CreateSibling, path));
-        return m_real->createSibling(path, siblingPath);
-    }
-    bool exists(const std::string& path) override { return m_real->exists(path); }
-    Result<void> copyAttributes(const std::string& from, const std::string& to) override
-    {
-        return m_real->copyAttributes(from, to);
+        return ForwardingStorage::createSibling(path, siblingPath);
     }
     Result<void> rename(const std::string& from, const std::string& to) override
     {
         RW_CHECK(ask(Call::Rename, to));
-        return m_real->rename(from, to);
+        return ForwardingStorage::rename(from, to);
     }
-    Result<void> remove(const std::string& path) override { return m_real->remove(path); }
-    Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }
-    std::string resolve(const std::string& path) override { return m_real->resolve(path); }
     std::string volumeType(const std::string&) override { return volume; }
 
 private:
@@ -115,8 +108,6 @@ private:
             return systemFailure(error, path, "the test does not want it");
         return {};
     }
-
-    std::shared_ptr<Storage> m_real = Storage::posix(Sync::Off);
 };
 
 /// Writes down what the document tells its window, and answers what the test wants.

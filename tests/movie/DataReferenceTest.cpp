@@ -225,7 +225,8 @@ namespace {
         EXPECT_FALSE(references.back().isSelf);
         EXPECT_EQ(references.back().candidates.front(), "/stills/up500.jpg");
         EXPECT_THAT(references.back().candidates,
-            testing::Contains("/Volumes/NONAME/matlab_sv13/work/cavity_flow/up500.jpg"));
+            testing::Contains(testing::AllOf(
+                testing::StartsWith("/Volumes/NONAME/"), testing::EndsWith("/cavity_flow/up500.jpg"))));
     }
 
 } // namespace
