@@ -2,8 +2,9 @@
 
 #include "support/KWLog.h"
 #include "support/Text.h"
+#include "timecode/modules/StillImageModule.h"
 
-#include <exiv2/exiv2.hpp>
+#include <dlfcn.h>
 
 #include <chrono>
 #include <filesystem>
@@ -13,23 +14,30 @@
 namespace reelwright {
 namespace {
 
+    /// The module's function; nothing when the module is not where the program was installed.
+    ReadDateTimeOriginal* loadReader()
+    {
+        void* module = dlopen(kStillImageModule, RTLD_NOW | RTLD_LOCAL); // for as long as the program runs
+        void* function = module ? dlsym(module, kReadDateTimeOriginal) : nullptr;
+        if (!function)
+            KWLog::appendLog("Unable to read still images: {}", dlerror());
+        return reinterpret_cast<ReadDateTimeOriginal*>(function);
+    }
+
     /// The entry's text, or the empty string.
     std::string dateTimeOriginal(const std::string& path)
     {
         // The library's reader of XMP packets, which it calls for every image, is not made for threads.
         static std::mutex mutex;
         const std::scoped_lock lock {mutex};
-        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-        try {
-            const auto image = Exiv2::ImageFactory::open(path);
-            image->readMetadata();
-            const auto& entries = image->exifData();
-            const auto entry = entries.findKey(Exiv2::ExifKey("Exif.Photo.DateTimeOriginal"));
-            return entry == entries.end() ? std::string {} : entry->toString();
-        } catch (const std::exception& error) { // the library's way to say that a file is no image
-            KWLog::appendLog("Unable to read {}: {}", path, error.what());
-            return {};
-        }
+        static ReadDateTimeOriginal* const read = loadReader();
+        std::string text;
+        std::string error;
+        if (read)
+            read(path, text, error);
+        if (!error.empty())
+            KWLog::appendLog("Unable to read {}: {}", path, error);
+        return text;
     }
 
 } // namespace

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace reelwright {
+
+/// Reading of images in a module of its own. The library for it takes longer to load than the command-line
+/// tool takes to report on a movie, so it is loaded when the first image is read.
+inline constexpr const char* kStillImageModule = "reelwright-stills.so";
+inline constexpr const char* kReadDateTimeOriginal = "reelwrightReadDateTimeOriginal";
+
+/// `text` becomes the text of the EXIF entry DateTimeOriginal of the file at `path`, empty when there is
+/// none; `error` the reason why the file cannot be read as an image. Not for several threads at once.
+using ReadDateTimeOriginal = void(const std::string& path, std::string& text, std::string& error);
+
+} // namespace reelwright
+
+extern "C" reelwright::ReadDateTimeOriginal reelwrightReadDateTimeOriginal;
