@@ -18,7 +18,7 @@ packages_for()
     run) # ffprobe and ffmpeg judge what the demonstration saved
         echo ffmpeg ;;
     test) # the test library, and other programs that judge the files that were saved
-        echo libgtest-dev libgmock-dev ffmpeg libimage-exiftool-perl mediainfo python3 attr ;;
+        echo libgtest-dev libgmock-dev ffmpeg libimage-exiftool-perl mediainfo strace python3 attr ;;
     bench) echo libbenchmark-dev ffmpeg libimage-exiftool-perl mediainfo python3 time valgrind ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     package) # the Debian package, and the programs that judge what is in it

@@ -81,9 +81,9 @@ if ((EUID == 0)); then
 
     fresh_machine ffmpeg python3 attr
     as_root run test
-    fact "what is missing is named" said "Missing for run test: libgtest-dev libgmock-dev libimage-exiftool-perl mediainfo"
+    fact "what is missing is named" said "Missing for run test: libgtest-dev libgmock-dev libimage-exiftool-perl mediainfo strace"
     fact "lists are renewed first" called "update"
-    fact "exactly what is missing is installed" called "--no-install-recommends libgtest-dev libgmock-dev libimage-exiftool-perl mediainfo"
+    fact "exactly what is missing is installed" called "--no-install-recommends libgtest-dev libgmock-dev libimage-exiftool-perl mediainfo strace"
     fact "installing succeeds" ended 0
     as_root run test
     fact "the second start finds nothing to do" ended 0
