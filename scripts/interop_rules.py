@@ -1,0 +1,678 @@
+"""What each edit of interop.py may change in the eyes of other programs: the RULES at the end, and the tests that they name.
+
+A rule speaks of the exact fact, and where it can of its exact value: that which follows from the old one, from the edit, or from
+what another program says. The atoms' fields are compared with what the edit is; of the other programs' facts some are
+numbers that they count from these in their own ways, and only have to be numbers (DERIVED).
+"""
+
+import collections
+import dataclasses
+import itertools
+import math
+import re
+import struct
+
+EDITS = {
+    "autoplay": ["--autoplay", "on"],
+    "autoclose": ["--autoclose", "on"],
+    "autoquit": ["--autoquit", "on"],
+    "controller": ["--controller", "hide"],
+    "aperture": ["--aperture", "production"],
+    "rotate": ["--rotate", "right"],
+    "flip": ["--flip"],
+    "flop": ["--flop"],
+    "disable": ["--track", "*:enabled=off"],
+    "in": ["--track", "*:in=1."],
+    "duration": ["--track", "*:duration=2."],
+    "anew": ["--force-resave", "--autoplay", "on"],
+    "timecode": ["--timecode", "02:03:04:05"],
+}
+
+
+@dataclasses.dataclass
+class Change:
+    """One fact that is not what it was."""
+
+    edit: str
+    tags: str  # the way of saving, and what is special about the file: "flattened fragmented"
+    program: str
+    key: str
+    old: str  # "None" for none
+    new: str
+    was: dict  # all reports
+    now: dict
+
+
+    def atom(self, name, report=None):
+        """Another field of the same track's atoms (or of the movie's), after the edit; or before it."""
+        track = re.match(r"moov/trak\[\d+\]/|moov/", self.key)[0]
+        return (self.now if report is None else report)["atoms"].get(name if name.startswith("moov/") else track + name, "")
+
+
+def movie_scales(change):
+    return [int(reports["atoms"]["moov/mvhd/time scale"]) for reports in (change.was, change.now)]
+
+
+def edit_list(text):
+    """[[length, start, rate], ...] of an edit list's text."""
+    return [[int(part) for part in re.split("[@*]", entry.split("*")[0])] + [entry.split("*")[1]] for entry in text.split()]
+
+
+def tracks(report):
+    """The paths of all tracks."""
+    return [key.removesuffix("children") for key in report["atoms"] if re.fullmatch(r"moov/trak\[\d+\]/children", key)]
+
+
+def seconds(report):
+    """Every length that the header states: of the movie, tracks, media and of what the edit lists show, empty edits included or not."""
+    facts = report["atoms"]
+    scale = int(facts.get("moov/mvhd/time scale", 0)) or 1
+    found = {int(facts.get("moov/mvhd/duration", 0)) / scale}
+    for track in tracks(report):
+        edits = edit_list(facts.get(track + "edts/elst/edits", ""))
+        media = int(facts.get(track + "mdia/mdhd/duration", 0)) / (int(facts.get(track + "mdia/mdhd/time scale", 0)) or 1)
+        shown = sum(length for length, start, _ in edits if start >= 0) / scale
+        found |= {media, shown, int(facts.get(track + "tkhd/duration", 0)) / scale, media + lead(report, track)}
+    return found
+
+
+def lead(report, track):
+    """Seconds of empty edits before a track's first media."""
+    edits = edit_list(report["atoms"].get(track + "edts/elst/edits", ""))
+    empty = itertools.takewhile(lambda edit: edit[1] < 0, edits)
+    return sum(length for length, _, _ in empty) / (int(report["atoms"]["moov/mvhd/time scale"]) or 1)
+
+
+def media_starts(report):
+    """Seconds from the movie's start to that of each track's media, whether shown or not."""
+    starts = [lead(report, track) for track in tracks(report)]
+    for track in tracks(report):
+        edits = [edit for edit in edit_list(report["atoms"].get(track + "edts/elst/edits", "")) if edit[1] >= 0]
+        starts += [lead(report, track) - edit[1] / (int(report["atoms"][track + "mdia/mdhd/time scale"]) or 1) for edit in edits[:1]]
+    return starts
+
+
+def a_length(change, precise=0.0015):
+    """Says the program how long something is that the header says is so long?"""
+    value = float(change.new) / (1000 if "/extra/" in change.key else 1)
+    return any(abs(value - length) <= precise + 1e-5 * length for length in seconds(change.now))
+
+
+# ---- Tests of single rules: does the new fact follow from the old one, or from others? ------------------------------
+
+
+def family(come="", go=""):
+    """A container's children and their order stay, but for one more of each kind that may come, and those that may go."""
+    come, go = come.split(), go.split()
+
+    def test(change):
+        old, new = ([] if text == "None" else text.split() for text in (change.old, change.new))
+        more, less = collections.Counter(new) - collections.Counter(old), collections.Counter(old) - collections.Counter(new)
+        kept = [[kind for kind in kinds if kind not in {*come, *go}] for kinds in (old, new)]
+        return kept[0] == kept[1] and set(more) <= set(come) and set(less) <= set(go) and all(count == 1 for count in more.values())
+
+    return test
+
+
+def product(matrix, turn):
+    return [sum(matrix[3 * row + k] * turn[3 * k + column] for k in range(3)) for row in range(3) for column in range(3)]
+
+
+TURNS = {"rotate": [0, 1, 0, -1, 0, 0, 0, 0, 1], "flip": [-1, 0, 0, 0, -1, 0, 0, 0, 1], "flop": [-1, 0, 0, 0, 1, 0, 0, 0, 1]}
+
+
+def matrix_of(text):
+    """A matrix of an atom (hexadecimal), of exiftool (decimal) or of ffprobe (lines with numbers of their own)."""
+    if re.fullmatch(r"[0-9a-f]{72}", text):
+        return [entry / (1 << (30 if at % 3 == 2 else 16)) for at, (entry,) in enumerate(struct.iter_unpack(">i", bytes.fromhex(text)))]
+    if "\n" in text:
+        rows = [line.split(":")[1].split() for line in text.strip().splitlines()]
+        return [int(entry) / (1 << (30 if at % 3 == 2 else 16)) for at, entry in enumerate(itertools.chain(*rows))]
+    return [float(entry) for entry in text.split()] if text != "None" else [1, 0, 0, 0, 1, 0, 0, 0, 1]
+
+
+def turned(change):
+    wanted = product(matrix_of(change.old), TURNS[change.edit])
+    precise = 0 if change.program == "atoms" else 1e-4
+    return all(abs(a - b) <= precise for a, b in zip(wanted, matrix_of(change.new)))
+
+
+def shown_matrix(change):
+    """ffprobe shows the product of a track's matrix and the movie's."""
+    movie = matrix_of(change.now["atoms"]["moov/mvhd/rate to selection"][32:104])
+    products = [product(matrix_of(change.now["atoms"][track + "tkhd/matrix"]), movie) for track in tracks(change.now)]
+    return any(all(abs(a - b) < 1e-4 for a, b in zip(matrix_of(change.new), wanted)) for wanted in products)
+
+
+def angle(change):
+    """Is it the angle of a track's matrix, with either sign?"""
+    if change.new == "None":
+        return True
+    for track in tracks(change.now):
+        a, b, *_ = matrix_of(change.now["atoms"][track + "tkhd/matrix"])
+        if any(abs((float(change.new) - sign * math.degrees(math.atan2(b, a))) % 360) < 0.01 for sign in (1, -1)):
+            return True
+    return False
+
+
+def mirrored(change):
+    """A mirrored picture has pixels of negative width, says mediainfo, and keeps what it said before as the original's."""
+    key = change.key.removesuffix("_Original")
+    old, new = change.was["mediainfo"][key], change.now["mediainfo"][key]
+    original = change.now["mediainfo"].get(key + "_Original", old)
+    return (new == "-" + old or new.startswith("-") and original == old) and change.old in (old, "None")
+
+
+def sizes_of_picture(change):
+    """Encoded pixels are what the sample description says; exiftool reads both."""
+    report, track = change.now["exiftool"], change.key.split(":")[0]
+    first = [report.get(f"{track}:SourceImage{name}", "").split(", ")[0] for name in ("Width", "Height")]
+    return change.new == " ".join(first)
+
+
+def same_chunks(change):
+    """As many chunks as there were, in the other form of the table."""
+    path = change.key.rsplit("/", 2)[0]
+    counts = [[report["atoms"][f"{path}/{form}/chunks"] for form in ("stco", "co64") if f"{path}/{form}/chunks" in report["atoms"]] for report in (change.was, change.now)]
+    return len(counts[0]) == 1 and counts[0] == counts[1]
+
+
+def disabled(change):
+    return int(change.new, 16) == int(change.old, 16) & ~1
+
+
+def later(change):
+    """A second of nothing comes first, in place of what empty edits there were; the rest of the list stays."""
+    edits = edit_list(change.new)
+    length = 0 if "fragmented" in change.tags else int(change.atom("tkhd/duration", change.was))
+    old = edit_list(change.old) if change.old != "None" else [[length, 0, "1"]]
+    stay = list(itertools.dropwhile(lambda edit: edit[1] < 0, old))
+    # No length stands for the rest of the media, of which fragments tell more than the header.
+    same = len(stay) == len(edits) - 1 and all(a == b or a[0] == 0 and a[1:] == b[1:] for a, b in zip(stay, edits[1:]))
+    return same and edits[0][1] == -1 and 0.99 < edits[0][0] / movie_scales(change)[1] < 1.01
+
+
+def cut(change):
+    """The edits stay in their order; the last one that stays is shorter or longer, or a stretch of nothing follows. Without
+    what is empty at the start it is two seconds."""
+    edits = edit_list(change.new)
+    old = edit_list(change.old) if change.old != "None" else [[0, 0, "1"]]
+    shown = edits[:-1] if edits[-1][1] == -1 and len(edits) > 1 else edits
+    same = all(a[1:] == b[1:] for a, b in zip(shown, old)) and [edit[0] for edit in shown[:-1]] == [edit[0] for edit in old[: len(shown) - 1]]
+    nothing = sum(edit[0] for edit in itertools.takewhile(lambda edit: edit[1] < 0, edits))
+    return len(shown) <= len(old) and same and 1.98 < (sum(edit[0] for edit in edits) - nothing) / movie_scales(change)[1] < 2.02
+
+
+def sum_of_edits(change):
+    """A track is as long as its edit list."""
+    edits = edit_list(change.atom("edts/elst/edits"))
+    return bool(edits) and int(change.new) == sum(length for length, _, _ in edits)
+
+
+def longest_track(change):
+    return int(change.new) == max(int(change.now["atoms"][track + "tkhd/duration"]) for track in tracks(change.now))
+
+
+def rescaled(change):
+    """The same time in the movie's new scale."""
+    old, new = movie_scales(change)
+    return abs(int(change.new) * old - int(change.old) * new) * 2 <= old
+
+
+def rescaled_edits(change):
+    old, new = (edit_list(text) for text in (change.old, change.new))
+    scales = movie_scales(change)
+    return [edit[1:] for edit in old] == [edit[1:] for edit in new] and all(
+        abs(b[0] * scales[0] - a[0] * scales[1]) * 2 <= scales[0] for a, b in zip(old, new)
+    )
+
+
+def finer(change):
+    return int(change.new) > int(change.old)
+
+
+def next_number(change):
+    """It is that behind the new track's, which nobody had."""
+    path = [track for track in tracks(change.now) if track not in tracks(change.was)]
+    number = int(change.new) - 1
+    used = [int(change.was["atoms"][track + "tkhd/id"]) for track in tracks(change.was)]
+    return len(path) == 1 and int(change.now["atoms"][path[0] + "tkhd/id"]) == number >= int(change.old) and number not in used
+
+
+def is_new(change, path):
+    return path not in tracks(change.was) and change.now["atoms"].get(path + "mdia/minf/stbl/stsd/children") == "tmcd"
+
+
+def defines_timecode(change):
+    """In the movie's time scale, and with as many frames a second as the duration of a frame tells."""
+    form = re.fullmatch("0{14}010{8}0{8}([0-9a-f]{8})([0-9a-f]{8})([0-9a-f]{2})000{6}0c6e616d650{8}0{8}", change.new)
+    scale, duration, number = (int(part, 16) for part in form.groups())
+    return str(scale) == change.atom("moov/mvhd/time scale") and 0 <= number - scale / duration < 1 or number == int(scale / duration)
+
+
+def new_track(change):
+    """What the track that came is made of, field by field."""
+    path = re.match(r"moov/trak\[\d+\]/", change.key)[0]
+    wanted = NEW_TRACK[change.key.removeprefix(path)]
+    return change.old == "None" and is_new(change, path) and (wanted(change) if callable(wanted) else re.fullmatch(wanted, change.new))
+
+
+def said_of_new_track(change):
+    return change.old == "None" and is_new(change, f"moov/trak[{re.search(r'[0-9]+', change.key)[0]}]/")
+
+
+def own(before_and_after):
+    """A fact of the timecode track that was there before, whose media are made again."""
+
+    def test(change):
+        if change.program in ("ffprobe", "packets"):
+            stream = re.search(r"\d+", change.key)[0]
+            is_own = change.was["ffprobe"].get(f"streams[{stream}]/codec_tag_string") == "tmcd"
+        else:
+            number = re.search(r"trak\[(\d+)\]|Track(\d+)", change.key)
+            path = f"moov/trak[{number[1] or number[2]}]/"
+            is_own = path in tracks(change.was) and change.now["atoms"].get(path + "mdia/minf/stbl/stsd/children") == "tmcd"
+        return is_own and (before_and_after(change) if callable(before_and_after) else all(re.fullmatch(form, text) for form, text in zip(before_and_after, (change.old, change.new))))
+
+    return test
+
+
+def same_definition(change):
+    """The time scale, frame duration and number of frames stay; flags and reel are what the edit says."""
+    return change.old[32:50] == change.new[32:50] and change.new[24:32] == "00000000" and re.fullmatch("000{6}0c6e616d650{8}(0000)?", change.new[50:])
+
+
+def made_with_movie(change):
+    return change.new in (change.atom("moov/mvhd/created"), change.atom("tkhd/created"), change.atom("moov/mvhd/modified"), change.atom("tkhd/modified"))
+
+
+def new_section(change):
+    """Nothing was said of this track of mediainfo's before, and now it says that it is timecode."""
+    section = change.key.split("/")[0] + "/"
+    return change.now["mediainfo"].get(section + "Format") == "QuickTime TC" and section + "@type" not in change.was["mediainfo"]
+
+
+def refers_to_timecode(change):
+    ids = [change.now["atoms"][track + "tkhd/id"] for track in tracks(change.now) if change.now["atoms"].get(track + "mdia/minf/stbl/stsd/children") == "tmcd"]
+    return change.old == "None" and change.new in [f"{int(number):08x}" for number in ids]
+
+
+def definitions(report):
+    """(time scale, frame duration, number of frames) of the timecode tracks."""
+    for track in tracks(report):
+        text = report["atoms"].get(track + "mdia/minf/stbl/stsd/tmcd", "")
+        if re.fullmatch(r"[0-9a-f]{50,}", text):
+            scale, duration = int(text[32:40], 16), int(text[40:48], 16)
+            yield scale, duration, int(text[48:50], 16)
+
+
+START = (2 * 60 + 3) * 60 + 4, 5  # seconds and frames
+
+
+def starts_at_timecode(change):
+    """In seconds, or thousandths, and with what the media's own start adds."""
+    value = float(change.new) / (1000 if "/extra/" in change.key else 1)
+    before = 0 if "/extra/" not in change.key or change.old == "None" else float(change.old) / 1000
+    own_start = change.was["mediainfo"].get(change.key.replace("extra/Source_Delay", "Delay"), "0") if "/extra/" in change.key else "0"
+    starts = [(START[0] * number + START[1]) * duration / scale for scale, duration, named in definitions(change.now) for number in (named, -(-scale // duration))]
+    leads = [0, *media_starts(change.now)]
+    return any(abs(value - start - more) < 0.003 for start in starts for more in [before, before - float(own_start), *leads])
+
+
+def counts_from_timecode(change):
+    """Hours to frames, counted with the number of frames that the definition names."""
+    hours, minutes, seconds_, frames = (int(part) for part in re.split("[:;]", change.new))
+    found = [(((hours * 60 + minutes) * 60 + seconds_) * number + frames) for _, _, number in definitions(change.now)]
+    return any(count == START[0] * -(-scale // duration) + START[1] for count, (scale, duration, _) in zip(found, definitions(change.now)))
+
+
+def later_by_the_edit(change):
+    """What a program says of the start moved as much as the empty edit at the start of a track grew."""
+    old, new = in_seconds(change, change.old), in_seconds(change, change.new)
+    grown = [lead(change.now, track) - lead(change.was, track) for track in tracks(change.now)]
+    return any(abs(new - old - more) < 0.03 for more in grown) or any(abs(new - lead(change.now, track)) < 0.03 for track in tracks(change.now))
+
+
+def starts_with_edit(change):
+    """Where the empty edits of a track end, or at once."""
+    new = in_seconds(change, change.new)
+    return any(abs(new - lead(change.now, track)) < 0.002 for track in tracks(change.now))
+
+
+def in_seconds(change, text):
+    """What ffprobe says of a start, in its own unit or in seconds."""
+    base = "1/1" if change.key.endswith("_time") else change.now["ffprobe"][change.key.rsplit("/", 1)[0] + "/time_base"]
+    return 0 if text == "None" else float(text) * int(base.split("/")[0]) / int(base.split("/")[1])
+
+
+def moved_to_source(change):
+    """What was said of the track is now said of its media, of which the edit list does not show all; or no longer."""
+    if change.new == "None":
+        return True
+    if change.key.endswith("_Source"):
+        return change.new == "Container"
+    before = change.was["mediainfo"]
+    if change.key.endswith("Source_Delay"):
+        starts = media_starts(change.now)
+        timecode = float(before.get(change.key.replace("extra/Source_Delay", "Delay"), "0").split(" ")[0])
+        return any(abs(float(change.new) / 1000 - timecode - start) < 0.002 for start in starts)
+    olds = [before.get(change.key.replace("Source_", "") + more) for more in ("", "_Encoded")]
+    return olds == [None, None] or any(old and abs(float(change.new) - float(old)) <= max(0.002, float(old) * 0.002) for old in olds)
+
+
+def one_sided(change):
+    """Something came or went, and did not become something else."""
+    return "None" in (change.old, change.new)
+
+
+def same_chapters(change):
+    """The same titles in the same order, at other times; of a movie that is cut or longer the first of them."""
+    section = change.key.split("_")[0]
+    old, new = ([text for key, text in sorted(report["mediainfo"].items()) if key.startswith(section + "_")] for report in (change.was, change.now))
+    return old == new or change.edit == "duration" and (old[: len(new)] == new or new[: len(old)] == old)
+
+
+def same_rate(change):
+    """Bits a second, from the size of the file and its length, as the program says them."""
+    facts = change.now["ffprobe"]
+    if "None" in (change.new, facts.get("format/duration", "None")):
+        return True
+    return abs(int(change.new) - int(facts["format/size"]) * 8 / float(facts["format/duration"])) < 2 + int(change.new) / 1000
+
+
+def size_of_file(change):
+    return change.new == change.now["ffprobe"].get("format/size") == change.now["mediainfo"].get("General/FileSize")
+
+
+def a_track_length(change):
+    """As long as its edit list, or as its media."""
+    scale = movie_scales(change)[1]
+    media = int(change.atom("mdia/mdhd/duration")) / int(change.atom("mdia/mdhd/time scale"))
+    return sum_of_edits(change) or abs(int(change.new) - media * scale) <= 1
+
+
+def to_the_end(change):
+    """An edit of no length, which stands for the rest of the fragments, has theirs."""
+    old, new = (edit_list(text) for text in (change.old, change.new))
+    return [edit[1:] for edit in old] == [edit[1:] for edit in new] and all(a[0] == b[0] or a[0] == 0 for a, b in zip(old, new))
+
+
+NUMBER = r"-?[\d.]+"
+OR_NONE = rf"{NUMBER}|None"
+DERIVED = (OR_NONE, OR_NONE)  # numbers that a program counts from others, which are compared on their own
+DATA = r"(\(Binary data \d+ bytes, use -b option to extract\)(, )?)*"
+GONE = (r"(?s).*", "None")
+SAID = ("None", r"(?s).+")
+TRACK = r"moov/trak\[\d+\]"
+STREAM = r"streams\[\d+\]"
+SECTION = r"(General|Video|Audio|Text|Other|Menu|Image) ?[^/]*"
+
+# The item of user data that a setting is, and what exiftool calls it.
+SETTINGS = [
+    ("autoplay|anew", "play", "01", "Unknown_play", r"\(Binary data 1 bytes, .*\)"),
+    ("autoclose", "aclo", "01", "Unknown_aclo", r"\(Binary data 1 bytes, .*\)"),
+    ("autoquit", "aqui", "01", "Unknown_aqui", r"\(Binary data 1 bytes, .*\)"),
+    ("controller", "ctyp", b"none".hex(), "Unknown_ctyp", "none"),
+    ("aperture", "apmd", b"prod".hex(), "ApertureMode", "prod"),
+]
+SETTING = "|".join(edits for edits, *_ in SETTINGS)
+TURN = "|".join(TURNS)
+
+NEW_TRACK = {
+    "children": "tkhd edts mdia",
+    "tkhd": "0{8}",
+    "tkhd/version and flags": "00000007",
+    "tkhd/created": made_with_movie,
+    "tkhd/modified": made_with_movie,
+    "tkhd/id": lambda change: int(change.new) == int(change.atom("moov/mvhd/next track")) - 1,
+    "tkhd/duration": sum_of_edits,
+    "tkhd/layer to volume": "0{32}",
+    "tkhd/matrix": "000100000{24}000100000{24}40000000",
+    "tkhd/size": "[0-9a-f]{4}0000[0-9a-f]{4}0000",
+    "edts/children": "elst",
+    "edts/elst/version and flags": "0{8}",
+    "edts/elst/edits": lambda change: change.new == change.atom("moov/mvhd/duration") + "@0*1",
+    "mdia/children": "mdhd hdlr minf",
+    "mdia/mdhd/version and flags": "0{8}",
+    "mdia/mdhd/created": made_with_movie,
+    "mdia/mdhd/modified": made_with_movie,
+    "mdia/mdhd/time scale": lambda change: change.new == change.atom("moov/mvhd/time scale"),
+    "mdia/mdhd/duration": lambda change: change.new == change.atom("tkhd/duration"),
+    "mdia/mdhd/language": "0{8}",
+    "mdia/hdlr": f"0{{8}}(?:{b'mhlr'.hex()}|0{{8}}){b'tmcd'.hex()}0{{24}}(?:17)?{b'Time Code Media Handler'.hex()}(?:00)?",
+    "mdia/minf/children": "gmhd (hdlr )?dinf stbl",
+    "mdia/minf/gmhd/children": "gmin tmcd",
+    "mdia/minf/gmhd/gmin": "0{8}00408000800080000{8}",
+    "mdia/minf/gmhd/tmcd/children": "tcmi",
+    "mdia/minf/gmhd/tmcd/tcmi": f"0{{16}}000c0{{16}}f{{12}}09{b'Helvetica'.hex()}",
+    "mdia/minf/hdlr": f"0{{8}}{b'dhlralis'.hex()}0{{24}}0c{b'Data Handler'.hex()}",
+    "mdia/minf/dinf/children": "dref",
+    "mdia/minf/dinf/dref/children": "alis|url ",
+    "mdia/minf/dinf/dref/besides": r"0{15}1\|",
+    "mdia/minf/dinf/dref/alis": "00000001",
+    "mdia/minf/dinf/dref/url ": "00000001",
+    "mdia/minf/stbl/children": "stsd stts stsc stsz stco",
+    "mdia/minf/stbl/stsd/children": "tmcd",
+    "mdia/minf/stbl/stsd/besides": r"0{15}1\|",
+    "mdia/minf/stbl/stsd/tmcd": defines_timecode,
+    "mdia/minf/stbl/stts": lambda change: change.new == f"00000000{1:08x}{1:08x}{int(change.atom('tkhd/duration')):08x}",
+    "mdia/minf/stbl/stsc": "0{8}(0{7}1){4}",
+    "mdia/minf/stbl/stsz": "0{8}0000000400000001",
+    "mdia/minf/stbl/stco/version and flags": "0{8}",
+    "mdia/minf/stbl/stco/chunks": "1",
+    "mdia/minf/stbl/stco/more": "[0-9a-f]{8}",
+}
+
+# What may differ: (edits, tags of the save and the file, program, key, before and after). The first four are expressions that
+# match the whole; the last is two such expressions, or a test of the change.
+RULES = [
+    # -- Every save: the file itself
+    (".*", ".*", "ffprobe", "format/size", size_of_file),
+    (".*", ".*", "ffprobe", "format/bit_rate", same_rate),
+    (".*", ".*", "mediainfo", "General/(FileSize|StreamSize|OverallBitRate|HeaderSize|DataSize|FooterSize)", DERIVED),
+    (".*", ".*", "mediainfo", "General/IsStreamable", ("Yes|No|None", "Yes|No")),
+    (".*", ".*", "mediainfo", "General/File_Modified_Date(_Local)?", (".*", r"[-\d]+ [\d:.]+( UTC)?")),
+    (".*", ".*", "exiftool", "System:(FileSize|FileModifyDate|FileAccessDate|FileInodeChangeDate)", (".*", ".*")),
+    (".*", ".*", "exiftool", "Composite:AvgBitrate", DERIVED),
+    (".*", ".*", "exiftool", "QuickTime:(Free|Wide)", (DATA + "|None", DATA + "|None")),
+    # A file without ftyp whose first atom is free space or media instead of the header, or the other way round.
+    (".*", ".*in-place.*", "ffprobe", "format/probe_score", ("100|95", "95|100")),
+    # mediainfo estimates a stream's rate from the size of the file where it counts no samples.
+    (".*", ".*", "mediainfo", r"Video [^/]+/(BitRate|StreamSize)", (r"\d+", r"\d+")),
+    # -- A file that is written anew
+    (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/more", (".*", ".*")),
+    (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/(chunks|version and flags)", same_chunks),
+    (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/children", family("stco co64", "co64 stco")),
+    (".*", ".*flattened.*", "atoms", r"mdat\[\d+\](/size)?", (r"\d+ bytes|64-bit, 1|to-end, 0|None", r"\d+ bytes|64-bit, 1|None")),
+    (".*", ".*flattened.*", "exiftool", "QuickTime:(MediaData|MediaDataOffset|MediaDataSize)", (rf"({DATA}|[\d, ]+|None)", rf"{DATA}|[\d, ]+|None")),
+    (".*", ".*flattened.*", "exiftool", r"Track\d+:ChunkOffset(64)?", (DATA + "|None", DATA + "|None")),
+    # Metadata of eight bytes that name the place of an atom, which moves.
+    (".*", ".*flattened.*", "atoms", r"moov/meta/ilst/\\x00\\x00\\x00\\x02/data", (r"0000004e0{16}[0-9a-f]{8}", r"0000004e0{16}[0-9a-f]{8}")),
+    # The samples of fragments stand in tables afterwards, and the fragments, and what leads to them, are gone.
+    (".*", ".*fragmented.*", "atoms", r"(moof\[\d+\]|mfra|sidx|ssix|styp|moov/mvex)(\[\d+\])?(/.*)?", GONE),
+    (".*", ".*fragmented.*", "atoms", "moov/children", family("udta trak", "mvex")),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/mdia/minf/stbl/children", family("stco ctts stss sdtp", "co64 ctts")),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/mdia/minf/stbl/(stts|stsc|stsz|ctts|(stco|co64)/(chunks|version and flags))", (".*", ".*")),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/mdia/minf/stbl/(stss|sdtp)", SAID),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/mdia/mdhd/duration", (r"\d+", r"[1-9]\d*")),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/tkhd/duration", a_track_length),
+    (".*", ".*fragmented.*", "atoms", "moov/mvhd/duration", longest_track),
+    (".*", ".*fragmented.*", "atoms", TRACK + "/edts/elst/edits", to_the_end),
+    (".*", ".*fragmented.*", "exiftool", r"QuickTime:(MovieFragmentSequence|Unknown_(mfra|mvex|sidx|styp|tfdt|tfhd|trun|sdtp))", GONE),
+    (".*", ".*fragmented.*", "exiftool", r"Track\d+:(SampleSizes|SampleToChunk|TimeToSampleTable|SyncSampleTable|CompositionTimeToSample|IdependentAndDisposableSamples)", (DATA + "|None", DATA + "|None")),
+    (".*", ".*fragmented.*", "exiftool", r"QuickTime:Duration|Track\d+:(TrackDuration|MediaDuration)", a_length),
+    (".*", ".*fragmented.*", "exiftool", r"Track\d+:VideoFrameRate", ("None", NUMBER)),
+    (".*", ".*fragmented.*", "exiftool", "QuickTime:Unknown_skip", ("(, )*", "(, )*")),
+    (".*", ".*fragmented.*", "ffprobe", f"(format|{STREAM})/duration", a_length),
+    (".*", ".*fragmented.*", "ffprobe", f"(format|{STREAM})/start_(time|pts)", starts_with_edit),
+    (".*", ".*fragmented.*", "ffprobe", f"{STREAM}/nb_frames", (r"None|\d+", r"\d+")),
+    (".*", ".*fragmented.*", "ffprobe", f"{STREAM}/(bit_rate|duration_ts|has_b_frames)", DERIVED),
+    (".*", ".*fragmented.*", "packets", r"stream \d+ start", DERIVED),
+    (".*", ".*fragmented.*", "mediainfo", SECTION + "/Duration", a_length),
+    (".*", ".*fragmented.*", "mediainfo", SECTION + "/(BitRate|OverallBitRate)_Mode", ("None", "CBR|VBR")),
+    (".*", ".*fragmented.*", "mediainfo", SECTION + r"/(BitRate|StreamSize|Duration_(First|Last)Frame|FrameRate(_Num|_Den|_Maximum|_Minimum)?)", DERIVED),
+    (".*", ".*fragmented.*", "mediainfo", SECTION + "/FrameRate_Mode", ("VFR", "CFR")),
+    (".*", ".*fragmented.*", "mediainfo", r"Audio [^/]+/extra/Errors", ("Missing ID_END", "None")),
+    (".*", ".*fragmented.*", "mediainfo", SECTION + r"/(extra/)?Source_\w+", moved_to_source),
+    # A compressed header is saved plain; exiftool cannot read a compressed one.
+    (".*", ".*compressed.*", "atoms", "moov/cmov/(children|dcom|cmvd)", GONE),
+    (".*", ".*compressed.*", "mediainfo", "General/Format_Settings", ("Compressed header", "None")),
+    (".*", ".*compressed.*", "exiftool", r"(QuickTime|Track\d+|UserData|Composite):\w+", SAID),
+    (".*", ".*compressed.*", "exiftool", "QuickTime:(Compression|Unknown_cmvd)", (r"zlib|\(Binary data \d+ bytes, .*\)", "None")),
+    # A file cut short in its index of segments: it does not come along, and ffprobe took the duration from it.
+    (".*", "flattened index", "atoms", "sidx(/size)?", GONE),
+    (".*", "flattened index", "exiftool", "ExifTool:Warning", (r"Truncated 'sidx' data \(missing \d+ bytes\)", "None")),
+    (".*", "flattened index", "mediainfo", "General/extra/IsTruncated", ("Yes", "None")),
+    (".*", "flattened index", "ffprobe", f"(format|{STREAM})/duration", a_length),
+    (".*", "flattened index", "ffprobe", f"{STREAM}/duration_ts", DERIVED),
+    # -- Settings
+    *((edits, ".*", "atoms", f"moov/udta/{item}", (r"None|[0-9a-f]{2}|[0-9a-f]{8}", value)) for edits, item, value, _, _ in SETTINGS),
+    *((edits, ".*", "atoms", "moov/udta/children", family(item)) for edits, item, *_ in SETTINGS),
+    *((edits, ".*", "exiftool", f"UserData:{name}", (r"None|\w{4}", text)) for edits, _, _, name, text in SETTINGS),
+    (SETTING, ".*", "atoms", "moov/children", family("udta")),
+    # Empty user data, some with a closing zero, become a list, which keeps the zero.
+    (SETTING, ".*", "atoms", "moov/udta", ("|00000000", "None")),
+    (SETTING, ".*", "atoms", "moov/udta/besides", ("None", r"\|00000000")),
+    ("aperture", ".*", "atoms", TRACK + "/children", family("tapt")),
+    ("aperture", ".*", "atoms", TRACK + "/tapt/children", ("None", "clef prof enof")),
+    ("aperture", ".*", "atoms", TRACK + "/tapt/(clef|prof)", ("None|[0-9a-f]{24}", r"0{8}(?!0{8})[0-9a-f]{8}(?!0{8})[0-9a-f]{8}")),
+    ("aperture", ".*", "atoms", TRACK + "/tapt/enof", ("None", r"0{8}(?!0{4})[0-9a-f]{4}0000(?!0{4})[0-9a-f]{4}0000")),
+    ("aperture", ".*", "exiftool", r"Track\d+:(CleanAperture|ProductionAperture)Dimensions", (rf"None|{NUMBER} {NUMBER}", f"{NUMBER} {NUMBER}")),
+    ("aperture", ".*", "exiftool", r"Track\d+:EncodedPixelsDimensions", sizes_of_picture),
+    # -- Turns
+    (TURN, ".*", "atoms", TRACK + "/tkhd/matrix", turned),
+    (TURN, ".*", "exiftool", r"Track\d+:MatrixStructure", turned),
+    (TURN, ".*", "ffprobe", STREAM + r"/side_data_list\[Display Matrix\]/displaymatrix", shown_matrix),
+    (TURN, ".*", "ffprobe", STREAM + r"/side_data_list\[Display Matrix\]/side_data_type", ("None|Display Matrix", "None|Display Matrix")),
+    (TURN, ".*", "ffprobe", STREAM + r"/side_data_list\[Display Matrix\]/rotation", angle),
+    (TURN, ".*", "exiftool", "Composite:Rotation", angle),
+    (TURN, ".*", "mediainfo", r"Video [^/]+/Rotation", angle),
+    (TURN, ".*", "mediainfo", r"Video [^/]+/(Display|Pixel)AspectRatio(_Original)?", mirrored),
+    # -- Tracks that are disabled
+    ("disable", ".*", "atoms", TRACK + "/tkhd/version and flags", disabled),
+    ("disable", ".*", "ffprobe", STREAM + "/disposition/default", ("1", "0")),
+    ("disable", ".*", "mediainfo", SECTION + "/Default", ("None|Yes", "No")),
+    # -- Times
+    ("in", ".*", "atoms", TRACK + "/edts/elst/edits", later),
+    ("duration", ".*", "atoms", TRACK + "/edts/elst/edits", cut),
+    ("in|duration", ".*", "atoms", TRACK + "/children", family("edts")),
+    ("in|duration", ".*", "atoms", TRACK + "/edts/children", ("None", "elst")),
+    ("in|duration", ".*", "atoms", TRACK + "/edts/elst/version and flags", ("None", "0[01]000000")),
+    ("in|duration", ".*", "atoms", TRACK + "/tkhd/duration", sum_of_edits),
+    ("in|duration", ".*", "atoms", "moov/mvhd/duration", longest_track),
+    ("in|duration", ".*", "exiftool", r"(QuickTime:Duration|Track\d+:TrackDuration)", a_length),
+    ("in|duration", ".*", "exiftool", r"Track\d+:Unknown_edts", (DATA + "|None", DATA)),
+    ("in|duration", ".*", "ffprobe", f"(format|{STREAM})/duration", a_length),
+    ("in|duration", ".*", "ffprobe", f"{STREAM}/duration_ts", DERIVED),
+    ("in|duration", ".*", "ffprobe", f"(format|{STREAM})/start_(pts|time)", later_by_the_edit),
+    ("in|duration", ".*", "mediainfo", SECTION + "/Duration", a_length),
+    ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?Source_\w+", moved_to_source),
+    ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?(FrameCount|SamplingCount|StreamSize|StreamSize_Encoded|BitRate|BitRate_Maximum|BitRate_Nominal)", DERIVED),
+    ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?Duration_(First|Last)Frame", (NUMBER, "None")),
+    ("in|duration", ".*", "mediainfo", r"Other [^/]+/TimeCode_LastFrame", (r"[\d:;]+", r"[\d:;]+")),
+    # Rates of texts, and of a picture that lasts as long as the file, are their number by the length.
+    ("in|duration", ".*", "mediainfo", r"(General|Text [^/]+|Video [^/]+)/FrameRate(_Num|_Den)?", DERIVED),
+    ("in|duration", ".*", "ffprobe", STREAM + "/avg_frame_rate", (r"\d+/\d+", "0/0")),
+    ("in|duration", ".*", "ffprobe", STREAM + "/(bit_rate|has_b_frames)", (r"\d+", r"\d+")),
+    # ffprobe ends a stream of fragments, and takes its end from what it shows of it.
+    ("duration", ".*fragmented.*", "ffprobe", f"{STREAM}/duration", (NUMBER, NUMBER)),
+    ("in|duration", ".*fragmented.*", "mediainfo", SECTION + "/Source_StreamSize", ("None", r"\d+")),
+    # A movie header without a time scale.
+    ("in", ".*", "ffprobe", STREAM + "/duration", (r"0\.0+", r"1\.0+")),
+    # Chapters lie in a text track, whose times move or which ends sooner.
+    ("in", ".*", "ffprobe", r"chapters\[\d+\]/(start|end)(_time)?", (NUMBER, NUMBER)),
+    ("duration", ".*", "ffprobe", r"chapters\[\d+\]/(id|start|end)(_time)?", DERIVED),
+    ("duration", ".*", "ffprobe", r"chapters\[\d+\]/(tags/title|time_base)", one_sided),
+    ("duration", ".*", "ffprobe", r"chapters\[\d+\]/time_base", (r"1/\d+", r"1/\d+")),
+    ("in|duration|timecode", ".*", "mediainfo", r"Menu[^/]*/extra/_[\d_]+", same_chapters),
+    # -- Timecode: the track that came, or what the one that was there says now
+    ("timecode", ".*", "atoms", TRACK + "/.*", new_track),
+    ("timecode", ".*", "exiftool", r"Track\d+:\w+", said_of_new_track),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/.*", new_section),
+    ("timecode", ".*", "mediainfo", r"Other ?[^/]*/@typeorder", (r"None|\d", r"\d")),
+    ("timecode", ".*", "mediainfo", "General/OtherCount", (r"None|\d+", r"\d+")),
+    ("timecode", ".*", "ffprobe", "format/nb_streams", (r"\d+", r"\d+")),
+    ("timecode", ".*", "atoms", "moov/children", family("trak")),
+    ("timecode", ".*", "atoms", "moov/mvhd/next track", next_number),
+    ("timecode", ".*", "atoms", r"mdat\[\d+\]", ("None", "4 bytes")),
+    ("timecode", ".*", "exiftool", "QuickTime:(MediaData|MediaDataOffset|MediaDataSize)", (rf"({DATA}|[\d, ]+|None)", rf"({DATA}|[\d, ]+)")),
+    ("timecode", ".*", "exiftool", "QuickTime:NextTrackID", (r"\d+", r"\d+")),
+    # Other tracks refer to it.
+    ("timecode", ".*", "atoms", TRACK + "/children", family("tref")),
+    ("timecode", ".*", "atoms", TRACK + "/tref/children", family("tmcd")),
+    ("timecode", ".*", "atoms", TRACK + "/tref/tmcd", refers_to_timecode),
+    ("timecode", ".*", "exiftool", r"Track\d+:TimeCode", ("None", r"\d+")),
+    # The movie's time scale may be finer, and all that counts in it follows.
+    ("timecode", ".*", "atoms", "moov/mvhd/time scale", finer),
+    ("timecode", ".*", "exiftool", "QuickTime:TimeScale", finer),
+    ("timecode", ".*", "atoms", f"moov/mvhd/duration|{TRACK}/tkhd/duration", rescaled),
+    ("timecode", ".*", "atoms", TRACK + "/edts/elst/edits", rescaled_edits),
+    # The longest track counts where the old header named a shorter one.
+    ("timecode", ".*", "atoms", "moov/mvhd/duration", longest_track),
+    ("timecode", ".*", "exiftool", "QuickTime:Duration", a_length),
+    ("timecode", ".*", "ffprobe", f"(format|{STREAM})/duration", a_length),
+    ("timecode", ".*", "mediainfo", SECTION + "/Duration", a_length),
+    # What programs say of the start.
+    ("timecode", ".*", "ffprobe", f"(format|{STREAM})/tags/timecode", (r"None|[\d:;]+", "02:03:04:0?5")),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/TimeCode_FirstFrame", counts_from_timecode),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/TimeCode_LastFrame", (r"[\d:;]+", r"02:[0-2]\d:\d\d:\d\d")),
+    ("timecode", ".*", "mediainfo", SECTION + "/(Delay|extra/Source_Delay)", starts_at_timecode),
+    ("timecode", ".*", "mediainfo", SECTION + "/Delay_DropFrame", ("None|Yes", "No( / No)?")),
+    ("timecode", ".*", "mediainfo", SECTION + "/(Delay_Source|extra/Source_Delay_Source)", ("None|Stream", "Container( / Container)?")),
+    ("timecode", ".*", "mediainfo", r"Video [^/]+/Delay_Settings", (".*", "DropFrame=No / 24HourMax=No / IsVisual=(No|Yes)")),
+    ("timecode", ".*", "mediainfo", r"Video [^/]+/Delay_Original(_DropFrame|_Source)?", ("None", "0.000|Yes|No|Stream")),
+    ("timecode", ".*", "mediainfo", SECTION + "/Video_Delay", ("None", "-?0.000")),
+    # Nothing could be read from media that are missing; the timecode's sample can, and sets the start. Priming is taken
+    # from the tags of a movie with one stream only.
+    ("timecode", ".*", "ffprobe", f"(format|{STREAM})/start_(pts|time)", (OR_NONE, r"0(\.0+)?")),
+    # The movie's time scale is finer: a stretch that was rounded to the media's own length is now told from it, and nothing
+    # is left over in the first and last sample.
+    ("timecode", ".*", "mediainfo", SECTION + r"/Source_\w+", moved_to_source),
+    ("timecode", ".*", "mediainfo", r"(Audio|Video) [^/]+/Duration_(First|Last)Frame", (NUMBER, "None")),
+    ("timecode", ".*", "mediainfo", r"((Audio|Video) [^/]+|General)/(FrameCount|StreamSize|BitRate|SamplingCount)", DERIVED),
+    # The timecode track that was there.
+    ("timecode", ".*", "atoms", TRACK + "/children", own(family("edts"))),
+    ("timecode", ".*", "atoms", TRACK + "/edts/(children|elst/version and flags)", own(("None", "elst|00000000"))),
+    ("timecode", ".*", "atoms", TRACK + "/edts/elst/edits", own(("None", r"\d+@0\*1"))),
+    ("timecode", ".*", "atoms", TRACK + "/tkhd/duration", own(sum_of_edits)),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/mdhd/(created|modified)", own(made_with_movie)),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/mdhd/language", own(("[0-9a-f]{4}0000", "00000000"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/mdhd/time scale", own(lambda change: change.new == change.atom("moov/mvhd/time scale"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/mdhd/duration", own(lambda change: change.new == change.atom("tkhd/duration"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/dinf/dref/(children|alis|url )", own(("url |alis|00000001|None", "url |alis|00000001|None"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stco/more", own(("[0-9a-f]{8}", "[0-9a-f]{8}"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stsz", own(("0{16}0000000100000004", "0{8}0000000400000001"))),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stts", own(lambda change: change.new == f"00000000{1:08x}{1:08x}{int(change.atom('tkhd/duration')):08x}")),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stsd/tmcd", own(same_definition)),
+    ("timecode", ".*", "exiftool", r"Track\d+:(MediaCreateDate|MediaModifyDate|MediaTimeScale|MediaDuration|TrackDuration|SampleSizes)", own((".+", ".+"))),
+    ("timecode", ".*", "exiftool", r"Track\d+:MediaLanguageCode", own((r"und|\d+", "None"))),
+    ("timecode", ".*", "exiftool", r"Track\d+:OtherName", own(("None", ""))),
+    ("timecode", ".*", "exiftool", r"Track\d+:Unknown_(alis|edts)", own((DATA + "|None", DATA + "|None"))),
+    ("timecode", ".*", "ffprobe", STREAM + "/(duration_ts|start_pts|extradata_size)", own(DERIVED)),
+    ("timecode", ".*", "ffprobe", STREAM + "/time_base", own((r"1/\d+", r"1/\d+"))),
+    ("timecode", ".*", "ffprobe", STREAM + "/tags/creation_time", own((r"[-\d]+T.*Z", r"[-\d]+T.*Z"))),
+    ("timecode", ".*", "ffprobe", STREAM + "/tags/language", own(("None|und", "eng"))),
+    ("timecode", ".*", "ffprobe", STREAM + "/duration_ts", (r"\d+", r"\d+")),
+    ("timecode", ".*", "packets", r"stream \d+", own(("1 packets .*", "1 packets .*"))),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/Language", ("None", "en")),
+    ("timecode", ".*", "mediainfo", r"Other ?[^/]*/(FrameCount|StreamSize)", DERIVED),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/BitRate_Mode", ("CBR", "None")),
+    ("timecode", ".*", "mediainfo", r"Other [^/]+/extra/Duration_(First|Last)Frame", (NUMBER, "None")),
+    ("timecode", ".*", "mediainfo", "General/OverallBitRate_Mode", ("CBR", "None")),
+]
+
+
+def is_explained(change):
+    said_of_it = [change.edit, change.tags, change.program, change.key]
+    for *expressions, test in RULES:
+        if all(re.fullmatch(expression, text) for expression, text in zip(expressions, said_of_it)):
+            if callable(test):
+                try:
+                    known = test(change)
+                except (ValueError, IndexError, KeyError):  # texts that are not what the rule is about
+                    known = False
+            else:
+                known = re.fullmatch(test[0], change.old) and re.fullmatch(test[1], change.new)
+            if known:
+                return True
+    return False
