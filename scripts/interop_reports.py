@@ -152,6 +152,7 @@ def packets(path, with_bytes):
 FIELDS = {
     "mvhd": [("created", 0), ("modified", 0), ("time scale", 4), ("duration", 0), ("rate to selection", -76), ("next track", 4)],
     "tkhd": [("created", 0), ("modified", 0), ("id", 4), ("", -4), ("duration", 0), ("layer to volume", -16), ("matrix", -36), ("size", -8)],
+    "hdlr": [("component", -4), ("type", -4)],
     "stco": [("chunks", 4)],
     "co64": [("chunks", 4)],
     "mdhd": [("created", 0), ("modified", 0), ("time scale", 4), ("duration", 0), ("language", -4)],

@@ -42,7 +42,6 @@ class Change:
     was: dict  # all reports
     now: dict
 
-
     def atom(self, name, report=None):
         """Another field of the same track's atoms (or of the movie's), after the edit; or before it."""
         track = re.match(r"moov/trak\[\d+\]/|moov/", self.key)[0]
@@ -132,6 +131,10 @@ def matrix_of(text):
 
 
 def turned(change):
+    """A video track's matrix is the old one and the turn, exactly."""
+    number = re.search(r"trak\[(\d+)\]|Track(\d+)", change.key)
+    if change.was["atoms"].get(f"moov/trak[{number[1] or number[2]}]/mdia/hdlr/type") != b"vide".hex():
+        return False
     wanted = product(matrix_of(change.old), TURNS[change.edit])
     precise = 0 if change.program == "atoms" else 1e-4
     return all(abs(a - b) <= precise for a, b in zip(wanted, matrix_of(change.new)))
@@ -189,7 +192,7 @@ def later(change):
     stay = list(itertools.dropwhile(lambda edit: edit[1] < 0, old))
     # No length stands for the rest of the media, of which fragments tell more than the header.
     same = len(stay) == len(edits) - 1 and all(a == b or a[0] == 0 and a[1:] == b[1:] for a, b in zip(stay, edits[1:]))
-    return same and edits[0][1] == -1 and 0.99 < edits[0][0] / movie_scales(change)[1] < 1.01
+    return same and edits[0][1:] == [-1, "1"] and 0.99 < edits[0][0] / movie_scales(change)[1] < 1.01
 
 
 def cut(change):
@@ -197,7 +200,7 @@ def cut(change):
     what is empty at the start it is two seconds."""
     edits = edit_list(change.new)
     old = edit_list(change.old) if change.old != "None" else [[0, 0, "1"]]
-    shown = edits[:-1] if edits[-1][1] == -1 and len(edits) > 1 else edits
+    shown = edits[:-1] if edits[-1][1:] == [-1, "1"] and len(edits) > 1 else edits
     same = all(a[1:] == b[1:] for a, b in zip(shown, old)) and [edit[0] for edit in shown[:-1]] == [edit[0] for edit in old[: len(shown) - 1]]
     nothing = sum(edit[0] for edit in itertools.takewhile(lambda edit: edit[1] < 0, edits))
     return len(shown) <= len(old) and same and 1.98 < (sum(edit[0] for edit in edits) - nothing) / movie_scales(change)[1] < 2.02
@@ -439,13 +442,19 @@ NEW_TRACK = {
     "mdia/mdhd/time scale": lambda change: change.new == change.atom("moov/mvhd/time scale"),
     "mdia/mdhd/duration": lambda change: change.new == change.atom("tkhd/duration"),
     "mdia/mdhd/language": "0{8}",
-    "mdia/hdlr": f"0{{8}}(?:{b'mhlr'.hex()}|0{{8}}){b'tmcd'.hex()}0{{24}}(?:17)?{b'Time Code Media Handler'.hex()}(?:00)?",
+    "mdia/hdlr/version and flags": "0{8}",
+    "mdia/hdlr/component": f"{b'mhlr'.hex()}|0{{8}}",
+    "mdia/hdlr/type": b"tmcd".hex(),
+    "mdia/hdlr/more": f"0{{24}}(17)?{b'Time Code Media Handler'.hex()}(00)?",
     "mdia/minf/children": "gmhd (hdlr )?dinf stbl",
     "mdia/minf/gmhd/children": "gmin tmcd",
     "mdia/minf/gmhd/gmin": "0{8}00408000800080000{8}",
     "mdia/minf/gmhd/tmcd/children": "tcmi",
     "mdia/minf/gmhd/tmcd/tcmi": f"0{{16}}000c0{{16}}f{{12}}09{b'Helvetica'.hex()}",
-    "mdia/minf/hdlr": f"0{{8}}{b'dhlralis'.hex()}0{{24}}0c{b'Data Handler'.hex()}",
+    "mdia/minf/hdlr/version and flags": "0{8}",
+    "mdia/minf/hdlr/component": b"dhlr".hex(),
+    "mdia/minf/hdlr/type": b"alis".hex(),
+    "mdia/minf/hdlr/more": f"0{{24}}0c{b'Data Handler'.hex()}",
     "mdia/minf/dinf/children": "dref",
     "mdia/minf/dinf/dref/children": "alis|url ",
     "mdia/minf/dinf/dref/besides": r"0{15}1\|",
@@ -669,7 +678,7 @@ def is_explained(change):
             if callable(test):
                 try:
                     known = test(change)
-                except (ValueError, IndexError, KeyError):  # texts that are not what the rule is about
+                except (AttributeError, ValueError, IndexError, KeyError):  # texts that are not what the rule is about
                     known = False
             else:
                 known = re.fullmatch(test[0], change.old) and re.fullmatch(test[1], change.new)
