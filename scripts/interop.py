@@ -179,7 +179,7 @@ class Judge:
 
 
 def self_test(judge, edits, jobs, folder):
-    """Changes every byte of the header that an edit saved, one at a time, and tells those that no program reports."""
+    """Changes every byte of the header that an edit saved, one at a time; how many no program reports."""
     source, saved = ROOT / "samples/header-last.mov", folder / "header-last.mov"
     shutil.copy(source, saved)
     before, info = judge.reports(saved, PROGRAMS), judge.info(saved)
@@ -208,7 +208,8 @@ def self_test(judge, edits, jobs, folder):
             others = [at for at, unexplained in zip(places, pool.map(told_by_atoms, places)) if not unexplained]
         unseen = [at - header["offset"] for at in others if not told(PROGRAMS, saved, at)]
         missed += len(unseen)
-        print(f"{name:12} {len(places)} bytes, {len(places) - len(others)} told by the atoms, {len(others) - len(unseen)} by others, missed: {unseen}", flush=True)
+        told_first, told_then = len(places) - len(others), len(others) - len(unseen)
+        print(f"{name:12} {len(places)} bytes, {told_first} told by the atoms, {told_then} by others, missed: {unseen}", flush=True)
     return missed
 
 

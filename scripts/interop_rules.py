@@ -176,7 +176,8 @@ def sizes_of_picture(change):
 def same_chunks(change):
     """As many chunks as there were, in the other form of the table."""
     path = change.key.rsplit("/", 2)[0]
-    counts = [[report["atoms"][f"{path}/{form}/chunks"] for form in ("stco", "co64") if f"{path}/{form}/chunks" in report["atoms"]] for report in (change.was, change.now)]
+    keys = [f"{path}/{form}/chunks" for form in ("stco", "co64")]
+    counts = [[report["atoms"][key] for key in keys if key in report["atoms"]] for report in (change.was, change.now)]
     return len(counts[0]) == 1 and counts[0] == counts[1]
 
 
@@ -242,8 +243,12 @@ def next_number(change):
     return len(path) == 1 and int(change.now["atoms"][path[0] + "tkhd/id"]) == number >= int(change.old) and number not in used
 
 
+def is_timecode(report, track):
+    return report["atoms"].get(track + "mdia/minf/stbl/stsd/children") == "tmcd"
+
+
 def is_new(change, path):
-    return path not in tracks(change.was) and change.now["atoms"].get(path + "mdia/minf/stbl/stsd/children") == "tmcd"
+    return path not in tracks(change.was) and is_timecode(change.now, path)
 
 
 def defines_timecode(change):
@@ -251,6 +256,11 @@ def defines_timecode(change):
     form = re.fullmatch("0{14}010{8}0{8}([0-9a-f]{8})([0-9a-f]{8})([0-9a-f]{2})000{6}0c6e616d650{8}0{8}", change.new)
     scale, duration, number = (int(part, 16) for part in form.groups())
     return str(scale) == change.atom("moov/mvhd/time scale") and 0 <= number - scale / duration < 1 or number == int(scale / duration)
+
+
+def one_sample(change):
+    """The table of times holds one, as long as the track."""
+    return change.new == f"00000000{1:08x}{1:08x}{int(change.atom('tkhd/duration')):08x}"
 
 
 def new_track(change):
@@ -264,6 +274,13 @@ def said_of_new_track(change):
     return change.old == "None" and is_new(change, f"moov/trak[{re.search(r'[0-9]+', change.key)[0]}]/")
 
 
+def holds(before_and_after, change):
+    """Two expressions or a test."""
+    if callable(before_and_after):
+        return before_and_after(change)
+    return all(re.fullmatch(form, text) for form, text in zip(before_and_after, (change.old, change.new)))
+
+
 def own(before_and_after):
     """A fact of the timecode track that was there before, whose media are made again."""
 
@@ -274,19 +291,20 @@ def own(before_and_after):
         else:
             number = re.search(r"trak\[(\d+)\]|Track(\d+)", change.key)
             path = f"moov/trak[{number[1] or number[2]}]/"
-            is_own = path in tracks(change.was) and change.now["atoms"].get(path + "mdia/minf/stbl/stsd/children") == "tmcd"
-        return is_own and (before_and_after(change) if callable(before_and_after) else all(re.fullmatch(form, text) for form, text in zip(before_and_after, (change.old, change.new))))
+            is_own = path in tracks(change.was) and is_timecode(change.now, path)
+        return is_own and holds(before_and_after, change)
 
     return test
 
 
 def same_definition(change):
     """The time scale, frame duration and number of frames stay; flags and reel are what the edit says."""
-    return change.old[32:50] == change.new[32:50] and change.new[24:32] == "00000000" and re.fullmatch("000{6}0c6e616d650{8}(0000)?", change.new[50:])
+    no_reel = re.fullmatch("000{6}0c6e616d650{8}(0000)?", change.new[50:])
+    return no_reel and change.old[32:50] == change.new[32:50] and change.new[24:32] == "00000000"
 
 
 def made_with_movie(change):
-    return change.new in (change.atom("moov/mvhd/created"), change.atom("tkhd/created"), change.atom("moov/mvhd/modified"), change.atom("tkhd/modified"))
+    return change.new in [change.atom(f"{atom}/{name}") for atom in ("moov/mvhd", "tkhd") for name in ("created", "modified")]
 
 
 def new_section(change):
@@ -296,7 +314,7 @@ def new_section(change):
 
 
 def refers_to_timecode(change):
-    ids = [change.now["atoms"][track + "tkhd/id"] for track in tracks(change.now) if change.now["atoms"].get(track + "mdia/minf/stbl/stsd/children") == "tmcd"]
+    ids = [change.now["atoms"][track + "tkhd/id"] for track in tracks(change.now) if is_timecode(change.now, track)]
     return change.old == "None" and change.new in [f"{int(number):08x}" for number in ids]
 
 
@@ -317,7 +335,11 @@ def starts_at_timecode(change):
     value = float(change.new) / (1000 if "/extra/" in change.key else 1)
     before = 0 if "/extra/" not in change.key or change.old == "None" else float(change.old) / 1000
     own_start = change.was["mediainfo"].get(change.key.replace("extra/Source_Delay", "Delay"), "0") if "/extra/" in change.key else "0"
-    starts = [(START[0] * number + START[1]) * duration / scale for scale, duration, named in definitions(change.now) for number in (named, -(-scale // duration))]
+    starts = [
+        (START[0] * number + START[1]) * duration / scale
+        for scale, duration, named in definitions(change.now)
+        for number in (named, -(-scale // duration))
+    ]
     leads = [0, *media_starts(change.now)]
     return any(abs(value - start - more) < 0.003 for start in starts for more in [before, before - float(own_start), *leads])
 
@@ -418,6 +440,9 @@ SETTINGS = [
     ("controller", "ctyp", b"none".hex(), "Unknown_ctyp", "none"),
     ("aperture", "apmd", b"prod".hex(), "ApertureMode", "prod"),
 ]
+TABLES = (
+    "SampleSizes|SampleToChunk|TimeToSampleTable|SyncSampleTable|CompositionTimeToSample|IdependentAndDisposableSamples"
+)
 SETTING = "|".join(edits for edits, *_ in SETTINGS)
 TURN = "|".join(TURNS)
 
@@ -464,7 +489,7 @@ NEW_TRACK = {
     "mdia/minf/stbl/stsd/children": "tmcd",
     "mdia/minf/stbl/stsd/besides": r"0{15}1\|",
     "mdia/minf/stbl/stsd/tmcd": defines_timecode,
-    "mdia/minf/stbl/stts": lambda change: change.new == f"00000000{1:08x}{1:08x}{int(change.atom('tkhd/duration')):08x}",
+    "mdia/minf/stbl/stts": one_sample,
     "mdia/minf/stbl/stsc": "0{8}(0{7}1){4}",
     "mdia/minf/stbl/stsz": "0{8}0000000400000001",
     "mdia/minf/stbl/stco/version and flags": "0{8}",
@@ -508,7 +533,7 @@ RULES = [
     (".*", ".*fragmented.*", "atoms", "moov/mvhd/duration", longest_track),
     (".*", ".*fragmented.*", "atoms", TRACK + "/edts/elst/edits", to_the_end),
     (".*", ".*fragmented.*", "exiftool", r"QuickTime:(MovieFragmentSequence|Unknown_(mfra|mvex|sidx|styp|tfdt|tfhd|trun|sdtp))", GONE),
-    (".*", ".*fragmented.*", "exiftool", r"Track\d+:(SampleSizes|SampleToChunk|TimeToSampleTable|SyncSampleTable|CompositionTimeToSample|IdependentAndDisposableSamples)", (DATA + "|None", DATA + "|None")),
+    (".*", ".*fragmented.*", "exiftool", rf"Track\d+:({TABLES})", (DATA + "|None", DATA + "|None")),
     (".*", ".*fragmented.*", "exiftool", r"QuickTime:Duration|Track\d+:(TrackDuration|MediaDuration)", a_length),
     (".*", ".*fragmented.*", "exiftool", r"Track\d+:VideoFrameRate", ("None", NUMBER)),
     (".*", ".*fragmented.*", "exiftool", "QuickTime:Unknown_skip", ("(, )*", "(, )*")),
@@ -576,7 +601,7 @@ RULES = [
     ("in|duration", ".*", "ffprobe", f"(format|{STREAM})/start_(pts|time)", later_by_the_edit),
     ("in|duration", ".*", "mediainfo", SECTION + "/Duration", a_length),
     ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?Source_\w+", moved_to_source),
-    ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?(FrameCount|SamplingCount|StreamSize|StreamSize_Encoded|BitRate|BitRate_Maximum|BitRate_Nominal)", DERIVED),
+    ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?(FrameCount|SamplingCount|StreamSize(_Encoded)?|BitRate(_Maximum|_Nominal)?)", DERIVED),
     ("in|duration", ".*", "mediainfo", SECTION + r"/(extra/)?Duration_(First|Last)Frame", (NUMBER, "None")),
     ("in|duration", ".*", "mediainfo", r"Other [^/]+/TimeCode_LastFrame", (r"[\d:;]+", r"[\d:;]+")),
     # Rates of texts, and of a picture that lasts as long as the file, are their number by the length.
@@ -651,9 +676,9 @@ RULES = [
     ("timecode", ".*", "atoms", TRACK + "/mdia/minf/dinf/dref/(children|alis|url )", own(("url |alis|00000001|None", "url |alis|00000001|None"))),
     ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stco/more", own(("[0-9a-f]{8}", "[0-9a-f]{8}"))),
     ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stsz", own(("0{16}0000000100000004", "0{8}0000000400000001"))),
-    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stts", own(lambda change: change.new == f"00000000{1:08x}{1:08x}{int(change.atom('tkhd/duration')):08x}")),
+    ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stts", own(one_sample)),
     ("timecode", ".*", "atoms", TRACK + "/mdia/minf/stbl/stsd/tmcd", own(same_definition)),
-    ("timecode", ".*", "exiftool", r"Track\d+:(MediaCreateDate|MediaModifyDate|MediaTimeScale|MediaDuration|TrackDuration|SampleSizes)", own((".+", ".+"))),
+    ("timecode", ".*", "exiftool", r"Track\d+:(Media(CreateDate|ModifyDate|TimeScale|Duration)|TrackDuration|SampleSizes)", own((".+", ".+"))),
     ("timecode", ".*", "exiftool", r"Track\d+:MediaLanguageCode", own((r"und|\d+", "None"))),
     ("timecode", ".*", "exiftool", r"Track\d+:OtherName", own(("None", ""))),
     ("timecode", ".*", "exiftool", r"Track\d+:Unknown_(alis|edts)", own((DATA + "|None", DATA + "|None"))),
@@ -673,15 +698,11 @@ RULES = [
 
 def is_explained(change):
     said_of_it = [change.edit, change.tags, change.program, change.key]
-    for *expressions, test in RULES:
+    for *expressions, before_and_after in RULES:
         if all(re.fullmatch(expression, text) for expression, text in zip(expressions, said_of_it)):
-            if callable(test):
-                try:
-                    known = test(change)
-                except (AttributeError, ValueError, IndexError, KeyError):  # texts that are not what the rule is about
-                    known = False
-            else:
-                known = re.fullmatch(test[0], change.old) and re.fullmatch(test[1], change.new)
-            if known:
-                return True
+            try:
+                if holds(before_and_after, change):
+                    return True
+            except (AttributeError, ValueError, IndexError, KeyError):  # texts that are not what the rule is about
+                pass
     return False
