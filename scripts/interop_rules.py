@@ -255,7 +255,27 @@ def defines_timecode(change):
     """In the movie's time scale, and with as many frames a second as the duration of a frame tells."""
     form = re.fullmatch("0{14}010{8}0{8}([0-9a-f]{8})([0-9a-f]{8})([0-9a-f]{2})000{6}0c6e616d650{8}0{8}", change.new)
     scale, duration, number = (int(part, 16) for part in form.groups())
-    return str(scale) == change.atom("moov/mvhd/time scale") and 0 <= number - scale / duration < 1 or number == int(scale / duration)
+    as_many = 0 <= number - scale / duration < 1 or number == int(scale / duration)
+    return str(scale) == change.atom("moov/mvhd/time scale") and as_many and in_rate(change.now, scale / duration)
+
+
+def in_rate(report, rate):
+    """Is it the rate of a picture whose frames are all of one length? Where there is none, nobody can tell."""
+    rates = []
+    for track in tracks(report):
+        times = re.fullmatch("0{15}1[0-9a-f]{8}([0-9a-f]{8})", report["atoms"].get(track + "mdia/minf/stbl/stts", ""))
+        if times and report["atoms"].get(track + "mdia/hdlr/type") == b"vide".hex() and int(times[1], 16):
+            rates.append(int(report["atoms"][track + "mdia/mdhd/time scale"]) / int(times[1], 16))
+    # A movie with an edit list that cannot be read keeps its time scale, whatever the rate.
+    unread = any(track + "edts/elst" in report["atoms"] for track in tracks(report))
+    return unread or not rates or any(abs(rate - other) < 1e-6 * other for other in rates)
+
+
+def size_of_a_track(change):
+    """The movie's size, which is that of its picture, turned or not, or that of several."""
+    new = [change.new[:8], change.new[8:]]
+    sides = {size[at : at + 8] for track in tracks(change.was) if (size := change.was["atoms"].get(track + "tkhd/size", "")) for at in (0, 8)}
+    return all(side in sides or side == "00000000" for side in new)
 
 
 def one_sample(change):
@@ -304,7 +324,8 @@ def same_definition(change):
 
 
 def made_with_movie(change):
-    return change.new in [change.atom(f"{atom}/{name}") for atom in ("moov/mvhd", "tkhd") for name in ("created", "modified")]
+    atoms = ["moov/mvhd"] if "/tkhd/" in change.key else ["moov/mvhd", "tkhd"]
+    return change.new in [change.atom(f"{atom}/{name}") for atom in atoms for name in ("created", "modified")]
 
 
 def new_section(change):
@@ -456,7 +477,7 @@ NEW_TRACK = {
     "tkhd/duration": sum_of_edits,
     "tkhd/layer to volume": "0{32}",
     "tkhd/matrix": "000100000{24}000100000{24}40000000",
-    "tkhd/size": "[0-9a-f]{4}0000[0-9a-f]{4}0000",
+    "tkhd/size": size_of_a_track,
     "edts/children": "elst",
     "edts/elst/version and flags": "0{8}",
     "edts/elst/edits": lambda change: change.new == change.atom("moov/mvhd/duration") + "@0*1",
