@@ -69,6 +69,9 @@ namespace {
         {"cover-art-auto", "no"},
         {"autoload-files", "no"},
         {"audio-client-name", "Reelwright"},
+        // The desktop's own. Looking for others would come to libraries (JACK, SDL) that are one for the
+        // whole process: of players that look at the same time one hangs, or calls what is not there.
+        {"ao", "pipewire,pulse,alsa"},
         {"audio-fallback-to-null", "yes"},
         {"volume-max", "100"},
         {"demuxer-lavf-format", "mov"}, // and nothing that the bytes may look like
