@@ -54,7 +54,8 @@ namespace {
 
 AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> storage)
     : m_preferences(preferences)
-    , m_environment {m_mainThread, m_notifications, m_preferences, storage}
+    , m_environment {m_mainThread, m_notifications, m_preferences, storage, SaveFiles::real(),
+          [this] { return documents(); }}
     , m_quitCounter(
           m_notifications, [this] { return documents(); }, [this] { terminate(); })
     , m_windowsMenu(tr("&Window"))

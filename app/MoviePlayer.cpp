@@ -69,6 +69,9 @@ namespace {
         {"cover-art-auto", "no"},
         {"autoload-files", "no"},
         {"audio-client-name", "Reelwright"},
+        // The desktop's own. Looking for others would come to libraries (JACK, SDL) that are one for the
+        // whole process: of players that look at the same time one hangs, or calls what is not there.
+        {"ao", "pipewire,pulse,alsa"},
         {"audio-fallback-to-null", "yes"},
         {"volume-max", "100"},
         {"demuxer-lavf-format", "mov"}, // and nothing that the bytes may look like
@@ -78,20 +81,18 @@ namespace {
         {"demuxer-max-back-bytes", "16MiB"},
     };
 
-    /// A stream as libmpv has it open. Used by one of its threads at a time, but for the flag.
+    /// A stream as libmpv has it open. Used by one of its threads at a time. It is not told that libmpv wants
+    /// to stop reading: libmpv looks for that itself before each read, and may tell it after closing.
     struct OpenStream
     {
         std::shared_ptr<const MovieStream> stream;
         std::uint64_t position = 0;
-        std::atomic<bool> cancelled = false;
     };
 
     std::int64_t readStream(void* cookie, char* buffer, std::uint64_t size)
     {
-        constexpr std::uint64_t kMostAtOnce = 1U << 20U; // so that cancelling is heard soon
+        constexpr std::uint64_t kMostAtOnce = 1U << 20U; // so that stopping is heard soon
         auto& open = *static_cast<OpenStream*>(cookie);
-        if (open.cancelled)
-            return -1;
         const auto got = open.stream->readAt(open.position,
             {reinterpret_cast<std::byte*>(buffer), static_cast<std::size_t>(std::min(size, kMostAtOnce))});
         if (!got)
@@ -112,11 +113,6 @@ namespace {
     std::int64_t sizeOfStream(void* cookie)
     {
         return static_cast<std::int64_t>(static_cast<OpenStream*>(cookie)->stream->size());
-    }
-
-    void cancelStream(void* cookie)
-    {
-        static_cast<OpenStream*>(cookie)->cancelled = true;
     }
 
     void closeStream(void* cookie)
@@ -186,7 +182,6 @@ struct MoviePlayer::Core
         info->read_fn = readStream;
         info->seek_fn = seekStream;
         info->size_fn = sizeOfStream;
-        info->cancel_fn = cancelStream;
         info->close_fn = closeStream;
         return 0;
     }

@@ -1,6 +1,7 @@
 #include "app/MovieSettingsPane.h"
 
 #include "app/WindowActions.h"
+#include "document/KWQuickTime.h"
 #include "document/MyDocument.h"
 
 #include <QCheckBox>
@@ -111,7 +112,9 @@ void MovieSettingsPane::reload()
     m_autoQuit->setChecked(settings.autoQuit);
     m_hideController->setChecked(settings.controllerHidden);
     m_aperture->setCurrentIndex(static_cast<int>(settings.apertureIndex));
-    m_frameRate->setText(tr("%1 fps").arg(QString::fromStdString(settings.conformFrameRate)));
+    const bool hasRate = KWQuickTime::fpsForMovie(m_document.movie()) > 0;
+    m_frameRate->setText(
+        hasRate ? tr("%1 fps").arg(QString::fromStdString(settings.conformFrameRate)) : tr("None"));
 }
 
 } // namespace reelwright

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace reelwright {
 namespace {
 
@@ -30,6 +32,28 @@ namespace {
     {
         const auto name = path.rfind('/') + 1; // 0 when there is none
         return path.substr(0, name) + '.' + path.substr(name);
+    }
+
+    /// The window of another document must not lose its file.
+    std::optional<Outcome> conflict(const MovieWriter::Request& request, Storage& storage)
+    {
+        if (request.claimedFiles.empty())
+            return std::nullopt;
+        const auto target = storage.resolve(request.path);
+        std::optional<FileState> present;
+        if (const auto file = storage.open(target, Storage::Access::Read))
+            if (const auto state = (*file)->state())
+                present = *state;
+        const auto isTarget = [&](const MovieWriter::ClaimedFile& claimed) {
+            return (present && claimed.state && present->isSameFile(*claimed.state))
+                || storage.resolve(claimed.path) == target;
+        };
+        if (std::ranges::none_of(request.claimedFiles, isTarget))
+            return std::nullopt;
+        return Outcome {Outcome::Kind::Failed, "File open in another window",
+            fmt::format("{}: another window has this file open, or is saving to it. Nothing was written. "
+                        "Save the movie under another name, or close that window first.",
+                request.path)};
     }
 
     /// Somebody else's file must not be lost, even when the user asked for a save: the target is the
@@ -104,6 +128,8 @@ namespace {
     Outcome takeRoad(MovieWriter::Request& request, const MovieWriter::Questions& questions, Storage& storage,
         const SaveFiles& files)
     {
+        if (auto conflicting = conflict(request, storage))
+            return std::move(*conflicting);
         auto operation = request.operation;
         bool forcedByVolume = false;
         if (request.resaveOnOtherVolumes && !volumeAllowsInPlaceUpdate(storage.volumeType(request.path))) {

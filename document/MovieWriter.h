@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace reelwright {
 
@@ -32,6 +33,13 @@ struct SaveFiles
 class MovieWriter
 {
 public:
+    /// A file that a document has open or is about to write.
+    struct ClaimedFile
+    {
+        std::string path;
+        std::optional<FileState> state; ///< as it was opened or last written
+    };
+
     struct Request
     {
         QTMovie movie;
@@ -42,6 +50,9 @@ public:
         /// file: another one in its place is not overwritten. In a plain save its date may be another,
         /// since this program's own doings and backups change dates.
         std::optional<FileState> expectedFile;
+        /// Those of other documents, when the target is not the document's own file: none of them is
+        /// overwritten, whatever name leads to it.
+        std::vector<ClaimedFile> claimedFiles;
         bool resaveOnOtherVolumes = true; ///< "nonHFSResave"
         bool flattenWithoutAsking = true; ///< "autoFlatten" is 1
     };

@@ -811,6 +811,8 @@ bool MyDocument::writeSafelyToURL(const std::string& path, SaveOperation operati
     request.needsFlattening = m_needsFlattening;
     if (path == m_path)
         request.expectedFile = m_fileState;
+    else
+        request.claimedFiles = filesOfOthers();
     request.resaveOnOtherVolumes = m_environment.preferences.boolean("nonHFSResave");
     request.flattenWithoutAsking = m_environment.preferences.integer("autoFlatten") == 1;
 
@@ -825,6 +827,20 @@ bool MyDocument::writeSafelyToURL(const std::string& path, SaveOperation operati
         }
     writeToURLOnThread(job); // may close the window, and the document with it
     return true;
+}
+
+std::vector<MovieWriter::ClaimedFile> MyDocument::filesOfOthers() const
+{
+    std::vector<MovieWriter::ClaimedFile> files;
+    for (const auto* other : m_environment.documents()) {
+        if (other == this)
+            continue;
+        if (!other->m_path.empty())
+            files.push_back({other->m_path, other->m_fileState});
+        if (other->isWriting())
+            files.push_back({other->m_job->path, {}});
+    }
+    return files;
 }
 
 void MyDocument::releaseSaveThread()

@@ -24,6 +24,8 @@ namespace reelwright {
 class MainThread;
 class Preferences;
 
+class MyDocument;
+
 /// What movie documents work with. All of it outlives them.
 struct DocumentEnvironment
 {
@@ -32,6 +34,8 @@ struct DocumentEnvironment
     Preferences& preferences;
     std::shared_ptr<Storage> storage = Storage::posix();
     SaveFiles files = SaveFiles::real();
+    /// All that are open: none saves over the file of another.
+    std::function<std::vector<MyDocument*>()> documents = [] { return std::vector<MyDocument*> {}; };
 };
 
 /// What the movie settings panel shows.
@@ -272,6 +276,7 @@ private:
     void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void releaseSaveThread();
+    [[nodiscard]] std::vector<MovieWriter::ClaimedFile> filesOfOthers() const;
 
     DocumentEnvironment m_environment;
     std::string m_path;

@@ -51,7 +51,7 @@ namespace {
 
 } // namespace
 
-InPlaceUpdate::InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<FileStretch> inUse)
+InPlaceUpdate::InPlaceUpdate(StorageFile* file, FileLayout layout, std::vector<FileStretch> inUse)
     : m_file(file)
     , m_layout(std::move(layout))
 {
@@ -127,22 +127,31 @@ InPlaceUpdate::Gap InPlaceUpdate::endGap(std::uint64_t size) const
 
 Result<void> InPlaceUpdate::write(std::uint64_t offset, ByteSpan bytes)
 {
-    RW_CHECK(m_file.writeAt(offset, bytes));
     m_bytesWritten += bytes.size();
-    return {};
+    return m_file ? m_file->writeAt(offset, bytes) : Result<void> {};
+}
+
+Result<void> InPlaceUpdate::flush()
+{
+    return m_file ? m_file->flush() : Result<void> {};
+}
+
+Result<void> InPlaceUpdate::truncate(std::uint64_t size)
+{
+    return m_file ? m_file->truncate(size) : Result<void> {};
 }
 
 Result<void> InPlaceUpdate::write32(std::uint64_t offset, std::uint32_t value)
 {
     RW_CHECK(write(offset, ByteWriter {}.u32(value).span()));
-    return m_file.flush();
+    return flush();
 }
 
 Result<void> InPlaceUpdate::writeHeader(std::uint64_t offset, std::uint64_t size, FourCC type)
 {
     RW_ASSERT(isAtomic(offset, kHeaderSize));
     RW_CHECK(write(offset, ByteWriter {}.u32(static_cast<std::uint32_t>(size)).fourCC(type).span()));
-    return m_file.flush();
+    return flush();
 }
 
 Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
@@ -155,11 +164,11 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
     // 1. One free atom covers the whole gap.
     if (atEnd) {
         if (m_layout.ending != FileLayout::Ending::Clean)
-            RW_CHECK(m_file.truncate(gap.offset));
+            RW_CHECK(truncate(gap.offset));
         ByteWriter cover;
         cover.u32(static_cast<std::uint32_t>(gap.size)).fourCC("free"_cc);
         RW_CHECK(write(gap.offset, cover.span()));
-        RW_CHECK(m_file.flush());
+        RW_CHECK(flush());
     } else if (gap.count > 1) {
         RW_CHECK(write32(gap.offset, static_cast<std::uint32_t>(gap.size)));
     }
@@ -174,7 +183,7 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
     if (rest > 0)
         RW_CHECK(write(
             at + atom.size(), ByteWriter {}.u32(static_cast<std::uint32_t>(rest)).fourCC("free"_cc).span()));
-    RW_CHECK(m_file.flush());
+    RW_CHECK(flush());
 
     // 3. The cover shrinks to its first atom; 4. the type makes the new one live. Both at once where they are
     // one header that no sector divides.
@@ -216,18 +225,8 @@ Result<std::uint64_t> InPlaceUpdate::place(ByteSpan atom, Place place)
         return missingMediaAt(gap.offset);
     auto placed = fill(gap, atom);
     if (!placed) // nothing refers to what was appended: leave the file as long as it was
-        static_cast<void>(m_file.truncate(endBefore));
+        static_cast<void>(truncate(endBefore));
     return placed;
-}
-
-Result<void> InPlaceUpdate::checkRoom(std::uint64_t media, std::uint64_t header, std::uint64_t end) const
-{
-    const bool mediaInside = media == 0 || findGap(media, Place::BehindMedia, std::nullopt);
-    const bool headerInside = findGap(header, Place::Anywhere, std::nullopt).has_value();
-    const auto appended = (mediaInside ? 0 : media) + (headerInside ? 0 : header);
-    if (appended > 0 && isInUse(end, end + appended + 2 * kSector)) // and what leads to them
-        return missingMediaAt(end);
-    return {};
 }
 
 Result<void> InPlaceUpdate::retire(std::uint64_t offset)
@@ -235,8 +234,8 @@ Result<void> InPlaceUpdate::retire(std::uint64_t offset)
     const auto index = indexAt(offset);
     auto& atom = m_layout.atoms[index];
     if (atom.end() == m_layout.fileSize) {
-        RW_CHECK(m_file.truncate(offset));
-        RW_CHECK(m_file.flush());
+        RW_CHECK(truncate(offset));
+        RW_CHECK(flush());
         m_layout.end = m_layout.fileSize = offset;
         m_layout.atoms.pop_back();
         return {};

@@ -16,21 +16,20 @@ namespace reelwright {
 ///     | free .... (anything) |   its inside is written; readers still skip all of it
 ///     |f| free(new) | free . |   one size is changed: the new atom is there, typed free
 ///     |f| moov      | free . |   one type is changed: it lives (at once with its size, where it can be)
+///
+/// Where everything goes follows from the layout alone. Without a file an update is made on paper: a second
+/// one, told the same, does the same to a file. What is refused is refused on paper.
 class InPlaceUpdate
 {
 public:
-    /// `inUse` is what the header refers to outside of media atoms: nothing is written there, because it
-    /// would be shown as media.
-    InPlaceUpdate(StorageFile& file, FileLayout layout, std::vector<FileStretch> inUse = {});
+    /// `file`: null for an update on paper. `inUse` is what the header refers to outside of media atoms:
+    /// nothing is written there, because it would be shown as media.
+    InPlaceUpdate(StorageFile* file, FileLayout layout, std::vector<FileStretch> inUse = {});
 
     /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies. Refused where
     /// media of the header are missing at the only place that is left.
     enum class Place { BeforeMedia, Anywhere, BehindMedia };
     Result<std::uint64_t> place(ByteSpan atom, Place place);
-
-    /// Before anything is written: is there room for new media (may be 0) and a header of those sizes that no
-    /// missing media claim? `end` is where the file ends once spare headers are gone. Errors: Refused.
-    [[nodiscard]] Result<void> checkRoom(std::uint64_t media, std::uint64_t header, std::uint64_t end) const;
 
     /// Replaces the header at `oldOffset` by `header`. Two moves where that brings it back to its place.
     Result<void> replaceHeader(std::uint64_t oldOffset, ByteSpan header);
@@ -62,6 +61,8 @@ private:
     [[nodiscard]] Gap endGap(std::uint64_t size) const;
     Result<std::uint64_t> fill(const Gap& gap, ByteSpan atom);
     Result<void> write(std::uint64_t offset, ByteSpan bytes);
+    Result<void> flush();
+    Result<void> truncate(std::uint64_t size);
     Result<void> write32(std::uint64_t offset, std::uint32_t value);
     Result<void> writeHeader(std::uint64_t offset, std::uint64_t size, FourCC type);
     [[nodiscard]] bool isInUse(std::uint64_t begin, std::uint64_t end) const;
@@ -69,7 +70,7 @@ private:
     [[nodiscard]] std::uint64_t firstMediaOffset() const;
     [[nodiscard]] std::size_t indexAt(std::uint64_t offset) const;
 
-    StorageFile& m_file;
+    StorageFile* m_file; ///< null: on paper
     FileLayout m_layout;
     std::vector<FileStretch> m_inUse; ///< sorted, none touches another
     std::uint64_t m_bytesWritten = 0;

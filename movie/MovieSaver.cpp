@@ -9,13 +9,11 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <map>
 #include <vector>
 
 namespace reelwright {
 namespace {
-
-    /// Of the atom that new media are put into.
-    constexpr std::uint64_t kMediaHeaderSize = 8;
 
     tl::unexpected<MovieError> changedByOthers(const std::string& path)
     {
@@ -72,16 +70,17 @@ namespace {
         return offsets;
     }
 
-    /// Puts all media that wait in memory into one new media atom of the file and answers where each of them
-    /// lies.
-    Result<std::vector<std::pair<std::uint64_t, std::uint64_t>>> placeMedia(
-        InPlaceUpdate& update, const QTMovie& movie, const std::vector<MediaExtent>& extents)
+    /// Where media lie that wait in memory (as memory offsets), and where in the file.
+    using MediaPlaces = std::map<std::uint64_t, std::uint64_t>;
+
+    /// One media atom of all media that wait in memory. `places` receives where each of them lies in it.
+    Result<std::vector<std::byte>> mediaAtom(
+        const QTMovie& movie, const std::vector<MediaExtent>& extents, MediaPlaces& places)
     {
         ByteWriter out;
         out.u32(0).fourCC("mdat"_cc);
-        std::vector<std::pair<std::uint64_t, std::uint64_t>> places; // memory offset, place in the atom
         for (const auto& extent : extents) {
-            places.emplace_back(extent.offset, out.size());
+            places.emplace(extent.offset, out.size());
             const auto bytes = movie.sources().memory(extent.offset, extent.size);
             if (bytes.size() < extent.size)
                 return failure(MovieError::Code::Corrupt, movie.fileName(), "media in memory are not whole");
@@ -94,10 +93,45 @@ namespace {
                 "file");
         const auto size = ByteWriter {}.u32(static_cast<std::uint32_t>(atom.size())).take();
         std::copy(size.begin(), size.end(), atom.begin());
-        RW_TRY(const auto offset, update.place(atom, InPlaceUpdate::Place::BehindMedia));
-        for (auto& place : places)
-            place.second += offset;
-        return places;
+        return atom;
+    }
+
+    /// What an update brings into a file, all of it made before the first write.
+    struct NewContents
+    {
+        std::vector<std::byte> media; ///< an atom; empty when there are no new ones
+        std::uint64_t mediaOffset = 0;
+        Cow<Atom> header;
+        Bytes headerBytes; ///< the file's own when the movie was not changed
+    };
+
+    /// Makes it while the update is gone through on paper: where the media go decides what the header says,
+    /// and that where the header goes. `header` is the movie's.
+    Result<NewContents> prepare(InPlaceUpdate paper, const QTMovie& movie, const Cow<Atom>& header,
+        const std::vector<std::uint64_t>& spares)
+    {
+        for (const auto spare : spares)
+            RW_CHECK(paper.retire(spare));
+        NewContents contents {{}, 0, header, movie.file()->header};
+        if (!movie.isChanged())
+            return contents;
+        if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
+            MediaPlaces places;
+            RW_TRY(contents.media, mediaAtom(movie, waiting, places));
+            RW_TRY(contents.mediaOffset, paper.place(contents.media, InPlaceUpdate::Place::BehindMedia));
+            RW_TRY(contents.header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
+                const auto place = places.find(offset);
+                return place == places.end() ? std::nullopt
+                                             : std::optional(contents.mediaOffset + place->second);
+            }));
+        }
+        contents.header.edit().sizeForm = SizeForm::Compact;
+        if (contents.header->size() > MovieFile::kMaxHeaderSize)
+            return failure(MovieError::Code::Unsupported, movie.fileName(),
+                "the movie header is too large to be written");
+        contents.headerBytes = contents.header->toBytes();
+        RW_CHECK(paper.replaceHeader(movie.file()->headerAtom()->offset, contents.headerBytes.span()));
+        return contents;
     }
 
     /// The movie file as it is after a write to it, with `header` alive.
@@ -176,56 +210,36 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     before.m_header = movie.m_savedHeader;
     auto inUse = MediaOffsets::outsideMedia(before);
     std::ranges::copy(MediaOffsets::outsideMedia(movie), std::back_inserter(inUse));
-    InPlaceUpdate update {*file, opened->layout, std::move(inUse)};
-    auto header = movie.m_header;
-    auto headerBytes = opened->header;
-    const auto waiting = MediaOffsets::memoryExtents(movie);
-    if (movie.isChanged()) {
-        std::uint64_t media = waiting.empty() ? 0 : kMediaHeaderSize;
-        for (const auto& extent : waiting)
-            media += extent.size;
-        const auto end = !spares.empty() && opened->layout.atoms.back().offset == spares.back()
-            ? spares.back()
-            : opened->layout.end;
-        RW_CHECK(update.checkRoom(media, header->size(), end));
-    }
+    RW_TRY(const auto contents, prepare({nullptr, opened->layout, inUse}, movie, movie.m_header, spares));
+
+    InPlaceUpdate update {file.get(), opened->layout, std::move(inUse)};
     const auto write = [&]() -> Result<void> {
         for (const auto spare : spares)
             RW_CHECK(update.retire(spare));
         if (!movie.isChanged())
             return {};
-        std::optional<std::uint64_t> newMedia;
-        if (!waiting.empty()) {
-            RW_TRY(const auto places, placeMedia(update, movie, waiting));
-            newMedia = places.front().second - kMediaHeaderSize;
-            RW_TRY(header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
-                const auto place = std::find_if(
-                    places.begin(), places.end(), [&](const auto& p) { return p.first == offset; });
-                return place == places.end() ? std::nullopt : std::optional(place->second);
-            }));
+        if (!contents.media.empty()) {
+            RW_TRY([[maybe_unused]] const auto offset,
+                update.place(contents.media, InPlaceUpdate::Place::BehindMedia));
+            RW_ASSERT(offset == contents.mediaOffset);
         }
-        header.edit().sizeForm = SizeForm::Compact;
-        if (header->size() > MovieFile::kMaxHeaderSize)
-            return failure(
-                MovieError::Code::Unsupported, opened->path, "the movie header is too large to be written");
-        headerBytes = header->toBytes();
-        auto replaced = update.replaceHeader(opened->headerAtom()->offset, headerBytes.span());
+        auto replaced = update.replaceHeader(opened->headerAtom()->offset, contents.headerBytes.span());
         // Media that no header came to refer to are let go again.
-        if (!replaced && newMedia && !update.mayHaveReplacedHeader())
-            static_cast<void>(update.retire(*newMedia));
+        if (!replaced && !contents.media.empty() && !update.mayHaveReplacedHeader())
+            static_cast<void>(update.retire(contents.mediaOffset));
         return replaced;
     };
     if (const auto written = write(); !written) {
         // What an update left half done is this movie's own doing: it can still be saved, in place or not.
-        for (const auto& live : {opened->header, headerBytes})
+        for (const auto& live : {opened->header, contents.headerBytes})
             if (auto present = presentFile(*file, *opened, live))
                 if (holds(*file, (*present)->headerAtom()->offset, live.span()).value_or(false))
                     movie.m_file = std::move(*present);
         return tl::unexpected<MovieError>(written.error());
     }
-    RW_TRY(movie.m_file, presentFile(*file, *opened, headerBytes));
-    movie.m_header = header;
-    movie.m_savedHeader = header;
+    RW_TRY(movie.m_file, presentFile(*file, *opened, contents.headerBytes));
+    movie.m_header = contents.header;
+    movie.m_savedHeader = contents.header;
     movie.m_sources->setOwn(movie.m_file);
     if (options.progress)
         options.progress(1);

@@ -12,12 +12,24 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <string_view>
 #include <vector>
 
 namespace reelwright {
 namespace {
+
+    /// Nothing where a part of the path is missing.
+    std::optional<std::string> realPath(const std::string& path)
+    {
+        char* resolved = ::realpath(path.c_str(), nullptr);
+        if (!resolved)
+            return std::nullopt;
+        std::string result = resolved;
+        std::free(resolved); // NOLINT: realpath allocates with malloc
+        return result;
+    }
 
     std::string folderOf(const std::string& path)
     {
@@ -313,12 +325,10 @@ namespace {
 
         std::string resolve(const std::string& path) override
         {
-            char* resolved = ::realpath(path.c_str(), nullptr);
-            if (!resolved)
-                return path;
-            std::string result = resolved;
-            std::free(resolved); // NOLINT: realpath allocates with malloc
-            return result;
+            if (auto resolved = realPath(path))
+                return *resolved;
+            const auto folder = realPath(folderOf(path));
+            return folder ? *folder + '/' + nameOf(path) : path;
         }
 
         std::string volumeType(const std::string& path) override

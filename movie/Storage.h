@@ -19,6 +19,11 @@ struct FileState
     std::uint64_t size = 0; ///< bytes
     std::int64_t modifiedNanos = 0; ///< since 1970
     bool operator==(const FileState&) const = default;
+    /// The same file, whatever it holds.
+    [[nodiscard]] bool isSameFile(const FileState& other) const
+    {
+        return device == other.device && inode == other.inode;
+    }
 };
 
 /// One open file. Offsets and sizes are bytes. All errors are Io errors with the file's path.
@@ -65,7 +70,8 @@ public:
     virtual Result<void> remove(const std::string& path) = 0;
     /// Flushes the folder that holds `path`, so that a rename in it lasts.
     virtual Result<void> flushFolder(const std::string& path) = 0;
-    /// The path with symbolic links resolved, so that a rename replaces the file and not the link.
+    /// The path with symbolic links resolved, so that a rename replaces the file and not the link. Of a file
+    /// that is not there: those of its folder.
     virtual std::string resolve(const std::string& path) = 0;
     /// Lower-case name of the file system that `path` (or its folder) lies on: "ext4", "vfat"; a hexadecimal
     /// number when it is not known.

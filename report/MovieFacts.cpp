@@ -5,6 +5,7 @@
 #include "movie/ByteReader.h"
 #include "movie/DataReference.h"
 #include "movie/MovieSaver.h"
+#include "report/LanguageName.h"
 
 #include <fmt/format.h>
 
@@ -87,21 +88,6 @@ namespace {
         return sound ? sound->sampleRate : 0;
     }
 
-    /// Three letters of five bits each, which count from 1; smaller codes are the Macintosh's own.
-    std::string languageText(std::uint16_t code)
-    {
-        constexpr std::uint16_t kFirstPacked = 0x400;
-        constexpr std::uint16_t kUnspecified = 0x7FFF;
-        if (code == kUnspecified)
-            return {};
-        if (code < kFirstPacked)
-            return code == 0 ? "English" : fmt::format("Macintosh {}", code);
-        std::string letters;
-        for (const int shift : {10, 5, 0})
-            letters += static_cast<char>(0x60 + ((code >> shift) & 0x1F));
-        return letters == "und" ? std::string {} : letters;
-    }
-
     TrackFacts trackFacts(const PlacedTrack& placed, const QTMovie& movie)
     {
         const auto& track = placed.track;
@@ -131,7 +117,7 @@ namespace {
         const auto label = placed.record.audioChannelDescription().mChannelLabel;
         if (const auto name = KWQuickTime::friendlyAudioChannelLabel(label); name != "Unknown")
             facts.channelLabel = name;
-        facts.language = languageText(media.header().language);
+        facts.language = languageName(media.header().language);
         facts.references = track.references();
         facts.timecode = timecodeFacts(track);
         facts.apertures = apertureFacts(track);

@@ -56,7 +56,7 @@ struct TrackFacts
     Matrix matrix;
     std::uint32_t channels = 0;
     std::string channelLabel; ///< of the first channel, empty when it has none
-    std::string language; ///< of the media: "eng", "English", "Macintosh 11"; empty when it is not said
+    std::string language; ///< of the media: "eng", "English"; empty when it is not said
     std::map<FourCC, std::vector<std::uint32_t>> references;
     std::optional<TimecodeFacts> timecode;
     std::optional<ApertureFacts> apertures;

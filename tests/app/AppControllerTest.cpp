@@ -92,6 +92,7 @@ private slots:
     void aFileThatIsOpenComesToTheFront_data();
     void aFileThatIsOpenComesToTheFront();
     void aMovieThatWasSavedAsIsKnownByItsNewName();
+    void noWindowSavesOverTheFileOfAnother();
     void oneUnreadableFileIsExplained_data();
     void oneUnreadableFileIsExplained();
     void severalFailuresAreToldAtOnceAndTheRestOpens();
@@ -237,6 +238,30 @@ void AppControllerTest::aMovieThatWasSavedAsIsKnownByItsNewName()
     QCOMPARE(m_controller->windows().size(), 1U);
     open({before});
     QCOMPARE(m_controller->windows().size(), 2U);
+}
+
+void AppControllerTest::noWindowSavesOverTheFileOfAnother()
+{
+    auto* window = openClip("pal-25.mov");
+    edit(*openClip("two-audio.mov"));
+    const auto theirs = m_folder->filePath(text("two-audio.mov"));
+    QVERIFY(QFile::link(theirs, m_folder->filePath(text("link.mov"))));
+    QFile file {theirs};
+    QVERIFY(file.open(QFile::ReadOnly));
+    const auto before = file.readAll();
+
+    Answer refused {text("OK")};
+    QString said;
+    refused.before = [&] { said = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->text(); };
+    auto& document = window->document();
+    QVERIFY(
+        document.writeSafelyToURL(m_folder->filePath(text("link.mov")).toStdString(), SaveOperation::SaveAs));
+    QTRY_VERIFY_WITH_TIMEOUT(!document.isWriting(), kWait);
+    QVERIFY(refused.isGiven());
+    QVERIFY2(said.contains(text("File open in another window")), qPrintable(said));
+    QVERIFY(file.seek(0));
+    QCOMPARE(file.readAll(), before);
+    QCOMPARE(window->windowTitle(), text("pal-25.mov[*]"));
 }
 
 void AppControllerTest::oneUnreadableFileIsExplained_data()

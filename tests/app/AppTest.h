@@ -20,7 +20,7 @@ namespace reelwright::test {
 constexpr int kWait = 10'000;
 
 /// The real file system, in which saves can be made to fail, or to wait at their first step.
-class GatedStorage final : public ForwardingStorage
+class GatedStorage : public ForwardingStorage
 {
 public:
     std::atomic<bool> refusesWriting = false;

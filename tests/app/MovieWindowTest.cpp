@@ -114,6 +114,7 @@ private slots:
     void arrowKeysNudgeTheSelectedTrack();
     void deleteAsksAndRemoves();
     void settingsControlsChangeTheMovie();
+    void frameRateIsSaidWhereThereIsAPicture();
     void movieMayHideItsController();
     void fullScreenShowsThePictureAlone();
     void sidePaneIsHiddenAndShown();
@@ -400,6 +401,19 @@ void MovieWindowTest::settingsControlsChangeTheMovie()
     actions().undo->trigger();
     QCOMPARE(aperture->currentIndex(), 0);
     QCOMPARE(document().movie().userDataItem("apmd"_cc).has_value(), false);
+}
+
+void MovieWindowTest::frameRateIsSaidWhereThereIsAPicture()
+{
+    const auto shown = [this] {
+        for (const auto* label : m_window->findChildren<QLabel*>())
+            if (label->accessibleName() == QLatin1String("Frame rate"))
+                return label->text();
+        return QString();
+    };
+    QCOMPARE(shown(), QStringLiteral("25.00 fps"));
+    openWindow(m_app->sample("audio-only.mov"));
+    QCOMPARE(shown(), QStringLiteral("None"));
 }
 
 void MovieWindowTest::movieMayHideItsController()

@@ -228,7 +228,8 @@ protected:
         explicit Open(DocumentTest& test, std::shared_ptr<Storage> volume = nullptr)
             : window(test.mainThread)
             , document({test.mainThread, test.notifications, test.preferences,
-                  volume ? std::move(volume) : test.storage, test.files})
+                  volume ? std::move(volume) : test.storage, test.files,
+                  [&test] { return test.openDocuments; }})
         {
         }
 
@@ -294,6 +295,7 @@ protected:
     Preferences preferences {preferencesFolder.file("test.plist")};
     std::shared_ptr<TestStorage> storage = std::make_shared<TestStorage>();
     SaveFiles files = SaveFiles::real();
+    std::vector<MyDocument*> openDocuments; ///< those that know of each other
 
 private:
     static std::vector<std::string> allMessages()

@@ -142,6 +142,7 @@ namespace {
         {TrackColumn::Duration, 2, "1.", "00:00:00:00", "00:00:01:00", "a period is a pair of zeros"},
         {TrackColumn::Duration, 1, "0110", "00:00:00:00", "00:00:01:10", "digits fill from the right"},
         {TrackColumn::In, 1, "-00:00:1:00", "00:00:00:00", "00:00:02:00", "no start below zero"},
+        {TrackColumn::Duration, 2, "soon", "00:00:00:00", "00:00:00:00", "what is no number counts as zero"},
         {TrackColumn::Duration, 0, "1.", "nothing", "nothing", "the movie's row takes no edit"},
         {TrackColumn::TrackView, 1, "3", "00:00:00:00", "00:00:02:00", "the label is not edited"},
     };

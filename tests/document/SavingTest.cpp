@@ -612,6 +612,73 @@ namespace {
         EXPECT_TRUE(isTurned(folder.file("mine.mov"), 1)) << "under another name nothing is lost";
     }
 
+    TEST_F(SavingTest, AFileThatIsOpenInAnotherWindowIsNotOverwrittenByAnyName)
+    {
+        const auto mine = open(build({}));
+        MovieBuilder other;
+        other.tracks.pop_back();
+        const auto theirPath = build(other, "their.mov");
+        const auto theirs = open(theirPath);
+        openDocuments = {&mine->document, &theirs->document};
+        edit(mine->document);
+        std::filesystem::create_symlink(theirPath, folder.file("symbolic.mov"));
+        std::filesystem::create_directory_symlink(folder.path(), folder.file("link"));
+        std::filesystem::create_hard_link(theirPath, folder.file("hard.mov"));
+        const auto names = filesInFolder();
+        for (const auto* name :
+            {"their.mov", "symbolic.mov", "hard.mov", "./their.mov", "link/their.mov", "link/hard.mov"}) {
+            mine->window.alerts.clear();
+            saveAs(*mine, folder.file(name));
+            ASSERT_EQ(mine->window.alerts.size(), 1U) << name;
+            EXPECT_EQ(mine->window.alerts[0].title, "File open in another window");
+            EXPECT_THAT(mine->window.alerts[0].text, testing::StartsWith(folder.file(name) + ": "));
+            EXPECT_THAT(mine->window.alerts[0].text, testing::HasSubstr("under another name"));
+            EXPECT_EQ(readFile(theirPath), other.build()) << name;
+            EXPECT_EQ(filesInFolder(), names) << name;
+            EXPECT_TRUE(mine->document.isEdited()) << name;
+            EXPECT_EQ(mine->document.displayName(), "built.mov") << name;
+        }
+        edit(theirs->document);
+        save(*theirs);
+        EXPECT_THAT(theirs->window.alerts, IsEmpty()) << "its own window may";
+    }
+
+    TEST_F(SavingTest, TheOwnFileCanBeSavedAsUnderEachOfItsNames)
+    {
+        const auto path = build({});
+        const auto mine = open(path);
+        const auto theirs = open(build({}, "their.mov"));
+        openDocuments = {&mine->document, &theirs->document};
+        std::filesystem::create_symlink(path, folder.file("symbolic.mov"));
+        int quarters = 0;
+        for (const auto& name : {path, folder.file("symbolic.mov"), folder.file("./built.mov")}) {
+            edit(mine->document);
+            saveAs(*mine, name);
+            EXPECT_THAT(mine->window.alerts, IsEmpty()) << name;
+            EXPECT_TRUE(isTurned(path, ++quarters)) << name;
+        }
+    }
+
+    TEST_F(SavingTest, TwoWindowsDoNotSaveToTheSameNewFileAtOnce)
+    {
+        const auto mine = open(build({}));
+        const auto theirs = open(build({}, "their.mov"));
+        openDocuments = {&mine->document, &theirs->document};
+        edit(theirs->document);
+        std::filesystem::create_directory_symlink(folder.path(), folder.file("link"));
+        duringSave(TestStorage::Call::CreateSibling, [&] {
+            theirs->window.savePath = folder.file("link/new.mov");
+            EXPECT_TRUE(theirs->document.saveDocumentAs());
+        });
+        saveAs(*mine, folder.file("new.mov"));
+        finish(theirs->document);
+        EXPECT_THAT(mine->window.alerts, IsEmpty());
+        ASSERT_EQ(theirs->window.alerts.size(), 1U);
+        EXPECT_EQ(theirs->window.alerts[0].title, "File open in another window");
+        EXPECT_TRUE(theirs->document.isEdited());
+        EXPECT_EQ(matrix(read(folder.file("new.mov"))), Matrix {}) << "as the first one wrote it";
+    }
+
     TEST_F(SavingTest, AMovieWhoseFileWasRemovedCanBeSaved)
     {
         const auto path = build({});

@@ -604,6 +604,34 @@ namespace {
         }
     }
 
+    TEST(RefusedSave, IsRefusedBeforeTheFirstWriteWhereNewMediaAndHeaderDoNotFitTogether)
+    {
+        // Behind the header lies room for one of them, and behind that the place of media that are missing.
+        int refused = 0;
+        int saved = 0;
+        for (std::uint32_t room = 400; room <= 4000; room += 7) {
+            auto built = MovieBuilder {};
+            built.headerPlace = HeaderPlace::BetweenMedia;
+            built.freeAfter = room;
+            auto bytes = built.build();
+            const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+            bytes.resize(text.rfind("mdat") - 4);
+            SimulatedStorage volume;
+            volume.put(kPath, bytes, kAttributes);
+            const auto storage = SimulatedStorage::fromState(volume.now());
+            if (editAndSave(storage, Edit::NewMedia, Mode::InPlace)) {
+                EXPECT_EQ(storage->now().find(kPath)->size(), bytes.size()) << room;
+                ++saved;
+                continue;
+            }
+            ++refused;
+            EXPECT_EQ(storage->steps().size(), 0U) << room;
+            EXPECT_TRUE(*storage->now().find(kPath) == bytes) << room;
+        }
+        EXPECT_GT(refused, 0);
+        EXPECT_GT(saved, 0);
+    }
+
     TEST(SaveOnAFullVolume, ThatDoesNotFitLeavesTheOldMovieAndNothingElse)
     {
         for (const auto& c : cases()) {
