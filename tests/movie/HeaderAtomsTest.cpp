@@ -210,24 +210,28 @@ namespace {
         struct WidthFact
         {
             std::uint64_t creation;
+            std::uint64_t modification;
             std::uint64_t duration;
             int version;
             const char* why;
         };
         constexpr WidthFact kFacts[] = {
-            {UINT32_MAX, UINT32_MAX - 1, 0, "the largest that fit"},
-            {0, UINT32_MAX, 1, "would read as unknown in 32 bits"},
-            {0, 0x1'0000'0000, 1, "a longer duration"},
-            {0x1'0000'0000, 0, 1, "a later time"},
-            {0, kUnknownDuration, 0, "unknown has a short form"},
+            {UINT32_MAX, UINT32_MAX, UINT32_MAX - 1, 0, "the largest that fit"},
+            {0, 0, UINT32_MAX, 1, "would read as unknown in 32 bits"},
+            {0, 0, 0x1'0000'0000, 1, "a longer duration"},
+            {0x1'0000'0000, 0, 0, 1, "a later time"},
+            {0, 0x1'0000'0000, 0, 1, "changed at a later time"},
+            {0, 0, kUnknownDuration, 0, "unknown has a short form"},
         };
         const auto check = [](auto header, const WidthFact& fact) {
             header.creationTime = fact.creation;
+            header.modificationTime = fact.modification;
             header.duration = fact.duration;
             const auto written = decltype(header)::parse(header.write());
             ASSERT_TRUE(written);
             EXPECT_EQ(written->version, fact.version) << fact.why;
             EXPECT_EQ(written->creationTime, fact.creation) << fact.why;
+            EXPECT_EQ(written->modificationTime, fact.modification) << fact.why;
             EXPECT_EQ(written->duration, fact.duration) << fact.why;
             header.version = 1;
             EXPECT_EQ(header.write().span()[0], std::byte {1}) << "a wide header stays wide";

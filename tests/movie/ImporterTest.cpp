@@ -241,6 +241,7 @@ namespace {
             {"", MovieError::Code::Corrupt, "no format chunk"},
             {data, MovieError::Code::Corrupt, "no format chunk"},
             {waveFormat(), MovieError::Code::Corrupt, "no data chunk"},
+            {std::string(8 * 10'001, '\0'), MovieError::Code::Corrupt, "too many chunks"},
             {waveFormat(0) + data, MovieError::Code::Corrupt, "no channels"},
             {waveFormat(2, 16, 0x55) + data, MovieError::Code::Unsupported, "format 0x0055"},
         };
