@@ -1,17 +1,16 @@
 #include "movie/AiffFile.h"
 
 #include "movie/ByteReader.h"
+#include "movie/ChunkFile.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace reelwright {
 namespace {
 
-    constexpr std::size_t kMaxChunks = 10'000;
     constexpr std::size_t kMaxLayoutSize = 4096;
 
     /// An 80-bit extended number: sign and exponent, then 64 bits with the leading one among them.
@@ -54,20 +53,17 @@ namespace {
         {"MAC6"_cc, "MAC6"_cc, {6, 1}},
     };
 
-    class AiffReader
+    class AiffReader : ChunkFile
     {
     public:
         AiffReader(StorageFile& file, const std::string& path)
-            : m_file(file)
-            , m_path(path)
+            : ChunkFile(file, path)
         {
         }
 
         Result<std::optional<ImportedSound>> read()
         {
-            RW_TRY(const auto state, m_file.state());
-            m_fileSize = state.size;
-            RW_TRY(const auto start, at(0, 12));
+            RW_TRY(const auto start, head());
             ByteReader in {start};
             const auto form = in.fourCC();
             in.skip(4); // size
@@ -89,20 +85,9 @@ namespace {
         }
 
     private:
-        Result<ByteSpan> at(std::uint64_t offset, std::size_t size)
-        {
-            RW_TRY(const auto count, m_file.readAt(offset, std::span {m_buffer}.first(size)));
-            return ByteSpan {m_buffer}.first(count);
-        }
-
-        [[nodiscard]] tl::unexpected<MovieError> corrupt(std::string detail, std::uint64_t offset) const
-        {
-            return failure(MovieError::Code::Corrupt, m_path, std::move(detail), offset);
-        }
-
         Result<void> walk()
         {
-            std::uint64_t offset = 12;
+            std::uint64_t offset = kHeadSize;
             for (std::size_t count = 0; offset < m_fileSize; ++count) {
                 if (count == kMaxChunks)
                     return corrupt("the file has too many chunks", offset);
@@ -193,10 +178,6 @@ namespace {
             return {};
         }
 
-        StorageFile& m_file;
-        const std::string& m_path;
-        std::uint64_t m_fileSize = 0;
-        std::array<std::byte, 32> m_buffer {};
         bool m_isCompressed = false;
         bool m_hasFormat = false;
         bool m_hasData = false;

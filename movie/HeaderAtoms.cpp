@@ -45,6 +45,26 @@ namespace {
             out.u32(static_cast<std::uint32_t>(value)); // kUnknownDuration keeps its ones
     }
 
+    /// Reads what a movie's, a track's and a media's header start with; answers whether its times are wide.
+    template <class Header> Result<bool> readStart(ByteReader& in, std::string_view where, Header& header)
+    {
+        RW_TRY(const bool wide, readVersion(in, where, header.version, header.flags));
+        header.creationTime = readTime(in, wide);
+        header.modificationTime = readTime(in, wide);
+        return wide;
+    }
+
+    /// Writes it, wide where the header was or has to be.
+    template <class Header> bool writeStart(ByteWriter& out, const Header& header)
+    {
+        const bool wide = header.version == 1 || !fitsCompact(header.creationTime)
+            || !fitsCompact(header.modificationTime) || !durationFitsCompact(header.duration);
+        out.u8(wide ? 1 : 0).u24(header.flags);
+        writeTime(out, wide, header.creationTime);
+        writeTime(out, wide, header.modificationTime);
+        return wide;
+    }
+
     /// The bytes as found, or as many zeros where there were none.
     void writeReserved(ByteWriter& out, const Bytes& bytes, std::size_t size)
     {
@@ -64,9 +84,7 @@ Result<MovieHeader> MovieHeader::parse(const Bytes& payload)
 {
     ByteReader in {payload.span(), "mvhd"};
     MovieHeader header;
-    RW_TRY(const bool wide, readVersion(in, "mvhd", header.version, header.flags));
-    header.creationTime = readTime(in, wide);
-    header.modificationTime = readTime(in, wide);
+    RW_TRY(const bool wide, readStart(in, "mvhd", header));
     header.timeScale = in.u32();
     header.duration = readDuration(in, wide);
     header.preferredRate = in.i32();
@@ -81,12 +99,8 @@ Result<MovieHeader> MovieHeader::parse(const Bytes& payload)
 
 Bytes MovieHeader::write() const
 {
-    const bool wide = version == 1 || !fitsCompact(creationTime) || !fitsCompact(modificationTime)
-        || !durationFitsCompact(duration);
     ByteWriter out;
-    out.u8(wide ? 1 : 0).u24(flags);
-    writeTime(out, wide, creationTime);
-    writeTime(out, wide, modificationTime);
+    const bool wide = writeStart(out, *this);
     out.u32(timeScale);
     writeTime(out, wide, duration);
     out.i32(preferredRate).i16(preferredVolume);
@@ -101,9 +115,7 @@ Result<TrackHeader> TrackHeader::parse(const Bytes& payload)
 {
     ByteReader in {payload.span(), "tkhd"};
     TrackHeader header;
-    RW_TRY(const bool wide, readVersion(in, "tkhd", header.version, header.flags));
-    header.creationTime = readTime(in, wide);
-    header.modificationTime = readTime(in, wide);
+    RW_TRY(const bool wide, readStart(in, "tkhd", header));
     header.trackID = in.u32();
     header.reserved = in.u32();
     header.duration = readDuration(in, wide);
@@ -121,12 +133,8 @@ Result<TrackHeader> TrackHeader::parse(const Bytes& payload)
 
 Bytes TrackHeader::write() const
 {
-    const bool wide = version == 1 || !fitsCompact(creationTime) || !fitsCompact(modificationTime)
-        || !durationFitsCompact(duration);
     ByteWriter out;
-    out.u8(wide ? 1 : 0).u24(flags);
-    writeTime(out, wide, creationTime);
-    writeTime(out, wide, modificationTime);
+    const bool wide = writeStart(out, *this);
     out.u32(trackID).u32(reserved);
     writeTime(out, wide, duration);
     writeReserved(out, reserved2, 8);
@@ -140,9 +148,7 @@ Result<MediaHeader> MediaHeader::parse(const Bytes& payload)
 {
     ByteReader in {payload.span(), "mdhd"};
     MediaHeader header;
-    RW_TRY(const bool wide, readVersion(in, "mdhd", header.version, header.flags));
-    header.creationTime = readTime(in, wide);
-    header.modificationTime = readTime(in, wide);
+    RW_TRY(const bool wide, readStart(in, "mdhd", header));
     header.timeScale = in.u32();
     header.duration = readDuration(in, wide);
     header.language = in.u16();
@@ -153,12 +159,8 @@ Result<MediaHeader> MediaHeader::parse(const Bytes& payload)
 
 Bytes MediaHeader::write() const
 {
-    const bool wide = version == 1 || !fitsCompact(creationTime) || !fitsCompact(modificationTime)
-        || !durationFitsCompact(duration);
     ByteWriter out;
-    out.u8(wide ? 1 : 0).u24(flags);
-    writeTime(out, wide, creationTime);
-    writeTime(out, wide, modificationTime);
+    const bool wide = writeStart(out, *this);
     out.u32(timeScale);
     writeTime(out, wide, duration);
     out.u16(language).u16(quality).bytes(rest.span());

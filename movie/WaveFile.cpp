@@ -1,6 +1,7 @@
 #include "movie/WaveFile.h"
 
 #include "movie/ByteReader.h"
+#include "movie/ChunkFile.h"
 
 #include <fmt/format.h>
 
@@ -10,7 +11,6 @@
 namespace reelwright {
 namespace {
 
-    constexpr std::size_t kMaxChunks = 10'000; ///< before the sound; real files have a dozen
     constexpr std::uint32_t kNoSize = 0xFFFFFFFF;
 
     // Format tags.
@@ -47,20 +47,17 @@ namespace {
         std::uint64_t size = 0;
     };
 
-    class WaveReader
+    class WaveReader : ChunkFile
     {
     public:
         WaveReader(StorageFile& file, const std::string& path)
-            : m_file(file)
-            , m_path(path)
+            : ChunkFile(file, path)
         {
         }
 
         Result<std::optional<ImportedSound>> read()
         {
-            RW_TRY(const auto state, m_file.state());
-            m_fileSize = state.size;
-            RW_TRY(const auto start, at(0, 12));
+            RW_TRY(const auto start, head());
             const auto form = FourCC {static_cast<std::uint32_t>(little(start, 0, 4))};
             if (start.size() < 12 || little32(start, 8) != kWave)
                 return std::nullopt;
@@ -88,22 +85,10 @@ namespace {
         static constexpr std::uint32_t kData = 0x61746164;
         static constexpr std::uint32_t kSizes = 0x34367364; // ds64
 
-        /// Up to `size` bytes.
-        Result<ByteSpan> at(std::uint64_t offset, std::size_t size)
-        {
-            RW_TRY(const auto count, m_file.readAt(offset, std::span {m_buffer}.first(size)));
-            return ByteSpan {m_buffer}.first(count);
-        }
-
-        [[nodiscard]] tl::unexpected<MovieError> corrupt(std::string detail, std::uint64_t offset) const
-        {
-            return failure(MovieError::Code::Corrupt, m_path, std::move(detail), offset);
-        }
-
         /// Finds the chunks that matter.
         Result<void> walk()
         {
-            std::uint64_t offset = 12;
+            std::uint64_t offset = kHeadSize;
             std::uint64_t wideDataSize = 0;
             for (std::size_t count = 0; offset < m_fileSize && !(m_format && m_data); ++count) {
                 if (count == kMaxChunks)
@@ -203,11 +188,7 @@ namespace {
             }
         }
 
-        StorageFile& m_file;
-        const std::string& m_path;
-        std::uint64_t m_fileSize = 0;
         bool m_hasWideSizes = false;
-        std::array<std::byte, 64> m_buffer {};
         std::optional<Chunk> m_format;
         std::optional<Chunk> m_data;
         ImportedSound m_sound;

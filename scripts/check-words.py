@@ -10,7 +10,7 @@ import sys
 import tempfile
 from pathlib import Path
 
-from source_tree import ROOT, source_files
+from source_tree import run_check, source_files
 
 # The licence is another author's text.
 EXCLUDED = {"LICENSE"}
@@ -91,14 +91,5 @@ def self_test():
     return wrong
 
 
-def main():
-    if sys.argv[1:] == ["--self-test"]:
-        return 1 if self_test() else 0
-    found, count = complaints(ROOT)
-    print(*found, sep="\n", end="\n" if found else "")
-    print(f"{count} files read, {len(found)} lines found")
-    return 1 if found or not count else 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(complaints, self_test, "files"))

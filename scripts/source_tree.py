@@ -2,6 +2,7 @@
 
 import os
 import subprocess
+import sys
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -39,3 +40,13 @@ def source_files(root=ROOT):
     """Sorted names, relative to `root`, of the files that are there. A git worktree's `.git` file is not one of them."""
     names = git_files(root) or walked_files(root)
     return sorted(name for name in set(names) if name != ".git" and (root / name).is_file())
+
+
+def run_check(complaints, self_test, what):
+    """What a check does as a program: its self-test when asked for, else what it complains about. The exit status."""
+    if sys.argv[1:] == ["--self-test"]:
+        return 1 if self_test() else 0
+    found, count = complaints(ROOT)
+    print(*found, sep="\n", end="\n" if found else "")
+    print(f"{count} {what} read, {len(found)} wrong")
+    return 1 if found or not count else 0

@@ -1,12 +1,9 @@
 #include "tests/cli/CliTest.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace reelwright::test {
 namespace {
@@ -45,6 +42,11 @@ ProcessResult CliTest::cli(const std::vector<std::string>& arguments) const
     return shell(line);
 }
 
+ProcessResult CliTest::edit(const std::vector<std::string>& options, const std::string& file) const
+{
+    return cli(joined({{"edit"}, options, {file}}));
+}
+
 ProcessResult CliTest::shell(const std::string& line) const
 {
     // Logs of failures go to the test's folder too, out of the way of the movies.
@@ -75,33 +77,9 @@ std::vector<std::string> CliTest::names(const std::string& below) const
 void CliTest::expectGolden(const std::string& name, const std::string& text)
 {
     const auto file = REELWRIGHT_SOURCE_DIR "/tests/cli/golden/" + name;
-    if (std::getenv("REELWRIGHT_UPDATE_GOLDEN")) {
+    if (std::getenv("REELWRIGHT_UPDATE_GOLDEN"))
         std::ofstream(file) << text;
-        return;
-    }
-    std::ostringstream expected;
-    expected << std::ifstream(file).rdbuf();
-    EXPECT_EQ(text, expected.str()) << "set REELWRIGHT_UPDATE_GOLDEN=1 to accept it as " << name;
-}
-
-std::vector<std::string> frameChecksums(const std::string& path)
-{
-    std::istringstream lines(run({"ffmpeg", "-nostdin", "-v", "error", "-ignore_editlist", "1", "-i", path,
-        "-map", "0", "-c", "copy", "-f", "framemd5", "-"}));
-    std::vector<std::string> packets;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with('#'))
-            continue;
-        // stream, dts, pts, duration, size, hash: a fragment's last duration reads otherwise in an ordinary
-        // table.
-        std::vector<std::string> fields;
-        std::istringstream parts(line);
-        for (std::string field; std::getline(parts, field, ',');)
-            fields.push_back(field);
-        fields.erase(fields.begin() + 3);
-        packets.push_back(fmt::format("{}", fmt::join(fields, ",")));
-    }
-    return packets;
+    EXPECT_EQ(text, readText(file)) << "set REELWRIGHT_UPDATE_GOLDEN=1 to accept it as " << name;
 }
 
 std::string exifValue(const std::string& path, const std::string& tag)

@@ -23,6 +23,8 @@ protected:
     [[nodiscard]] ProcessResult cli(const std::vector<std::string>& arguments) const;
     /// The same through the shell, for redirections: "reelwright-cli ..." as a user types it.
     [[nodiscard]] ProcessResult shell(const std::string& line) const;
+    /// Edits a file of the folder with these options.
+    [[nodiscard]] ProcessResult edit(const std::vector<std::string>& options, const std::string& file) const;
     /// The JSON that the tool gives. It is a test failure when it does not end with `exitCode`.
     [[nodiscard]] cli::Json json(const std::vector<std::string>& arguments, int exitCode = 0) const;
     /// Names in the folder, hidden ones too, sorted.
@@ -34,10 +36,6 @@ protected:
 private:
     TempFolder m_folder;
 };
-
-/// Stream, times, size and checksum of every packet of a file, whatever its edit lists say, as another
-/// program reads them.
-std::vector<std::string> frameChecksums(const std::string& path);
 
 /// One member of what exiftool says, "" where it says nothing.
 std::string exifValue(const std::string& path, const std::string& tag);

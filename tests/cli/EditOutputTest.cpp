@@ -2,7 +2,6 @@
 #include "tests/cli/CliTest.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,19 +18,6 @@ namespace {
 
     using EditOutput = CliTest;
 
-    struct stat statusOf(const std::string& path)
-    {
-        struct stat info = {};
-        EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
-        return info;
-    }
-
-    std::int64_t modified(const std::string& path)
-    {
-        const auto info = statusOf(path);
-        return info.st_mtim.tv_sec * 1'000'000'000 + info.st_mtim.tv_nsec;
-    }
-
     bool playsAtOnce(const std::string& path)
     {
         const auto movie = QTMovie::open(path);
@@ -42,9 +28,8 @@ namespace {
     {
         const auto clip = sample("two-audio.mov");
         fs::create_hard_link(clip, path("link.mov"));
-        const auto before = statusOf(clip);
         EXPECT_EQ(json({"edit", "--json", "--autoplay", "on", "two-audio.mov"})["mode"], "in-place");
-        EXPECT_EQ(statusOf(clip).st_ino, before.st_ino);
+        EXPECT_TRUE(fs::equivalent(clip, path("link.mov")));
         EXPECT_TRUE(playsAtOnce(path("link.mov")));
     }
 
@@ -58,7 +43,7 @@ namespace {
         EXPECT_THAT(result["warnings"].at(0).get<std::string>(), HasSubstr("fragmented"));
         EXPECT_TRUE(playsAtOnce(clip));
         EXPECT_FALSE(QTMovie::open(clip)->isFragmented());
-        EXPECT_EQ(statusOf(clip).st_mode & 0777U, 0600U);
+        EXPECT_EQ(fs::status(clip).permissions(), fs::perms::owner_read | fs::perms::owner_write);
         EXPECT_THAT(names(), ElementsAre("fragmented.mp4"));
     }
 
@@ -137,8 +122,7 @@ namespace {
     TEST_F(EditOutput, ASoundFileIsNeverReplacedByAMovieButSavedAsOne)
     {
         REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
-        run({"ffmpeg", "-v", "error", "-i", REELWRIGHT_SOURCE_DIR "/samples/audio-only.mov",
-            path("take.wav")});
+        ffmpeg({"-i", REELWRIGHT_SOURCE_DIR "/samples/audio-only.mov"}, path("take.wav"));
         const auto before = readFile(path("take.wav"));
         const auto refused = cli({"edit", "--autoplay", "on", "take.wav"});
         EXPECT_EQ(refused.exitCode, 1);
@@ -153,11 +137,11 @@ namespace {
         const auto clip = sample("two-audio.mov");
         const auto fragmented = sample("fragmented.mp4");
         const auto bytes = readFile(clip);
-        const auto time = modified(clip);
+        const auto time = fs::last_write_time(clip);
         auto dry = json(
             {"edit", "--json", "-n", "--verify", "--rotate", "left", "two-audio.mov", "fragmented.mp4"});
         EXPECT_EQ(readFile(clip), bytes);
-        EXPECT_EQ(modified(clip), time);
+        EXPECT_EQ(fs::last_write_time(clip), time);
         EXPECT_EQ(readFile(fragmented), readFile(REELWRIGHT_SOURCE_DIR "/samples/fragmented.mp4"));
         EXPECT_EQ(json({"edit", "--json", "-n", "--flip", "--output-dir", "out", "two-audio.mov"})["output"],
             "out/two-audio.mov");
@@ -264,33 +248,9 @@ namespace {
         EXPECT_TRUE(playsAtOnce(path("two.mov")));
     }
 
-    /// A WAV file of silence that takes next to no space: its samples lie in a hole of the file.
-    void makeLongSilence(const std::string& path, std::uint32_t dataSize)
-    {
-        std::ofstream out(path, std::ios::binary);
-        const auto number = [&](std::uint32_t value, int bytes) { // little-endian
-            for (int i = 0; i < bytes; ++i)
-                out.put(static_cast<char>(value >> (8 * i) & 0xFFU));
-        };
-        out << "RIFF";
-        number(dataSize + 36, 4);
-        out << "WAVEfmt ";
-        number(16, 4);
-        number(1, 2); // PCM
-        number(2, 2); // channels
-        number(48000, 4);
-        number(192000, 4);
-        number(4, 2);
-        number(16, 2);
-        out << "data";
-        number(dataSize, 4);
-        out.close();
-        fs::resize_file(path, 44ULL + dataSize);
-    }
-
     TEST_F(EditOutput, AnInterruptedRunLeavesNothingHalfDone)
     {
-        makeLongSilence(path("one.wav"), 2'000'000'000);
+        writeSilence(path("one.wav"), 2'000'000'000);
         sample("two-audio.mov");
         // The signal comes as soon as the hidden file is there that becomes the copy. (A shell without a
         // terminal would have its background jobs ignore it.)

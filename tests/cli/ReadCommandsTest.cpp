@@ -239,9 +239,7 @@ namespace {
             for (const auto& file : corpusFiles(folder))
                 files.push_back(file);
         for (const auto* command : {"info", "tracks", "timecode", "atoms"}) {
-            std::vector<std::string> arguments {command, "--json"};
-            arguments.insert(arguments.end(), files.begin(), files.end());
-            const auto results = json(arguments, 1); // there are damaged ones among them
+            const auto results = json(joined({{command, "--json"}, files}), 1); // some are damaged
             EXPECT_EQ(results.size(), files.size());
         }
     }

@@ -1,5 +1,6 @@
 #include "movie/TimecodeMedia.h"
 #include "tests/cli/CliTest.h"
+#include "tests/helpers/PacketChecksums.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -44,11 +45,8 @@ namespace {
         std::string clip(const std::string& rate, const std::string& name = "clip.mov",
             const std::vector<std::string>& more = {}) const
         {
-            std::vector<std::string> arguments {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                "testsrc2=s=64x48:d=1:r=" + rate, "-c:v", "mpeg4"};
-            arguments.insert(arguments.end(), more.begin(), more.end());
-            arguments.push_back(path(name));
-            run(arguments);
+            ffmpeg(joined({{"-f", "lavfi", "-i", "testsrc2=s=64x48:d=1:r=" + rate, "-c:v", "mpeg4"}, more}),
+                path(name));
             return path(name);
         }
 
@@ -91,11 +89,8 @@ namespace {
         };
         sample("ntsc-2997.mov");
         for (const auto& fact : facts) {
-            auto arguments = fact.options;
-            arguments.insert(arguments.begin(), "edit");
-            arguments.push_back("ntsc-2997.mov");
             const bool exists = std::string_view(fact.why) != "no label";
-            EXPECT_EQ(cli(arguments).exitCode, exists ? 0 : 1) << fact.why;
+            EXPECT_EQ(edit(fact.options, "ntsc-2997.mov").exitCode, exists ? 0 : 1) << fact.why;
             if (exists) {
                 EXPECT_EQ(said("ntsc-2997.mov"), fact.after) << fact.why;
             }
@@ -129,10 +124,7 @@ namespace {
             sample(name);
         for (const auto& fact : facts) {
             const auto before = readFile(path(fact.clip));
-            auto arguments = fact.options;
-            arguments.insert(arguments.begin(), "edit");
-            arguments.push_back(fact.clip);
-            const auto result = cli(arguments);
+            const auto result = edit(fact.options, fact.clip);
             EXPECT_EQ(result.exitCode, 1) << fact.message;
             EXPECT_THAT(result.errors, HasSubstr(fact.message));
             EXPECT_THAT(result.errors, HasSubstr(fact.clip));
@@ -149,27 +141,24 @@ namespace {
 
     TEST_F(TimecodeEdit, DryRunVerifyAndJobsWorkWithIt)
     {
-        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
+        REELWRIGHT_NEEDS_PROGRAM("ffprobe");
         std::vector<std::string> files;
         for (int i = 0; i < 6; ++i) {
             files.push_back(fmt::format("clip{}.mov", i));
             sample("two-audio.mov", files.back());
         }
         const auto original = readFile(path(files[0]));
-        const auto packets = frameChecksums(path(files[0]));
-        std::vector<std::string> arguments {"edit", "--json", "--timecode", "10:00:00:00", "--dry-run"};
-        arguments.insert(arguments.end(), files.begin(), files.end());
-        const auto planned = json(arguments);
+        const auto packets = packetChecksums(path(files[0]));
+        const std::vector<std::string> arguments {"edit", "--json", "--timecode", "10:00:00:00"};
+        const auto planned = json(joined({arguments, {"--dry-run"}, files}));
         EXPECT_EQ(readFile(path(files[0])), original);
-        arguments[4] = "--verify";
-        arguments.insert(arguments.end(), {"--jobs", "2"});
-        const auto done = json(arguments);
+        const auto done = json(joined({arguments, {"--verify", "--jobs", "2"}, files}));
         ASSERT_EQ(done.size(), files.size());
         for (std::size_t i = 0; i < files.size(); ++i) {
             EXPECT_EQ(done[i]["changes"], planned[i]["changes"]);
             EXPECT_EQ(done[i]["media"].size(), 4U) << "the new track is verified too";
-            auto saved = frameChecksums(path(files[i]));
-            std::erase_if(saved, [](const auto& packet) { return packet.starts_with("3,"); });
+            auto saved = packetChecksums(path(files[i]));
+            EXPECT_EQ(saved.erase(3), 1U);
             EXPECT_EQ(saved, packets);
         }
     }
@@ -222,7 +211,7 @@ namespace {
                     continue; // whole rates fit thousandths or have a whole frame in the picture's own scale
                 SCOPED_TRACE(fmt::format("{} at {}, {}", fact.timecode, fact.rate, fmt::join(scales, " ")));
                 const auto file = clip(fact.rate, "clip.mov", scales);
-                const auto packets = frameChecksums(file);
+                const auto packets = packetChecksums(file).at(0);
                 const auto edited
                     = cli({"edit", "--timecode", fact.timecode, "--reel", "A001C002", "clip.mov"});
                 ASSERT_EQ(edited.exitCode, 0) << edited.errors;
@@ -233,9 +222,14 @@ namespace {
                 EXPECT_THAT(
                     run({"mediainfo", "--Output=Other;%TimeCode_FirstFrame% %TimeCode_DropFrame%\\n", file}),
                     HasSubstr(fact.timecode + std::string(fact.drop ? " Yes" : " No")));
-                auto saved = frameChecksums(file);
-                std::erase_if(saved, [](const auto& packet) { return packet.starts_with("1,"); });
-                EXPECT_EQ(saved, packets);
+                if (scales.size() < 4) { // in 600ths the other program counts a frame more than there is
+                    const auto track = json({"timecode", "--json", "clip.mov"})["tracks"][0];
+                    EXPECT_EQ(track["last"]["timecode"].get<std::string>() + '\n',
+                        run({"mediainfo", "--Output=Other;%TimeCode_LastFrame%", file}));
+                }
+                EXPECT_EQ(exifValue(file, "TimeCode"), "2") << "the reference from the picture";
+                EXPECT_EQ(exifValue(file, "Warning"), "");
+                EXPECT_EQ(packetChecksums(file).at(0), packets);
             }
         }
     }
@@ -250,62 +244,6 @@ namespace {
             const auto read = said("clip.mov");
             EXPECT_EQ(read.start, fact.timecode);
             EXPECT_EQ((read.flags & TimecodeDefinition::kDropFrame) != 0, fact.drop);
-        }
-    }
-
-    TEST_F(TimecodeEdit, TheLastFrameIsTheOneThatAnotherProgramCounts)
-    {
-        REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
-        REELWRIGHT_NEEDS_PROGRAM("mediainfo");
-        for (const auto& fact : kRates) {
-            SCOPED_TRACE(fmt::format("{} at {}", fact.timecode, fact.rate));
-            const auto file = clip(fact.rate, "clip.mov", {"-movie_timescale", "1000"});
-            ASSERT_EQ(cli({"edit", "--timecode", fact.timecode, "clip.mov"}).exitCode, 0);
-            const auto track = json({"timecode", "--json", "clip.mov"})["tracks"][0];
-            EXPECT_EQ(track["last"]["timecode"].get<std::string>() + '\n',
-                run({"mediainfo", "--Output=Other;%TimeCode_LastFrame%", file}));
-        }
-    }
-
-    TEST_F(TimecodeEdit, AnotherProgramFindsTheTrackAndItsRate)
-    {
-        REELWRIGHT_NEEDS_PROGRAM("exiftool");
-        const auto file = sample("ntsc-2997.mov");
-        ASSERT_EQ(cli({"edit", "--timecode", "1..", "ntsc-2997.mov"}).exitCode, 0);
-        EXPECT_EQ(exifValue(file, "TimeCode"), "2") << "the reference from the picture";
-        EXPECT_THAT(exifValue(file, "PlaybackFrameRate"), ::testing::StartsWith("29.97002"));
-        EXPECT_EQ(exifValue(file, "Warning"), "");
-    }
-
-    struct NextFact
-    {
-        std::vector<std::string> options;
-        const char* frame;
-        const char* next;
-        const char* why;
-    };
-
-    TEST_F(TimecodeEdit, LabelsGoOnOverTheBorders)
-    {
-        const NextFact facts[] = {
-            {{"--timecode", "00:59:59;29"}, "1", "01:00:00;00", "an hour keeps its labels"},
-            {{"--timecode", "00:00:59;29"}, "1", "00:01:00;02", "a minute drops two"},
-            {{"--timecode", "00:09:59;29"}, "1", "00:10:00;00", "a tenth minute keeps them"},
-            {{"--timecode", "00:10:59;29"}, "1", "00:11:00;02", "the next drops them"},
-            {{"--timecode", "23:59:59;29", "--limit-24h"}, "1", "00:00:00;00", "midnight with the limit"},
-            {{"--timecode", "23:59:59;29"}, "1", "24:00:00;00", "and without"},
-            {{"--timecode", "23:59:59:29", "--limit-24h"}, "2", "00:00:00:01", "all labels counted"},
-            {{"--timecode", "00:00:59:29"}, "1", "00:01:00:00", "no drop frame"},
-            {{"--counter", "255"}, "1", "256", "a counter counts on"},
-        };
-        sample("ntsc-2997.mov");
-        for (const auto& fact : facts) {
-            auto arguments = fact.options;
-            arguments.insert(arguments.begin(), "edit");
-            arguments.push_back("ntsc-2997.mov");
-            ASSERT_EQ(cli(arguments).exitCode, 0) << fact.why;
-            const auto at = json({"timecode", "--json", "--frame", fact.frame, "ntsc-2997.mov"});
-            EXPECT_EQ(at["tracks"][0]["at"]["timecode"], fact.next) << fact.why;
         }
     }
 
@@ -327,13 +265,11 @@ namespace {
         // Frames 1 to 10 at 25 a second, the rest at 12.5.
         const auto file
             = clip("25", "clip.mov", {"-vf", "select='lt(n,10)+not(mod(n,2))'", "-fps_mode", "vfr"});
-        const auto packets = frameChecksums(file);
+        const auto packets = packetChecksums(file).at(0);
         ASSERT_EQ(cli({"edit", "--timecode", "10:00:00:00", "--verify", "clip.mov"}).exitCode, 0);
         EXPECT_EQ(said("clip.mov").start, "10:00:00:00");
         EXPECT_THAT(probed(file, "timecode"), ElementsAre("10:00:00:00", "10:00:00:00"));
-        auto saved = frameChecksums(file);
-        std::erase_if(saved, [](const auto& packet) { return packet.starts_with("1,"); });
-        EXPECT_EQ(saved, packets);
+        EXPECT_EQ(packetChecksums(file).at(0), packets);
     }
 
     TEST_F(TimecodeEdit, AHundredGigabytesOfMediaAreNotTouched)
@@ -380,8 +316,8 @@ namespace {
         std::filesystem::create_directories(path("movies"));
         std::filesystem::rename(path("done.mov"), path("movies/clip.mov"));
         std::filesystem::create_directories(path("stills"));
-        run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=32x32:d=1:r=1", "-frames:v", "1", "-f",
-            "mjpeg", path("stills/CLIP.THM")});
+        ffmpeg({"-f", "lavfi", "-i", "testsrc2=s=32x32:d=1:r=1", "-frames:v", "1", "-f", "mjpeg"},
+            path("stills/CLIP.THM"));
         run({"exiftool", "-q", "-overwrite_original", "-DateTimeOriginal=2024:07:01 03:04:05",
             path("stills/CLIP.THM")});
         const SourceFact facts[] = {

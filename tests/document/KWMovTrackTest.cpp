@@ -81,6 +81,7 @@ namespace {
     struct SoundFact
     {
         const char* why;
+        FourCC mediaType;
         Atom description;
         std::uint32_t channels;
         std::uint32_t label;
@@ -91,34 +92,26 @@ namespace {
         const auto layoutTag
             = Atom {"chan"_cc, ByteWriter {}.u32(0).u32(101U << 16U | 2U).u32(0).u32(0).toBytes()};
         const auto lying = Atom {"chan"_cc, ByteWriter {}.u32(0).u32(0).u32(0).u32(0x0CCC'CCCD).toBytes()};
+        const auto stereo = test::soundDescription(2, {test::channelLayout({1, 2})});
         const SoundFact facts[] = {
-            {"stereo that lists its channels", test::soundDescription(2, {test::channelLayout({1, 2})}), 2,
-                1},
-            {"a lone centre", test::soundDescription(1, {test::channelLayout({3})}), 1, 3},
-            {"a layout named by its number lists none", test::soundDescription(2, {layoutTag}), 2, 0},
-            {"no layout", test::soundDescription(6), 6, 0},
-            {"a layout that claims more than there is", test::soundDescription(2, {lying}), 2, 0},
-            {"half a description", Atom {"sowt"_cc, Bytes::copyOf("too short")}, 0, 0},
+            {"stereo that lists its channels", QTMediaTypeSound, stereo, 2, 1},
+            {"a lone centre", QTMediaTypeSound, test::soundDescription(1, {test::channelLayout({3})}), 1, 3},
+            {"a layout named by its number lists none", QTMediaTypeSound,
+                test::soundDescription(2, {layoutTag}), 2, 0},
+            {"no layout", QTMediaTypeSound, test::soundDescription(6), 6, 0},
+            {"a layout that claims more than there is", QTMediaTypeSound, test::soundDescription(2, {lying}),
+                2, 0},
+            {"half a description", QTMediaTypeSound, Atom {"sowt"_cc, Bytes::copyOf("too short")}, 0, 0},
+            {"only sound has channels", QTMediaTypeText, stereo, 0, 0},
         };
         for (const auto& fact : facts) {
             auto movie = emptyMovie();
-            auto source = trackOf(QTMediaTypeSound);
+            auto source = trackOf(fact.mediaType);
             source.descriptions = {fact.description};
             const auto record = KWMovTrack::trackWithQTTrack(addTrack(movie, source));
-            EXPECT_EQ(record.trackType(), KWMovTrack::kAudio) << fact.why;
             EXPECT_EQ(record.channels(), fact.channels) << fact.why;
             EXPECT_EQ(record.audioChannelDescription().mChannelLabel, fact.label) << fact.why;
         }
-    }
-
-    TEST(KWMovTrack, OnlySoundHasChannels)
-    {
-        auto movie = emptyMovie();
-        auto source = trackOf(QTMediaTypeText);
-        source.descriptions = {test::soundDescription(2, {test::channelLayout({1, 2})})};
-        const auto record = KWMovTrack::trackWithQTTrack(addTrack(movie, source));
-        EXPECT_EQ(record.channels(), 0U);
-        EXPECT_EQ(record.audioChannelDescription(), AudioChannelDescription {});
     }
 
     TEST(KWMovTrack, FirstTrackOfATypeIsTheFirstInTheMovie)
@@ -155,26 +148,6 @@ namespace {
         movie.editHeader().remove("trak"_cc);
         EXPECT_FALSE(KWMovTrack::trackWithQuickTimeTrack(track));
         EXPECT_THAT(messages(), testing::ElementsAre("Error adding track: the movie has no such track"));
-    }
-
-    TEST(KWMovTrack, FieldsCanBeSet)
-    {
-        auto movie = emptyMovie();
-        const auto first = addTrack(movie, trackOf(QTMediaTypeVideo, 1));
-        const auto second = addTrack(movie, trackOf(QTMediaTypeSound, 2));
-        auto record = KWMovTrack::trackWithQTTrack(first);
-        record.setTrack(second);
-        record.setTrackID(2);
-        record.setTrackType(KWMovTrack::kAudio);
-        record.setEnabled(false);
-        record.setChannels(8);
-        record.setAudioChannelDescription({4, 1, {0.5F, 0, 0}});
-        EXPECT_EQ(record.track(), second);
-        EXPECT_EQ(record.trackID(), 2U);
-        EXPECT_EQ(record.trackType(), KWMovTrack::kAudio);
-        EXPECT_FALSE(record.enabled());
-        EXPECT_EQ(record.channels(), 8U);
-        EXPECT_EQ(record.audioChannelDescription().mChannelLabel, 4U);
     }
 
 } // namespace

@@ -41,9 +41,7 @@ namespace {
     /// A movie whose header has this user data list as if it had been read from a file.
     QTMovie movieWithUserData(const std::vector<Atom>& items, std::size_t zerosBehind = 0)
     {
-        auto list = Atom::container("udta"_cc);
-        for (const auto& item : items)
-            list.append(item);
+        auto list = test::box("udta"_cc, items);
         list.tail = ByteWriter {}.zeros(zerosBehind).toBytes();
         auto movie = emptyMovie();
         movie.setEditable(true);
@@ -92,15 +90,6 @@ namespace {
         }
     }
 
-    TEST(KWQuickTimeEditing, ListThatEndsWithZerosKeepsThemLast)
-    {
-        auto movie = movieWithUserData({item("name"_cc, "x")}, 4);
-        ASSERT_TRUE(Edit::setAutoPlay(true, movie));
-        const auto list = movie.header().find("udta"_cc)->toBytes();
-        EXPECT_EQ(list,
-            Bytes::copyOf(std::string_view("\0\0\0\x1Eudta\0\0\0\x09namex\0\0\0\x09play\x01\0\0\0\0", 30)));
-    }
-
     TEST(KWQuickTimeEditing, SettingIsOnWhenItsFirstByteIsOne)
     {
         struct ItemFact
@@ -132,7 +121,7 @@ namespace {
         }
     }
 
-    TEST(KWQuickTimeEditing, ControllerTypeIsACode)
+    TEST(KWQuickTimeEditing, ControllerTypeAndApertureModeAreCodes)
     {
         struct TypeFact
         {
@@ -147,6 +136,9 @@ namespace {
             {{item("ctyp"_cc, "non")}, "????"_cc, "too short for a code"},
             {{item("ctyp"_cc, "none of it")}, "none"_cc, "longer than a code"},
         };
+        auto tooShort = movieWithUserData({item("apmd"_cc, "cl")});
+        EXPECT_EQ(Edit::apertureModeForMovie(tooShort), "????"_cc);
+        EXPECT_EQ(tooShort.apertureMode(), FourCC {}) << "not put in force";
         for (const auto& fact : facts) {
             auto movie = movieWithUserData(fact.items);
             EXPECT_EQ(Edit::movieControllerType(movie), fact.type) << fact.why;
@@ -212,13 +204,6 @@ namespace {
         EXPECT_EQ(movie.tracks().back().atom().find("tapt"_cc), nullptr) << "sound has none";
     }
 
-    TEST(KWQuickTimeEditing, ApertureModeTooShortForACodeIsNotPutInForce)
-    {
-        auto movie = movieWithUserData({item("apmd"_cc, "cl")});
-        EXPECT_EQ(Edit::apertureModeForMovie(movie), "????"_cc);
-        EXPECT_EQ(movie.apertureMode(), FourCC {});
-    }
-
     struct TurnFact
     {
         const char* name;
@@ -272,15 +257,6 @@ namespace {
         }
     }
 
-    TEST(KWQuickTimeEditing, TurnsCompoundWithWhatIsThere)
-    {
-        auto movie = movieOfTurnedTracks();
-        Edit::rotateMovieLeft(movie);
-        const auto values = movie.tracks()[1].matrix().values;
-        EXPECT_THAT(values, testing::ElementsAre(65536, 0, 0, 0, 65536, 0, 17, -90 * 65536, 1 << 30))
-            << "upright again, its place turned with it";
-    }
-
     TEST(KWQuickTimeEditing, FullCirclesGiveBackTheHeader)
     {
         for (const auto& fact : kTurns) {
@@ -294,6 +270,9 @@ namespace {
         auto movie = movieOfTurnedTracks();
         const auto before = headerOf(movie);
         Edit::rotateMovieLeft(movie);
+        EXPECT_THAT(movie.tracks()[1].matrix().values,
+            testing::ElementsAre(65536, 0, 0, 0, 65536, 0, 17, -90 * 65536, 1 << 30))
+            << "upright again, its place turned with it";
         Edit::rotateMovieRight(movie);
         EXPECT_EQ(headerOf(movie), before);
     }

@@ -467,14 +467,8 @@ namespace {
         video.mediaScale = 30000;
         video.times = {{300, 1001}};
         test::addTrack(movie, video);
-        test::TestTrack timecode;
-        timecode.mediaType = QTMediaTypeTimeCode;
-        timecode.trackID = 2;
-        timecode.mediaScale = 30000;
-        timecode.times = {{1, 300 * 1001}};
-        timecode.descriptions
-            = {test::timecodeDescription({TimecodeDefinition::kDropFrame, 30000, 1001, 30})};
-        timecode.samples = {107892};
+        auto timecode = test::timecodeTrack(
+            {TimecodeDefinition::kDropFrame, 30000, 1001, 30}, {107892}, {{1, 300 * 1001}});
         timecode.edits.emplace().edits = {{600, -1, 1 << 16}, {4800, 0, 1 << 16}}; // a second late
         test::addTrack(movie, timecode);
         Open clip {*this};

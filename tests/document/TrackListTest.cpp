@@ -1,8 +1,7 @@
 #include "document/TrackList.h"
 
 #include "document/PanelTabs.h"
-#include "tests/helpers/MovieBuilder.h"
-#include "tests/helpers/TestFiles.h"
+#include "tests/helpers/TestMovie.h"
 
 #include <gmock/gmock.h>
 
@@ -11,13 +10,13 @@ namespace {
 
     using testing::ElementsAre;
 
-    /// The builder's movie: row 1 picture, row 2 sound.
-    QTMovie builtMovie(const TempFolder& folder)
+    /// A movie whose row 1 is its picture, row 2 its sound.
+    QTMovie twoTracks()
     {
-        writeFile(folder.file("clip.mov"), MovieBuilder {}.build());
-        auto movie = QTMovie::open(folder.file("clip.mov"));
-        EXPECT_TRUE(movie);
-        return movie ? *movie : QTMovie {};
+        auto movie = emptyMovie();
+        addTrack(movie, {});
+        addTrack(movie, {.mediaType = QTMediaTypeSound, .trackID = 2});
+        return movie;
     }
 
     struct SoundFact
@@ -38,8 +37,7 @@ namespace {
 
     TEST(TrackList, SoundShowsItsChannels)
     {
-        const TempFolder folder;
-        const auto movie = builtMovie(folder);
+        const auto movie = twoTracks();
         TrackList list {movie};
         list.rebuild();
         auto* sound = list.track(2);
@@ -56,8 +54,7 @@ namespace {
 
     TEST(TrackList, TheMovieRowHasALabelAndNothingElse)
     {
-        const TempFolder folder;
-        const auto movie = builtMovie(folder);
+        const auto movie = twoTracks();
         TrackList list {movie};
         list.rebuild();
         EXPECT_EQ(list.value(TrackColumn::TrackView, 0), "0");

@@ -10,8 +10,10 @@ namespace reelwright::test {
 
 struct PacketChecksum
 {
+    std::string times; ///< decode and presentation time from the stream's first packet on
     std::uint64_t size = 0; ///< bytes
     std::string hash;
+    bool isKey = false;
     bool operator==(const PacketChecksum&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const PacketChecksum& packet);

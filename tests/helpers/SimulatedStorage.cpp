@@ -307,11 +307,6 @@ void SimulatedStorage::failStep(std::size_t step, int errorNumber)
     m_volume->failWith = errorNumber;
 }
 
-bool SimulatedStorage::isStopped() const
-{
-    return m_volume->stopped;
-}
-
 const std::vector<SimulatedStorage::Step>& SimulatedStorage::steps() const
 {
     return m_volume->steps;
@@ -442,6 +437,13 @@ std::string SimulatedStorage::resolve(const std::string& path)
 std::string SimulatedStorage::volumeType(const std::string&)
 {
     return m_volume->type;
+}
+
+std::shared_ptr<StorageFile> memoryFile(ByteSpan bytes)
+{
+    SimulatedStorage storage;
+    storage.put("memory", bytes);
+    return storage.open("memory", Storage::Access::Read).value();
 }
 
 std::string describe(const SimulatedStorage::Step& step, std::size_t number)

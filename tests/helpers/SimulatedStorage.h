@@ -37,8 +37,7 @@ struct SimulatedVolume;
 /// - A file's size: any it has had since its last flush, or part of the way to it; sectors of a growth that
 ///   did not arrive read as zeros. What a truncation cut off does not come back when the file grows again.
 /// - Folder entries and attributes arrive in order, so the first few of those not flushed are there; they
-/// wait
-///   for no file's data, nor those for them. Flushing a folder keeps its changes and all before them.
+///   wait for no file's data, nor those for them. Flushing a folder keeps its changes and all before them.
 /// - After a failed flush nobody knows what arrived, and a later flush that succeeds promises nothing about
 ///   it.
 ///
@@ -64,8 +63,7 @@ public:
     /// A new file of a new inode in the place of what is there; lasting, and no step.
     void put(const std::string& path, ByteSpan content, const std::string& attributes = {});
     void setVolumeType(const std::string& type);
-    /// Bytes that all files together may take. A write past it is cut at
-    /// the last sector that fits.
+    /// Bytes that all files together may take. A write past it is cut at the last sector that fits.
     void setCapacity(std::uint64_t bytes);
     /// The file cannot be opened for writing; in the folder no entry can be changed.
     void setReadOnly(const std::string& path);
@@ -74,7 +72,6 @@ public:
     void stopAfter(std::size_t step);
     /// That step fails once. The sectors in the first half of a write that fails are written.
     void failStep(std::size_t step, int errorNumber);
-    [[nodiscard]] bool isStopped() const;
     [[nodiscard]] const std::vector<Step>& steps() const;
 
     /// What programs see.
@@ -98,6 +95,9 @@ public:
 private:
     std::shared_ptr<SimulatedVolume> m_volume;
 };
+
+/// An open file of these bytes.
+std::shared_ptr<StorageFile> memoryFile(ByteSpan bytes);
 
 /// "step 3: write of 40 bytes at 100 of /m/a.mov".
 std::string describe(const SimulatedStorage::Step& step, std::size_t number);

@@ -1,16 +1,12 @@
 #include "tests/helpers/TestMovie.h"
 
 #include "movie/MediaSources.h"
+#include "movie/TrackBuilder.h"
 
 #include <gtest/gtest.h>
 
 namespace reelwright::test {
 namespace {
-
-    Atom leaf(FourCC type, ByteWriter& payload)
-    {
-        return Atom {type, payload.toBytes()};
-    }
 
     Atom plainDescription(const TestTrack& track)
     {
@@ -19,76 +15,7 @@ namespace {
                 static_cast<std::uint16_t>(track.width), static_cast<std::uint16_t>(track.height));
         if (track.mediaType == QTMediaTypeSound)
             return soundDescription(2);
-        ByteWriter out;
-        out.zeros(6).u16(1);
-        return leaf(track.mediaType, out);
-    }
-
-    /// One chunk of all samples, in memory.
-    Atom sampleTable(QTMovie& movie, const TestTrack& track)
-    {
-        std::uint32_t count = 0;
-        ByteWriter stts;
-        stts.u32(0).u32(static_cast<std::uint32_t>(track.times.size()));
-        for (const auto& run : track.times) {
-            count += run.count;
-            stts.u32(run.count).u32(run.duration);
-        }
-        ByteWriter media;
-        for (const auto sample : track.samples)
-            media.u32(sample);
-        ByteWriter stsc;
-        stsc.u32(0).u32(1).u32(1).u32(count).u32(1);
-        ByteWriter stsz;
-        stsz.u32(0).u32(4).u32(count);
-        ByteWriter co64;
-        co64.u32(0).u32(1).u64(movie.sources().addMemory(media.toBytes()));
-
-        auto descriptions = track.descriptions;
-        if (descriptions.empty())
-            descriptions.push_back(plainDescription(track));
-        auto stsd = Atom::container("stsd"_cc);
-        stsd.head = ByteWriter {}.u32(0).u32(static_cast<std::uint32_t>(descriptions.size())).toBytes();
-        for (const auto& description : descriptions)
-            stsd.append(description);
-
-        auto stbl = Atom::container("stbl"_cc);
-        stbl.append(stsd);
-        stbl.append(leaf("stts"_cc, stts));
-        stbl.append(leaf("stsc"_cc, stsc));
-        stbl.append(leaf("stsz"_cc, stsz));
-        stbl.append(leaf("co64"_cc, co64));
-        return stbl;
-    }
-
-    std::uint64_t durationOf(const std::vector<SampleTable::TimeRun>& times)
-    {
-        std::uint64_t total = 0;
-        for (const auto& run : times)
-            total += std::uint64_t {run.count} * run.duration;
-        return total;
-    }
-
-    Atom mediaOf(QTMovie& movie, const TestTrack& track)
-    {
-        MediaHeader header;
-        header.timeScale = track.mediaScale;
-        header.duration = track.mediaDuration.value_or(durationOf(track.times));
-        ByteWriter handler;
-        handler.u32(0).text("mhlr").fourCC(track.mediaType).zeros(13);
-        auto dref = Atom::container("dref"_cc);
-        dref.head = ByteWriter {}.u32(0).u32(1).toBytes();
-        dref.append(Atom {"url "_cc, ByteWriter {}.u32(1).toBytes()});
-        auto dinf = Atom::container("dinf"_cc);
-        dinf.append(dref);
-        auto minf = Atom::container("minf"_cc);
-        minf.append(dinf);
-        minf.append(sampleTable(movie, track));
-        auto mdia = Atom::container("mdia"_cc);
-        mdia.append(Atom {"mdhd"_cc, header.write()});
-        mdia.append(leaf("hdlr"_cc, handler));
-        mdia.append(minf);
-        return mdia;
+        return Atom {track.mediaType, ByteWriter {}.zeros(6).u16(1).toBytes()};
     }
 
     Bytes withExtensions(ByteWriter& out, const std::vector<Atom>& extensions)
@@ -99,6 +26,14 @@ namespace {
     }
 
 } // namespace
+
+Atom box(FourCC type, const std::vector<Atom>& children)
+{
+    auto atom = Atom::container(type);
+    for (const auto& child : children)
+        atom.append(child);
+    return atom;
+}
 
 QTMovie emptyMovie(std::uint32_t timeScale)
 {
@@ -111,28 +46,54 @@ QTMovie emptyMovie(std::uint32_t timeScale)
     return movie;
 }
 
+TestTrack timecodeTrack(const TimecodeDefinition& definition, std::vector<std::uint32_t> starts,
+    std::vector<SampleTable::TimeRun> times, std::uint32_t mediaScale)
+{
+    TestTrack track;
+    track.mediaType = QTMediaTypeTimeCode;
+    track.trackID = 9;
+    track.mediaScale = mediaScale;
+    track.times = std::move(times);
+    track.samples = std::move(starts);
+    track.descriptions = {timecodeDescription(definition)};
+    return track;
+}
+
 QTTrack addTrack(QTMovie& movie, const TestTrack& track)
 {
-    const EditableScope scope {movie};
-    TrackHeader header;
-    header.flags
-        = TrackHeader::kInMovie | TrackHeader::kInPreview | (track.enabled ? TrackHeader::kEnabled : 0);
-    header.trackID = track.trackID;
+    ByteWriter media;
+    for (const auto sample : track.samples)
+        media.u32(sample);
+    SampleTableBuilder tables;
+    tables.beginChunk(movie.sources().addMemory(media.toBytes()), 1);
+    for (const auto& run : track.times)
+        EXPECT_TRUE(tables.add({.duration = run.duration, .size = 4}, run.count));
+    const auto duration = track.edits
+        ? track.edits->duration()
+        : static_cast<std::uint64_t>(
+            rescale(static_cast<std::int64_t>(tables.duration()), movie.timeScale(), track.mediaScale));
+
+    auto trak = makeTrack({.trackID = track.trackID,
+        .mediaType = track.mediaType,
+        .mediaTimeScale = track.mediaScale,
+        .mediaDuration = track.mediaDuration.value_or(tables.duration()),
+        .duration = track.trackDuration.value_or(duration),
+        .width = static_cast<double>(track.width),
+        .height = static_cast<double>(track.height)});
+    auto header = TrackHeader::parse(trak.find("tkhd"_cc)->head).value();
     header.matrix = track.matrix;
-    header.width = track.width << 16U;
-    header.height = track.height << 16U;
-    const auto media = static_cast<std::int64_t>(durationOf(track.times));
-    header.duration = track.trackDuration ? *track.trackDuration
-        : track.edits                     ? track.edits->duration()
-                      : static_cast<std::uint64_t>(rescale(media, movie.timeScale(), track.mediaScale));
-    auto trak = Atom::container("trak"_cc);
-    trak.append(Atom {"tkhd"_cc, header.write()});
-    if (track.edits) {
-        auto edts = Atom::container("edts"_cc);
-        edts.append(Atom {"elst"_cc, track.edits->write()});
-        trak.append(edts);
-    }
-    trak.append(mediaOf(movie, track));
+    if (!track.enabled)
+        header.flags &= ~TrackHeader::kEnabled;
+    trak.setLeaf("tkhd"_cc, header.write());
+    if (track.edits)
+        trak.insertBefore("mdia"_cc, box("edts"_cc, {Atom {"elst"_cc, track.edits->write()}}));
+    tables.write(*editSampleTables(trak));
+    for (const auto& description : track.descriptions)
+        addSampleDescription(trak, description);
+    if (track.descriptions.empty())
+        addSampleDescription(trak, plainDescription(track));
+
+    const EditableScope scope {movie};
     movie.editHeader().append(std::move(trak));
     movie.updateDuration();
     return movie.tracks().back();

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
-#include <iostream>
 #include <set>
 
 namespace reelwright::test {
@@ -301,27 +300,20 @@ namespace {
         int m_judged = 0;
     };
 
-    /// A later save of what a crash left: in place where that is possible.
-    struct NextSave
+    /// A later save of what a crash left: in place where that is possible, else flattened. Was it possible?
+    bool canSaveAgainInPlace(const DiskState& state, const MovieBuilder& built)
     {
-        bool refused = false; ///< in place; it was flattened instead
-    };
-
-    NextSave saveAgain(const DiskState& state, const MovieBuilder& built)
-    {
-        NextSave next;
         const auto storage = SimulatedStorage::fromState(state);
         auto saved = editAndSave(storage, Edit::Shrinking, Mode::InPlace);
-        if (!saved && saved.error().code == MovieError::Code::Refused) {
-            next.refused = true;
+        const bool isRefused = !saved && saved.error().code == MovieError::Code::Refused;
+        if (isRefused)
             saved = editAndSave(storage, Edit::Shrinking, Mode::Flattened);
-        }
         EXPECT_TRUE(saved) << state.story << ": " << (saved ? "" : saved.error().message());
         const auto movie = QTMovie::open(kPath, storage);
         EXPECT_TRUE(movie && holdsSamplesOf(*movie, built)) << state.story;
         EXPECT_THAT(rawFile(storage->now()).headers, SizeIs(1))
             << "the retirement is finished: " << state.story;
-        return next;
+        return !isRefused;
     }
 
     class CrashSafety : public testing::TestWithParam<Case>
@@ -348,7 +340,7 @@ namespace {
                     EXPECT_EQ(verdict, Verdict::New) << "a save that was reported done is undone";
                     EXPECT_THAT(rawFile(state).headers, SizeIs(1)) << "and its last step";
                 }
-                refused += verdict != Verdict::Broken && saveAgain(state, built).refused ? 1 : 0;
+                refused += verdict != Verdict::Broken && !canSaveAgainInPlace(state, built) ? 1 : 0;
             }
         }
         EXPECT_GT(old, 0);
@@ -363,10 +355,6 @@ namespace {
         RecordProperty("steps", static_cast<int>(judge.steps().size()));
         RecordProperty("crashStates", judge.judged());
         RecordProperty("oldMovies", old);
-        RecordProperty("nextSaveFlattened", refused);
-        std::cout << judge.steps().size() << " steps, " << judge.judged() << " states of the disk: " << old
-                  << " old, " << judge.judged() - old << " new; " << refused
-                  << " could be saved next only by flattening\n";
     }
 
     TEST_P(CrashSafety, EveryFailingStepIsReportedAndLeavesAMovie)
@@ -458,14 +446,12 @@ namespace {
         }
         EXPECT_GT(judged, 1000);
         RecordProperty("crashStates", judged);
-        std::cout << judged << " states of the disk\n";
     }
 
     TEST(CrashSafetyOfAnyPlace, HeadersMayLieAnywhereInTheirSectors)
     {
         std::mt19937 random {13};
         int judged = 0;
-        int refused = 0;
         for (const auto& [place, room] :
             {std::pair {HeaderPlace::First, 0U}, {HeaderPlace::First, 2000U}, {HeaderPlace::Last, 0U}})
             for (std::uint32_t shift = 8; shift < 8 + 512 && !HasFailure(); ++shift) {
@@ -485,15 +471,13 @@ namespace {
                         const auto verdict = judge(state);
                         EXPECT_TRUE(!saved || verdict == Verdict::New) << state.story;
                         if (judge.judged() % 8 == 0)
-                            refused += saveAgain(state, built).refused ? 1 : 0;
+                            canSaveAgainInPlace(state, built);
                     }
                 }
                 judged += judge.judged();
                 EXPECT_FALSE(HasFailure()) << nameOf(c) << ", shifted by " << shift;
             }
         RecordProperty("crashStates", judged);
-        std::cout << judged << " states of the disk; " << refused
-                  << " of an eighth could be saved next only by flattening\n";
     }
 
     struct RefusalFact
@@ -560,47 +544,64 @@ namespace {
             }
     }
 
-    TEST(RefusedSave, LeavesMediaInTheZerosBehindTheLastAtomAlone)
+    std::vector<std::byte> headerFirst()
     {
-        // The media atom was never given its size, and the media are silence.
-        auto built = MovieBuilder {};
-        built.headerPlace = HeaderPlace::First;
-        auto bytes = built.build();
-        const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-        const auto media = text.rfind("mdat") - 4;
-        bytes[media] = bytes[media + 1] = bytes[media + 2] = std::byte {0};
-        bytes[media + 3] = std::byte {8};
-        std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(media + 8), bytes.end(), std::byte {0});
-        SimulatedStorage volume;
-        volume.put(kPath, bytes, kAttributes);
-        const auto storage = SimulatedStorage::fromState(volume.now());
-        const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
-        ASSERT_FALSE(saved);
-        EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
-        EXPECT_THAT(saved.error().message(), HasSubstr("behind the last atom"));
-        EXPECT_EQ(*storage->now().find(kPath), bytes);
-        EXPECT_TRUE(editAndSave(storage, Edit::Growing, Mode::Flattened)) << "it can be flattened";
+        return MovieBuilder {.headerPlace = HeaderPlace::First}.build();
     }
 
-    TEST(RefusedSave, PutsNothingWhereMediaOfTheHeaderAreMissing)
+    std::size_t mediaAtom(const std::vector<std::byte>& bytes)
     {
-        auto built = MovieBuilder {};
-        built.headerPlace = HeaderPlace::First;
-        auto bytes = built.build();
-        const std::string_view text {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-        bytes.resize(text.rfind("mdat") - 4); // the header alone: its chunks begin behind the end of the file
-        auto twice = bytes; // with a spare header, which must not be retired before the save is refused
-        twice.insert(twice.end(), bytes.begin(), bytes.end());
-        for (const auto& start : {bytes, twice}) {
-            SCOPED_TRACE(start.size());
-            SimulatedStorage volume;
-            volume.put(kPath, start, kAttributes);
-            const auto storage = SimulatedStorage::fromState(volume.now());
+        return std::string_view {reinterpret_cast<const char*>(bytes.data()), bytes.size()}.rfind("mdat") - 4;
+    }
+
+    /// The media atom was never given its size, and the media are silence.
+    std::vector<std::byte> withMediaInTheZeros()
+    {
+        auto bytes = headerFirst();
+        const auto media = bytes.begin() + static_cast<std::ptrdiff_t>(mediaAtom(bytes));
+        std::fill(media, media + 3, std::byte {0});
+        media[3] = std::byte {8};
+        std::fill(media + 8, bytes.end(), std::byte {0});
+        return bytes;
+    }
+
+    /// The header alone, once or twice: its chunks begin behind the end of the file.
+    std::vector<std::byte> withoutMedia(int headers)
+    {
+        auto bytes = headerFirst();
+        bytes.resize(mediaAtom(bytes));
+        const auto one = bytes;
+        for (; headers > 1; --headers)
+            bytes.insert(bytes.end(), one.begin(), one.end());
+        return bytes;
+    }
+
+    struct DamageFact
+    {
+        const char* why;
+        std::vector<std::byte> bytes;
+        const char* message;
+        bool canBeFlattened;
+    };
+
+    TEST(RefusedSave, PutsNothingWhereMediaMayBe)
+    {
+        const DamageFact facts[] = {
+            {"media in the zeros at the end", withMediaInTheZeros(), "behind the last atom", true},
+            {"missing media", withoutMedia(1), "media of the movie are missing at the end", false},
+            {"a spare header, which must not be retired before the save is refused", withoutMedia(2),
+                "media of the movie are missing at the end", false},
+        };
+        for (const auto& fact : facts) {
+            SCOPED_TRACE(fact.why);
+            const auto storage = std::make_shared<SimulatedStorage>();
+            storage->put(kPath, fact.bytes, kAttributes);
             const auto saved = editAndSave(storage, Edit::Growing, Mode::InPlace);
             ASSERT_FALSE(saved);
             EXPECT_EQ(saved.error().code, MovieError::Code::Refused);
-            EXPECT_THAT(saved.error().message(), HasSubstr("media of the movie are missing at the end"));
-            EXPECT_EQ(*storage->now().find(kPath), start);
+            EXPECT_THAT(saved.error().message(), HasSubstr(fact.message));
+            EXPECT_EQ(*storage->now().find(kPath), fact.bytes);
+            EXPECT_EQ(editAndSave(storage, Edit::Growing, Mode::Flattened).has_value(), fact.canBeFlattened);
         }
     }
 

@@ -27,16 +27,25 @@ namespace {
             out.u32(static_cast<std::uint32_t>(value));
     }
 
-    /// Payloads byte by byte as the format has them; every reserved byte has a value that must come back.
-    Bytes mvhd(int version, const Times& times, std::string_view rest = {})
+    /// Version, flags, times, what stands between them and the duration, and the duration.
+    ByteWriter startOf(
+        int version, std::uint32_t flags, const Times& times, std::initializer_list<std::uint32_t> between)
     {
         const bool wide = version == 1;
         ByteWriter out;
-        out.u8(static_cast<std::uint8_t>(version)).u24(0x0A0B0C);
+        out.u8(static_cast<std::uint8_t>(version)).u24(flags);
         writeTime(out, wide, times.creation);
         writeTime(out, wide, times.modification);
-        out.u32(30000);
+        for (const auto field : between)
+            out.u32(field);
         writeTime(out, wide, times.duration);
+        return out;
+    }
+
+    /// Payloads byte by byte as the format has them; every reserved byte has a value that must come back.
+    Bytes mvhd(int version, const Times& times, std::string_view rest = {})
+    {
+        auto out = startOf(version, 0x0A0B0C, times, {30000});
         out.i32(-0x8000).i16(0x40);
         out.text("reserved10");
         for (std::int32_t i = 0; i < 9; ++i)
@@ -47,13 +56,7 @@ namespace {
 
     Bytes tkhd(int version, const Times& times, std::string_view rest = {})
     {
-        const bool wide = version == 1;
-        ByteWriter out;
-        out.u8(static_cast<std::uint8_t>(version)).u24(0x00000F);
-        writeTime(out, wide, times.creation);
-        writeTime(out, wide, times.modification);
-        out.u32(7).u32(0xAABBCCDD);
-        writeTime(out, wide, times.duration);
+        auto out = startOf(version, 0x00000F, times, {7, 0xAABBCCDD});
         out.text("reserve8").i16(-1).i16(2).i16(0x100).u16(0xEEFF);
         for (std::int32_t i = 0; i < 9; ++i)
             out.i32(i * -1000);
@@ -63,13 +66,7 @@ namespace {
 
     Bytes mdhd(int version, const Times& times, std::string_view rest = {})
     {
-        const bool wide = version == 1;
-        ByteWriter out;
-        out.u8(static_cast<std::uint8_t>(version)).u24(1);
-        writeTime(out, wide, times.creation);
-        writeTime(out, wide, times.modification);
-        out.u32(24000);
-        writeTime(out, wide, times.duration);
+        auto out = startOf(version, 1, times, {24000});
         out.u16(0x55C4).u16(3).text(rest);
         return out.toBytes();
     }
@@ -127,36 +124,25 @@ namespace {
         return facts;
     }
 
-    TEST(HeaderAtoms, WritingWhatWasReadGivesTheSameBytes)
+    TEST(HeaderAtoms, AreWrittenAsReadAndRefusedWhenTheyAreCutOrOfAnUnknownVersion)
     {
         for (const auto& fact : payloads()) {
+            SCOPED_TRACE(fact.name);
             const auto written = fact.again(fact.payload);
-            ASSERT_TRUE(written) << fact.name << ": " << written.error().message();
-            EXPECT_EQ(*written, fact.payload) << fact.name;
-        }
-    }
-
-    TEST(HeaderAtoms, EveryTruncationIsRefused)
-    {
-        for (const auto& fact : payloads())
+            ASSERT_TRUE(written) << written.error().message();
+            EXPECT_EQ(*written, fact.payload);
             for (std::size_t length = 0; length < fact.size; ++length) {
-                const auto written = fact.again(fact.payload.slice(0, length));
-                ASSERT_FALSE(written) << fact.name << ", " << length << " bytes";
-                const auto code = written.error().code;
-                EXPECT_TRUE(code == MovieError::Code::Truncated || code == MovieError::Code::Corrupt)
-                    << fact.name;
-                EXPECT_LE(written.error().offset, length) << fact.name;
+                const auto cut = fact.again(fact.payload.slice(0, length));
+                ASSERT_FALSE(cut) << length << " bytes";
+                EXPECT_THAT(
+                    cut.error().code, testing::AnyOf(MovieError::Code::Truncated, MovieError::Code::Corrupt));
+                EXPECT_LE(cut.error().offset, length);
             }
-    }
-
-    TEST(HeaderAtoms, VersionsThatNobodyHasDefinedAreNotGuessedAt)
-    {
-        for (const auto& fact : payloads()) {
             auto bytes = fact.payload.toVector();
             bytes[0] = std::byte {2};
-            const auto written = fact.again(Bytes::copyOf(bytes));
-            ASSERT_FALSE(written) << fact.name;
-            EXPECT_EQ(written.error().code, MovieError::Code::Unsupported) << fact.name;
+            const auto unknown = fact.again(Bytes::copyOf(bytes));
+            ASSERT_FALSE(unknown);
+            EXPECT_EQ(unknown.error().code, MovieError::Code::Unsupported);
         }
     }
 
@@ -224,24 +210,28 @@ namespace {
         struct WidthFact
         {
             std::uint64_t creation;
+            std::uint64_t modification;
             std::uint64_t duration;
             int version;
             const char* why;
         };
         constexpr WidthFact kFacts[] = {
-            {UINT32_MAX, UINT32_MAX - 1, 0, "the largest that fit"},
-            {0, UINT32_MAX, 1, "would read as unknown in 32 bits"},
-            {0, 0x1'0000'0000, 1, "a longer duration"},
-            {0x1'0000'0000, 0, 1, "a later time"},
-            {0, kUnknownDuration, 0, "unknown has a short form"},
+            {UINT32_MAX, UINT32_MAX, UINT32_MAX - 1, 0, "the largest that fit"},
+            {0, 0, UINT32_MAX, 1, "would read as unknown in 32 bits"},
+            {0, 0, 0x1'0000'0000, 1, "a longer duration"},
+            {0x1'0000'0000, 0, 0, 1, "a later time"},
+            {0, 0x1'0000'0000, 0, 1, "changed at a later time"},
+            {0, 0, kUnknownDuration, 0, "unknown has a short form"},
         };
         const auto check = [](auto header, const WidthFact& fact) {
             header.creationTime = fact.creation;
+            header.modificationTime = fact.modification;
             header.duration = fact.duration;
             const auto written = decltype(header)::parse(header.write());
             ASSERT_TRUE(written);
             EXPECT_EQ(written->version, fact.version) << fact.why;
             EXPECT_EQ(written->creationTime, fact.creation) << fact.why;
+            EXPECT_EQ(written->modificationTime, fact.modification) << fact.why;
             EXPECT_EQ(written->duration, fact.duration) << fact.why;
             header.version = 1;
             EXPECT_EQ(header.write().span()[0], std::byte {1}) << "a wide header stays wide";
@@ -286,14 +276,6 @@ namespace {
         EXPECT_GE(list.duration(), UINT64_MAX - 1);
         list.edits = {{UINT64_MAX, 0, 0}};
         EXPECT_NE(list.duration(), kUnknownDuration) << "the longest is still a known length";
-    }
-
-    TEST(HeaderAtoms, NewHeadersHaveTheSizesOfTheFormat)
-    {
-        EXPECT_EQ(MovieHeader {}.write().size(), 100U);
-        EXPECT_EQ(TrackHeader {}.write().size(), 84U);
-        EXPECT_EQ(MediaHeader {}.write().size(), 24U);
-        EXPECT_EQ(EditList {}.write().size(), 8U);
     }
 
 } // namespace

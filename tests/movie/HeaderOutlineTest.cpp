@@ -4,8 +4,9 @@
 #include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
 #include "movie/TimecodeMedia.h"
-#include "tests/helpers/MemoryFile.h"
+#include "tests/helpers/ForwardingStorage.h"
 #include "tests/helpers/MovieBuilder.h"
+#include "tests/helpers/SimulatedStorage.h"
 #include "tests/helpers/TestFiles.h"
 
 #include <fmt/format.h>
@@ -27,14 +28,14 @@ namespace {
         return builder;
     }
 
-    class CountingFile : public test::MemoryFile
+    class CountingFile : public test::ForwardingFile
     {
     public:
-        using MemoryFile::MemoryFile;
+        using ForwardingFile::ForwardingFile;
         Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
         {
             bytesRead += out.size();
-            return MemoryFile::readAt(offset, out);
+            return ForwardingFile::readAt(offset, out);
         }
 
         std::uint64_t bytesRead = 0;
@@ -50,7 +51,7 @@ namespace {
 
     ReadOutline outlineOf(const std::vector<std::byte>& file)
     {
-        CountingFile counting {file};
+        CountingFile counting {test::memoryFile(file)};
         const auto layout = FileLayout::scan(counting, "movie");
         ReadOutline result;
         for (const auto& atom : layout->atoms) {
@@ -65,6 +66,11 @@ namespace {
                 atom.offset, counting.bytesRead};
         }
         return result;
+    }
+
+    Result<QTMovie> openOutline(const std::string& path)
+    {
+        return QTMovie::open(path, Storage::posix(), HeaderReading::Outline);
     }
 
     std::vector<std::string> cutTypes(const Atom& atom)
@@ -130,7 +136,7 @@ namespace {
             const auto path = folder.file("movie.mov");
             test::writeFile(path, builder.build());
             const auto whole = QTMovie::open(path);
-            const auto outline = QTMovie::open(path, Storage::posix(), HeaderReading::Outline);
+            const auto outline = openOutline(path);
             ASSERT_TRUE(whole && outline);
             EXPECT_EQ(report(*outline), report(*whole));
             EXPECT_TRUE(MovieSaver::canUpdateMovieFile(*outline))
@@ -145,7 +151,7 @@ namespace {
         for (const auto* name : {"movies", "bad"})
             for (const auto& path : test::corpusFiles(name)) {
                 const auto whole = QTMovie::open(path);
-                const auto outline = QTMovie::open(path, Storage::posix(), HeaderReading::Outline);
+                const auto outline = openOutline(path);
                 ASSERT_EQ(whole.has_value(), outline.has_value()) << path;
                 if (!whole) {
                     EXPECT_EQ(whole.error().message(), outline.error().message());
@@ -170,8 +176,7 @@ namespace {
         const test::TempFolder folder;
         const auto path = folder.file("movie.mov");
         test::writeFile(path, file);
-        EXPECT_EQ(report(*QTMovie::open(path, Storage::posix(), HeaderReading::Outline)),
-            report(*QTMovie::open(path)));
+        EXPECT_EQ(report(*openOutline(path)), report(*QTMovie::open(path)));
     }
 
     TEST(HeaderOutline, TracksWithinTracksEndTheSearchForTables)
@@ -190,7 +195,7 @@ namespace {
         const auto path = folder.file("movie.mov");
         const auto file = manySamples().build();
         test::writeFile(path, file);
-        auto movie = QTMovie::open(path, Storage::posix(), HeaderReading::Outline);
+        auto movie = openOutline(path);
         ASSERT_TRUE(movie);
         ASSERT_TRUE(movie->isOutline());
 

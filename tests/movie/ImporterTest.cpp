@@ -3,7 +3,7 @@
 #include "movie/HeaderAtoms.h"
 #include "movie/SampleDescription.h"
 #include "movie/SampleTable.h"
-#include "tests/helpers/MemoryFile.h"
+#include "tests/helpers/SimulatedStorage.h"
 #include "tests/helpers/TestFiles.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +14,8 @@
 namespace reelwright {
 namespace {
 
+    using test::littleEndian;
+    using test::waveFormat;
     using testing::HasSubstr;
     using testing::IsEmpty;
 
@@ -21,8 +23,7 @@ namespace {
 
     Result<std::optional<Atom>> importBytes(const FileBytes& bytes)
     {
-        test::MemoryFile file {bytes};
-        return importMediaFile(file, "memory");
+        return importMediaFile(*test::memoryFile(bytes), "memory");
     }
 
     /// The one track of an imported movie, read the way the rest of the engine does.
@@ -99,12 +100,8 @@ namespace {
         EXPECT_EQ(sound.channels, channels);
         EXPECT_EQ(track.media.duration, duration);
 
-        const std::vector<std::string> command = {"ffmpeg", "-v", "fatal", "-i"};
-        const auto packets = [&](const std::string& source, std::vector<std::string> more) {
-            auto arguments = command;
-            arguments.push_back(source);
-            arguments.insert(arguments.end(), more.begin(), more.end());
-            return toBytes(test::run(arguments));
+        const auto packets = [](const std::string& source, const std::vector<std::string>& options) {
+            return toBytes(test::run(test::joined({{"ffmpeg", "-v", "fatal", "-i", source}, options})));
         };
         EXPECT_TRUE(track.mediaOf(bytes, sound.packing)
             == packets(path, {"-c", "copy", "-f", "data", "-map", "0:a", "-"}))
@@ -152,11 +149,10 @@ namespace {
         const test::TempFolder folder;
         for (const auto& fact : kFacts) {
             const auto path = folder.file(fact.name);
-            std::vector<std::string> command = {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                "sine=frequency=440:duration=1.3:sample_rate=44100", "-ac", "2"};
-            command.insert(command.end(), fact.options.begin(), fact.options.end());
-            command.push_back(path);
-            test::run(command);
+            test::ffmpeg(test::joined({{"-f", "lavfi", "-i",
+                                           "sine=frequency=440:duration=1.3:sample_rate=44100", "-ac", "2"},
+                             fact.options}),
+                path);
             expectSameSound(path);
             const auto moov = importBytes(test::readFile(path)).value().value();
             const Track track {moov};
@@ -180,8 +176,8 @@ namespace {
     {
         REELWRIGHT_NEEDS_PROGRAM("ffmpeg");
         const test::TempFolder folder;
-        test::run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "anullsrc=channel_layout=5.1:duration=0.1",
-            "-c:a", "pcm_s16le", folder.file("a.wav")});
+        test::ffmpeg({"-f", "lavfi", "-i", "anullsrc=channel_layout=5.1:duration=0.1", "-c:a", "pcm_s16le"},
+            folder.file("a.wav"));
         const auto moov = importBytes(test::readFile(folder.file("a.wav"))).value().value();
         std::vector<std::uint32_t> labels;
         const auto sound = Track {moov}.description.sound().value();
@@ -192,43 +188,14 @@ namespace {
 
     // Files made by hand
 
-    class LittleWriter
+    std::string chunk(const std::string& type, const std::string& payload)
     {
-    public:
-        LittleWriter& text(std::string_view value)
-        {
-            m_out.text(value);
-            return *this;
-        }
-        LittleWriter& number(std::uint64_t value, unsigned width)
-        {
-            for (unsigned i = 0; i < width; ++i)
-                m_out.u8(static_cast<std::uint8_t>(value >> (8 * i)));
-            return *this;
-        }
-        LittleWriter& zeros(std::size_t count)
-        {
-            m_out.zeros(count);
-            return *this;
-        }
-        [[nodiscard]] FileBytes take() { return m_out.take(); }
-
-    private:
-        ByteWriter m_out;
-    };
-
-    LittleWriter& writeFormat(
-        LittleWriter& out, std::uint32_t tag, std::uint32_t channels, std::uint32_t bits)
-    {
-        out.text("fmt ").number(16, 4).number(tag, 2).number(channels, 2).number(8000, 4);
-        return out.number(8000 * channels * bits / 8, 4).number(channels * bits / 8, 2).number(bits, 2);
+        return type + littleEndian(payload.size(), 4) + payload;
     }
 
-    LittleWriter wave()
+    FileBytes wave(const std::string& chunks)
     {
-        LittleWriter out;
-        out.text("RIFF").number(0, 4).text("WAVE");
-        return out;
+        return toBytes("RIFF" + littleEndian(0, 4) + "WAVE" + chunks);
     }
 
     TEST(Importer, WaveDataEndWhereTheSizeOrTheFileSays)
@@ -237,7 +204,7 @@ namespace {
         {
             std::uint32_t size;
             std::size_t written;
-            const char* behind; ///< what follows the data
+            std::string behind; ///< what follows the data
             std::uint32_t samples;
             const char* why;
         };
@@ -248,15 +215,14 @@ namespace {
             {0, 20, "", 10, "the size was never filled in"},
             {0xFFFFFFFF, 20, "", 10, "the size is not known"},
             {0x7FFFFFFF, 20, "", 10, "the file was cut short"},
-            {0, 0, "LIST\4\0\0\0abcd", 0, "no sound, but another chunk"},
+            {0, 0, chunk("LIST", "abcd"), 0, "no sound, but another chunk"},
             {0, 0, "", 0, "no sound at all"},
         };
         for (const auto& fact : kFacts) {
-            auto out = wave();
-            out.text("JUNK").number(3, 4).zeros(4); // an odd size is padded
-            writeFormat(out, 1, 1, 16).text("data").number(fact.size, 4).zeros(fact.written);
-            out.text(std::string_view {fact.behind, *fact.behind ? 12U : 0U});
-            const auto moov = importBytes(out.take());
+            const auto moov
+                = importBytes(wave("JUNK" + littleEndian(3, 4) + littleEndian(0, 4) // an odd size is padded
+                    + waveFormat() + "data" + littleEndian(fact.size, 4) + std::string(fact.written, '\0')
+                    + fact.behind));
             ASSERT_TRUE(moov && *moov) << fact.why;
             EXPECT_EQ(Track {**moov}.table.sampleCount(), fact.samples) << fact.why;
         }
@@ -266,31 +232,21 @@ namespace {
     {
         struct Fact
         {
-            FileBytes bytes;
+            std::string chunks;
             MovieError::Code code;
             const char* detail;
         };
+        const auto data = chunk("data", "1234");
         const Fact kFacts[] = {
-            {wave().take(), MovieError::Code::Corrupt, "no format chunk"},
-            {wave().text("data").number(0, 4).take(), MovieError::Code::Corrupt, "no format chunk"},
-            {[] {
-                 auto out = wave();
-                 return writeFormat(out, 1, 1, 16).take();
-             }(),
-                MovieError::Code::Corrupt, "no data chunk"},
-            {[] {
-                 auto out = wave();
-                 return writeFormat(out, 1, 0, 16).text("data").number(4, 4).zeros(4).take();
-             }(),
-                MovieError::Code::Corrupt, "no channels"},
-            {[] {
-                 auto out = wave();
-                 return writeFormat(out, 0x55, 2, 16).text("data").number(4, 4).zeros(4).take();
-             }(),
-                MovieError::Code::Unsupported, "format 0x0055"},
+            {"", MovieError::Code::Corrupt, "no format chunk"},
+            {data, MovieError::Code::Corrupt, "no format chunk"},
+            {waveFormat(), MovieError::Code::Corrupt, "no data chunk"},
+            {std::string(8 * 10'001, '\0'), MovieError::Code::Corrupt, "too many chunks"},
+            {waveFormat(0) + data, MovieError::Code::Corrupt, "no channels"},
+            {waveFormat(2, 16, 0x55) + data, MovieError::Code::Unsupported, "format 0x0055"},
         };
         for (const auto& fact : kFacts) {
-            const auto moov = importBytes(fact.bytes);
+            const auto moov = importBytes(wave(fact.chunks));
             ASSERT_FALSE(moov) << fact.detail;
             EXPECT_EQ(moov.error().code, fact.code) << fact.detail;
             EXPECT_THAT(moov.error().detail, HasSubstr(fact.detail));
@@ -361,11 +317,10 @@ namespace {
         for (const auto& fact : kFacts) {
             SCOPED_TRACE(fact.format);
             const auto path = folder.file("clip.dv");
-            std::vector<std::string> command = {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                "testsrc2=size=720x576:rate=25", "-target", fact.target, "-frames:v", "12"};
-            command.insert(command.end(), fact.options.begin(), fact.options.end());
-            command.push_back(path);
-            test::run(command);
+            test::ffmpeg(test::joined({{"-f", "lavfi", "-i", "testsrc2=size=720x576:rate=25", "-target",
+                                           fact.target, "-frames:v", "12"},
+                             fact.options}),
+                path);
             const auto bytes = test::readFile(path);
             const auto moov = importBytes(bytes);
             ASSERT_TRUE(moov && *moov);
@@ -404,25 +359,24 @@ namespace {
 
     TEST(Importer, RandomDamageIsSurvived)
     {
-        auto rf64 = wave();
-        rf64.text("ds64").number(28, 4).zeros(28);
-        writeFormat(rf64, 1, 2, 16).text("data").number(0xFFFFFFFF, 4).zeros(400);
-        auto wide = rf64.take();
-        wide[1] = std::byte {'F'};
-        wide[2] = std::byte {'6'};
-        wide[3] = std::byte {'4'};
-        LittleWriter extensible = wave();
-        extensible.text("fmt ").number(40, 4).number(0xFFFE, 2).number(6, 2).number(48000, 4).number(0, 4);
-        extensible.number(18, 2).number(24, 2).number(22, 2).number(24, 2).number(0x3F, 4).number(1, 2);
-        extensible.text(std::string_view {"\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14});
-        extensible.text("data").number(180, 4).zeros(180);
+        auto wide = wave(chunk("ds64", std::string(28, '\0')) + waveFormat(2) + "data"
+            + littleEndian(0xFFFFFFFF, 4) + std::string(400, '\0'));
+        const std::string_view kWide = "RF64";
+        std::ranges::copy(std::as_bytes(std::span {kWide}), wide.begin());
+        const auto extensible = wave(
+            chunk("fmt ",
+                littleEndian(0xFFFE, 2) + littleEndian(6, 2) + littleEndian(48000, 4) + littleEndian(0, 4)
+                    + littleEndian(18, 2) + littleEndian(24, 2) + littleEndian(22, 2) + littleEndian(24, 2)
+                    + littleEndian(0x3F, 4) + littleEndian(1, 2)
+                    + std::string {"\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 14})
+            + chunk("data", std::string(180, '\0')));
         FileBytes dv(121000);
         for (std::size_t block = 0; block < 8; ++block)
             dv[block * 80]
                 = static_cast<std::byte>(std::array {0x1F, 0x3F, 0x3F, 0x5F, 0x5F, 0x5F, 0x7F, 0x9F}[block]);
         dv[162] = dv[322] = std::byte {1};
         dv[402] = std::byte {2};
-        const FileBytes wholes[] = {wide, extensible.take(), aiff(100, 0, 200), dv};
+        const FileBytes wholes[] = {wide, extensible, aiff(100, 0, 200), dv};
         std::mt19937 random {5}; // NOLINT: the same damage each time
         for (int round = 0; round < 4000; ++round) {
             auto bytes = wholes[round % 4];

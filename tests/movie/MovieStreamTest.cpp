@@ -36,6 +36,25 @@ namespace {
         return std::move(*movie);
     }
 
+    /// What a player gets of the movie.
+    QTMovie played(const QTMovie& movie)
+    {
+        const auto stream = MovieStream::openForPlaying(movie);
+        EXPECT_TRUE(stream) << stream.error().message();
+        const auto bytes = contentOf(*stream);
+        EXPECT_EQ(bytes.size(), stream->size());
+        const auto storage = std::make_shared<SimulatedStorage>();
+        storage->put("/m/stream.mov", bytes);
+        return openOn(storage, "/m/stream.mov");
+    }
+
+    QTMovie openBuilt(const std::vector<std::byte>& bytes)
+    {
+        const auto storage = std::make_shared<SimulatedStorage>();
+        storage->put("/m/a.mov", bytes);
+        return openOn(storage, "/m/a.mov");
+    }
+
     TEST(MovieStream, ForPlayingHoldsEverySampleWhereverTheHeaderStood)
     {
         using Place = MovieBuilder::HeaderPlace;
@@ -47,60 +66,43 @@ namespace {
             {.headerPlace = Place::BetweenMedia, .hasWideMediaSize = true, .hasWideOffsets = true},
         };
         for (const auto& shape : kShapes) {
-            const auto storage = std::make_shared<SimulatedStorage>();
-            storage->put("/m/a.mov", shape.build());
-            auto movie = openOn(storage, "/m/a.mov");
+            auto movie = openBuilt(shape.build());
             {
                 const EditableScope scope {movie};
                 ASSERT_TRUE(movie.tracks().front().setEnabled(false));
             }
-            const auto stream = MovieStream::openForPlaying(movie);
-            ASSERT_TRUE(stream) << stream.error().message();
-            const auto bytes = contentOf(*stream);
-            EXPECT_EQ(bytes.size(), stream->size());
-            storage->put("/m/stream.mov", bytes);
-            const auto played = openOn(storage, "/m/stream.mov");
-            EXPECT_THAT(played.warnings(), testing::IsEmpty());
-            EXPECT_TRUE(holdsSamplesOf(played, shape));
-            EXPECT_EQ(played.file()->majorBrand, movie.file()->majorBrand);
-            EXPECT_FALSE(played.tracks().front().isEnabled()) << "the edit is not to be seen";
+            const auto shown = played(movie);
+            EXPECT_THAT(shown.warnings(), testing::IsEmpty());
+            EXPECT_TRUE(holdsSamplesOf(shown, shape));
+            EXPECT_EQ(shown.file()->majorBrand, movie.file()->majorBrand);
+            EXPECT_FALSE(shown.tracks().front().isEnabled()) << "the edit is not to be seen";
         }
     }
 
     TEST(MovieStream, ForPlayingTakesMediaFromMemory)
     {
         const MovieBuilder shape;
-        const auto storage = std::make_shared<SimulatedStorage>();
-        storage->put("/m/a.mov", shape.build());
-        auto movie = openOn(storage, "/m/a.mov");
+        auto movie = openBuilt(shape.build());
         {
             const EditableScope scope {movie};
             const timecodeMedia::NewTimecode timecode {
                 timecodeMedia::makeDescription({0, 600, 24, 25}, "A001"), 90000, 600, 288};
             ASSERT_TRUE(timecodeMedia::addTrack(movie, timecode));
         }
-        const auto stream = MovieStream::openForPlaying(movie);
-        ASSERT_TRUE(stream) << stream.error().message();
-        storage->put("/m/stream.mov", contentOf(*stream));
-        const auto played = openOn(storage, "/m/stream.mov");
-        EXPECT_TRUE(holdsSamplesOf(played, shape));
-        const auto sample = played.tracksOfMediaType(QTMediaTypeTimeCode).front().media().sampleData(1);
+        const auto shown = played(movie);
+        EXPECT_TRUE(holdsSamplesOf(shown, shape));
+        const auto sample = shown.tracksOfMediaType(QTMediaTypeTimeCode).front().media().sampleData(1);
         ASSERT_TRUE(sample) << sample.error().message();
         EXPECT_EQ(readBigEndian(sample->span().data(), 4), 90000U);
     }
 
     TEST(MovieStream, ForPlayingTakesAFileThatWasCutShort)
     {
-        const auto storage = std::make_shared<SimulatedStorage>();
         auto bytes = MovieBuilder {}.build();
         bytes.erase(bytes.end() - 100, bytes.end());
-        storage->put("/m/a.mov", bytes);
-        const auto movie = openOn(storage, "/m/a.mov");
+        const auto movie = openBuilt(bytes);
         EXPECT_FALSE(MovieStream::open(movie)) << "a flattened movie must be whole";
-        const auto stream = MovieStream::openForPlaying(movie);
-        ASSERT_TRUE(stream) << stream.error().message();
-        storage->put("/m/stream.mov", contentOf(*stream));
-        const auto sample = openOn(storage, "/m/stream.mov").tracks().front().media().sampleData(1);
+        const auto sample = played(movie).tracks().front().media().sampleData(1);
         ASSERT_TRUE(sample) << sample.error().message();
         EXPECT_EQ(sample->toVector(), MovieBuilder {}.sample(1, 1));
     }

@@ -1,6 +1,7 @@
 #include "movie/QTMetaData.h"
 
 #include "tests/helpers/TestFiles.h"
+#include "tests/helpers/TestMovie.h"
 
 #include <gmock/gmock.h>
 
@@ -8,6 +9,7 @@ namespace reelwright {
 namespace {
 
     using Storage = QTMetaData::Storage;
+    using test::box;
     using ::testing::Contains;
     using ::testing::ElementsAre;
     using ::testing::SizeIs;
@@ -15,14 +17,6 @@ namespace {
     Atom leaf(FourCC type, std::string_view payload)
     {
         return Atom {type, Bytes::copyOf(payload)};
-    }
-
-    Atom box(FourCC type, const std::vector<Atom>& children)
-    {
-        auto atom = Atom::container(type);
-        for (const auto& child : children)
-            atom.append(child);
-        return atom;
     }
 
     /// As a file has it: parsed from its bytes.

@@ -21,15 +21,15 @@ namespace {
     /// What an `stbl` is made of. The counts that the atoms claim can lie.
     struct Tables
     {
-        std::vector<SampleTable::TimeRun> times;
-        std::vector<Row3> chunkRuns;
-        std::vector<std::uint64_t> offsets;
+        std::vector<SampleTable::TimeRun> times {};
+        std::vector<Row3> chunkRuns {};
+        std::vector<std::uint64_t> offsets {};
         bool wideOffsets = false;
         std::uint32_t uniformSize = 0;
         std::uint32_t uniformCount = 0;
-        std::vector<std::uint32_t> sizes;
+        std::vector<std::uint32_t> sizes {};
         unsigned sizeBits = 32; ///< below 32: an stz2
-        std::optional<std::uint32_t> claimed; ///< by every table
+        std::optional<std::uint32_t> claimed {}; ///< by every table
     };
 
     Atom atomOf(const Tables& tables)
@@ -149,10 +149,11 @@ namespace {
         return tables;
     }
 
-    TEST(SampleTable, SamplesLieWhereTheExpandedTablesSay)
+    TEST(SampleTable, SamplesAndChunksLieWhereTheExpandedTablesSay)
     {
         Random random {11};
         for (int round = 0; round < 3000; ++round) {
+            SCOPED_TRACE(round);
             const auto tables = randomTables(random);
             const auto table = SampleTable::parse(atomOf(tables));
             const auto samples = expanded(tables);
@@ -161,8 +162,7 @@ namespace {
             ASSERT_EQ(table.chunkCount(), tables.offsets.size());
             for (std::uint32_t number = 1; number <= table.sampleCount() + 1; ++number) {
                 const auto place = table.locate(number);
-                ASSERT_EQ(place.has_value(), number <= samples.size())
-                    << "sample " << number << ", round " << round;
+                ASSERT_EQ(place.has_value(), number <= samples.size()) << "sample " << number;
                 if (!place)
                     continue;
                 const auto& sample = samples[number - 1];
@@ -171,29 +171,19 @@ namespace {
                 ASSERT_EQ(place->description, sample.description);
                 ASSERT_EQ(table.sampleSize(number), sample.size);
             }
-        }
-    }
-
-    TEST(SampleTable, ChunksHoldTheSamplesOfTheExpandedTables)
-    {
-        Random random {12};
-        for (int round = 0; round < 3000; ++round) {
-            const auto tables = randomTables(random);
-            const auto samples = expanded(tables);
             std::size_t seen = 0;
             std::uint32_t previous = 0;
-            SampleTable::parse(atomOf(tables))
-                .forEachChunk([&](std::uint32_t number, const SampleTable::Chunk& chunk) {
-                    EXPECT_EQ(number, ++previous);
-                    EXPECT_EQ(chunk.offset, tables.offsets[number - 1]);
-                    EXPECT_EQ(chunk.firstSample, seen + 1);
-                    std::uint64_t size = 0;
-                    for (std::uint32_t i = 0; i < chunk.sampleCount; ++i)
-                        size += samples.at(seen++).size;
-                    EXPECT_EQ(chunk.size, size);
-                    return true;
-                });
-            ASSERT_EQ(seen, samples.size()) << "round " << round;
+            table.forEachChunk([&](std::uint32_t number, const SampleTable::Chunk& chunk) {
+                EXPECT_EQ(number, ++previous);
+                EXPECT_EQ(chunk.offset, tables.offsets[number - 1]);
+                EXPECT_EQ(chunk.firstSample, seen + 1);
+                std::uint64_t size = 0;
+                for (std::uint32_t i = 0; i < chunk.sampleCount; ++i)
+                    size += samples.at(seen++).size;
+                EXPECT_EQ(chunk.size, size);
+                return true;
+            });
+            ASSERT_EQ(seen, samples.size());
         }
     }
 
@@ -304,13 +294,12 @@ namespace {
         EXPECT_THAT(sizes, ElementsAre(68, 68));
     }
 
+    const Tables kThreeSamples {
+        .times = {{3, 10}}, .chunkRuns = {{1, 3, 1}}, .offsets = {100}, .sizes = {5, 6, 7}};
+
     TEST(SampleTable, MoreEntriesClaimedThanThereAreAreCutWithAWarning)
     {
-        Tables tables;
-        tables.times = {{3, 10}};
-        tables.chunkRuns = {{1, 3, 1}};
-        tables.offsets = {100};
-        tables.sizes = {5, 6, 7};
+        Tables tables = kThreeSamples;
         const auto whole = SampleTable::parse(atomOf(tables));
         for (const std::uint32_t claimed : {4U, 0x2000'0001U, UINT32_MAX}) {
             tables.claimed = claimed;
@@ -355,11 +344,7 @@ namespace {
         EXPECT_FALSE(empty.sampleAt(0));
         EXPECT_FALSE(empty.locate(1));
 
-        Tables tables;
-        tables.times = {{3, 10}};
-        tables.chunkRuns = {{1, 3, 1}};
-        tables.offsets = {100};
-        tables.sizes = {5, 6, 7};
+        Tables tables = kThreeSamples;
         for (const auto bits : {32U, 16U, 4U}) {
             tables.sizeBits = bits;
             const auto whole = atomOf(tables);

@@ -51,11 +51,11 @@ namespace {
     }
 
     std::vector<std::string> shapesAfterCrash(
-        const SimulatedStorage& storage, const std::string& path = kPath, int samples = 200)
+        const SimulatedStorage& storage, const std::string& path = kPath)
     {
         std::mt19937 random {1};
         std::set<std::string> shapes;
-        for (const auto& state : storage.crashStates(random, samples))
+        for (const auto& state : storage.crashStates(random, 200))
             shapes.insert(shape(state, path));
         return {shapes.begin(), shapes.end()};
     }
@@ -118,26 +118,6 @@ namespace {
         }
     }
 
-    TEST(SimulatedStorage, RandomMixturesStandForStatesTooManyToList)
-    {
-        SimulatedStorage storage;
-        storage.put(kPath, repeated('A', 20 * 512).span());
-        const auto file = opened(storage);
-        EXPECT_TRUE(file->writeAt(0, repeated('B', 10 * 512).span()));
-        EXPECT_TRUE(file->writeAt(10 * 512, repeated('C', 10 * 512).span()));
-        const auto shapes = shapesAfterCrash(storage, kPath, 500);
-        EXPECT_THAT(shapes, IsSupersetOf({"A10240", "B5120 A5120", "A5120 C5120", "B5120 C5120"}))
-            << "the extremes are always there";
-        EXPECT_GT(shapes.size(), 300U);
-        std::mt19937 random {1};
-        std::mt19937 again {1};
-        const auto first = storage.crashStates(random, 50);
-        const auto second = storage.crashStates(again, 50);
-        ASSERT_EQ(first.size(), second.size()) << "one seed, one answer";
-        for (std::size_t i = 0; i < first.size(); ++i)
-            EXPECT_EQ(first[i].story, second[i].story);
-    }
-
     TEST(SimulatedStorage, FolderChangesArriveInOrderAndWaitForNoData)
     {
         SimulatedStorage storage;
@@ -176,68 +156,6 @@ namespace {
         EXPECT_TRUE(file->writeAt(0, repeated('D', 512).span()));
         EXPECT_TRUE(file->flush());
         EXPECT_THAT(shapesAfterCrash(storage), ElementsAre("D512 C512")) << "written again, it is sure";
-    }
-
-    TEST(SimulatedStorage, AfterTheStopEveryCallFailsAndTheFilesStayAsTheyWere)
-    {
-        SimulatedStorage storage;
-        storage.put(kPath, repeated('A', 8).span());
-        const auto file = opened(storage);
-        storage.stopAfter(1);
-        EXPECT_TRUE(file->writeAt(0, repeated('B', 4).span()));
-        EXPECT_TRUE(file->state()) << "the power goes with the next step";
-        EXPECT_FALSE(file->writeAt(4, repeated('B', 4).span()));
-        EXPECT_TRUE(storage.isStopped());
-        EXPECT_FALSE(file->flush());
-        EXPECT_FALSE(file->state());
-        EXPECT_FALSE(storage.rename(kPath, "/m/b"));
-        EXPECT_FALSE(storage.open(kPath, Storage::Access::Read));
-        EXPECT_THAT(storage.steps(), SizeIs(1));
-        EXPECT_EQ(shape(storage.now()), "B4 A4");
-
-        const auto again = SimulatedStorage::fromState(storage.now());
-        EXPECT_EQ(opened(*again)->state()->inode, storage.now().files.at(kPath)->inode);
-        EXPECT_THAT(shapesAfterCrash(*again), ElementsAre("B4 A4")) << "what was found is lasting";
-    }
-
-    TEST(SimulatedStorage, FailuresHaveTheirNumberAndLeaveWholeSectors)
-    {
-        SimulatedStorage storage;
-        storage.put(kPath, repeated('A', 512).span());
-        storage.failStep(1, EIO);
-        const auto file = opened(storage);
-        auto result = file->writeAt(0, repeated('B', 2048).span());
-        ASSERT_FALSE(result);
-        EXPECT_EQ(result.error().code, MovieError::Code::Io);
-        EXPECT_EQ(result.error().status, EIO);
-        EXPECT_EQ(shape(storage.now()), "B1024");
-        EXPECT_TRUE(file->writeAt(0, repeated('C', 4).span())) << "only once";
-
-        storage.setCapacity(1700);
-        result = file->writeAt(1024, repeated('D', 1024).span());
-        ASSERT_FALSE(result);
-        EXPECT_EQ(result.error().status, ENOSPC);
-        EXPECT_EQ(shape(storage.now()), "C4 B1020 D512");
-        EXPECT_TRUE(file->writeAt(0, repeated('E', 512).span())) << "overwriting takes no room";
-
-        storage.setReadOnly(kPath);
-        EXPECT_EQ(storage.open(kPath, Storage::Access::ReadWrite).error().status, EACCES);
-        EXPECT_TRUE(storage.open(kPath, Storage::Access::Read));
-        storage.setReadOnly("/m");
-        EXPECT_EQ(storage.remove(kPath).error().status, EACCES);
-    }
-
-    TEST(SimulatedStorage, LockIsHeldUntilTheFileIsClosed)
-    {
-        SimulatedStorage storage;
-        storage.put(kPath, {});
-        auto one = opened(storage);
-        const auto other = opened(storage);
-        EXPECT_TRUE(one->lock());
-        EXPECT_TRUE(one->lock()) << "one's own";
-        EXPECT_EQ(other->lock().error().code, MovieError::Code::Refused);
-        one.reset();
-        EXPECT_TRUE(other->lock());
     }
 
     /// Saves by which a file of As is to become one of Bs.

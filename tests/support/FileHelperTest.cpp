@@ -21,16 +21,16 @@ namespace {
     TEST_F(FileHelperTest, UniqueNameIsTheGivenOneOrNumberedBeforeTheExtension)
     {
         EXPECT_EQ(FileHelper::uniqueFilename(path("clip.mov")), path("clip.mov"));
-        writeFile(path("clip.mov"), "");
+        writeText(path("clip.mov"), "");
         EXPECT_EQ(FileHelper::uniqueFilename(path("clip.mov")), path("clip-1.mov"));
         std::filesystem::create_symlink("nowhere", path("clip-1.mov"));
         EXPECT_EQ(FileHelper::uniqueFilename(path("clip.mov")), path("clip-2.mov"))
             << "a broken link is in the way too";
-        writeFile(path(".clip"), "");
+        writeText(path(".clip"), "");
         EXPECT_EQ(FileHelper::uniqueFilename(path(".clip")), path(".clip-1"))
             << "a hidden file has no extension";
         std::filesystem::create_directory(path("a.b"));
-        writeFile(path("a.b/c"), "");
+        writeText(path("a.b/c"), "");
         EXPECT_EQ(FileHelper::uniqueFilename(path("a.b/c")), path("a.b/c-1"));
     }
 
@@ -43,7 +43,7 @@ namespace {
         const auto name = std::filesystem::path(hidden).filename().string();
         EXPECT_LE(name.size(), 255U);
         EXPECT_THAT(name, testing::EndsWith("\u00E9.mov")) << "cut between characters";
-        writeFile(hidden, "");
+        writeText(hidden, "");
         EXPECT_TRUE(FileHelper::fileExistsAtPath(hidden));
         EXPECT_NE(FileHelper::uniqueFilename(hidden), hidden);
         EXPECT_LE(std::filesystem::path(FileHelper::uniqueFilename(hidden)).filename().string().size(), 255U);
@@ -51,13 +51,13 @@ namespace {
 
     TEST_F(FileHelperTest, MovingNeverReplacesAFile)
     {
-        writeFile(path("from"), "new");
-        writeFile(path("to"), "old");
+        writeText(path("from"), "new");
+        writeText(path("to"), "old");
         EXPECT_EQ(FileHelper::moveFile(path("from"), path("to"), 5s), std::errc::file_exists);
-        EXPECT_EQ(readFile(path("to")), "old");
+        EXPECT_EQ(readText(path("to")), "old");
         EXPECT_FALSE(FileHelper::removeFile(path("to"), 5s));
         EXPECT_FALSE(FileHelper::moveFile(path("from"), path("to"), 5s));
-        EXPECT_EQ(readFile(path("to")), "new");
+        EXPECT_EQ(readText(path("to")), "new");
         EXPECT_FALSE(FileHelper::fileExistsAtPath(path("from")));
         EXPECT_EQ(FileHelper::moveFile(path("from"), path("other")), std::errc::no_such_file_or_directory);
         EXPECT_EQ(FileHelper::removeFile(path("from"), 5s), std::errc::no_such_file_or_directory);
@@ -66,7 +66,7 @@ namespace {
 
     TEST_F(FileHelperTest, ExtremeTimeLimitsDoNotOverflow)
     {
-        writeFile(path("a"), "");
+        writeText(path("a"), "");
         EXPECT_FALSE(FileHelper::moveFile(path("a"), path("b"), std::chrono::milliseconds::max()));
         const auto error = FileHelper::moveFile(path("b"), path("c"), std::chrono::milliseconds::min());
         EXPECT_TRUE(!error || error == std::errc::timed_out);
@@ -76,7 +76,7 @@ namespace {
     {
         std::filesystem::create_symlink("nowhere", path("link"));
         EXPECT_FALSE(FileHelper::fileExistsAtPath(path("link")));
-        writeFile(path("nowhere"), "");
+        writeText(path("nowhere"), "");
         EXPECT_TRUE(FileHelper::fileExistsAtPath(path("link")));
         EXPECT_TRUE(FileHelper::fileExistsAtPath(m_folder));
     }

@@ -64,7 +64,7 @@ namespace {
             {"XDG_DOCUMENTS_DIR=\"/unfinished", "/users/editor/Documents"},
         };
         for (const auto& fact : kFacts) {
-            writeFile(m_folder / "user-dirs.dirs", fact.line);
+            writeText(m_folder / "user-dirs.dirs", fact.line);
             EXPECT_EQ(KWLocalPaths::documentsDirectory(), fact.folder) << fact.line;
         }
     }

@@ -67,7 +67,7 @@ namespace {
             constexpr std::size_t kDateLength = 25;
             std::vector<std::string> result;
             bool isHeader = true;
-            std::istringstream lines(readFile(path));
+            std::istringstream lines(readText(path));
             for (std::string line; std::getline(lines, line);) {
                 EXPECT_EQ(line.substr(std::min<std::size_t>(line.size(), 19), 9), " +0000 - ") << line;
                 const auto message = line.substr(std::min(line.size(), kDateLength + 3));
@@ -96,34 +96,34 @@ namespace {
         KWLog::setApplication("", "4.5 (678)");
         KWLog::createNewLog();
         const std::string date = "[0-9-]+ [0-9:]+ \\+0000";
-        EXPECT_THAT(readFile(generation(1)),
+        EXPECT_THAT(readText(generation(1)),
             MatchesRegex(date + " - Log started: " + date + "\n" + date + " - Version: 4\\.5 \\(678\\)\n"
                 + date + " - Path: /.*test_support\n" + date
                 + " - System: OS X .+, [0-9]+ CPU\\(s\\), [0-9]+\\.[0-9]{2} GB RAM\n" + date
                 + " - Running in 32-bit mode\n"));
         KWLog::setApplication("", "");
         KWLog::createNewLog();
-        EXPECT_THAT(readFile(generation(1)), Not(HasSubstr("Version:"))) << "only when there is a version";
+        EXPECT_THAT(readText(generation(1)), Not(HasSubstr("Version:"))) << "only when there is a version";
     }
 
     TEST_F(KWLogTest, StartingALogShiftsFourGenerationsAndDeletesTheFifth)
     {
         std::filesystem::create_directories(logsFolder());
         for (int i = 1; i <= 5; ++i)
-            writeFile(generation(i), "was " + std::to_string(i));
+            writeText(generation(i), "was " + std::to_string(i));
         KWLog::createNewLog();
-        EXPECT_THAT(readFile(generation(1)), HasSubstr("Log started"));
+        EXPECT_THAT(readText(generation(1)), HasSubstr("Log started"));
         for (int i = 2; i <= 5; ++i)
-            EXPECT_EQ(readFile(generation(i)), "was " + std::to_string(i - 1));
+            EXPECT_EQ(readText(generation(i)), "was " + std::to_string(i - 1));
         EXPECT_FALSE(std::filesystem::exists(generation(6)));
     }
 
     TEST_F(KWLogTest, WithoutAFirstGenerationNothingIsShifted)
     {
         std::filesystem::create_directories(logsFolder());
-        writeFile(generation(2), "old");
+        writeText(generation(2), "old");
         KWLog::createNewLog();
-        EXPECT_EQ(readFile(generation(2)), "old");
+        EXPECT_EQ(readText(generation(2)), "old");
         EXPECT_THAT(KWLog::availableLogs(), ElementsAre(generation(1).string(), generation(2).string()));
     }
 
@@ -133,8 +133,8 @@ namespace {
         EXPECT_FALSE(std::filesystem::exists(logsFolder())) << "asking makes nothing";
         std::filesystem::create_directories(logsFolder());
         for (const int i : {5, 3, 1})
-            writeFile(generation(i), "");
-        writeFile(generation(1, "Other"), "");
+            writeText(generation(i), "");
+        writeText(generation(1, "Other"), "");
         EXPECT_THAT(KWLog::availableLogs(),
             ElementsAre(generation(1).string(), generation(3).string(), generation(5).string()));
     }
@@ -182,7 +182,7 @@ namespace {
         KWLog::finishWriting();
         EXPECT_EQ(std::filesystem::file_size(generation(2)), headerSize + 1000 * (fitting + 1));
         EXPECT_GE(std::filesystem::file_size(generation(2)), 500'000U);
-        EXPECT_THAT(readFile(generation(1)), HasSubstr("Log started: "));
+        EXPECT_THAT(readText(generation(1)), HasSubstr("Log started: "));
         EXPECT_THAT(messages(generation(1)), ElementsAre("Log truncated at 500KB", "first of the new file"));
     }
 
@@ -273,7 +273,7 @@ namespace {
         KWLog::finishWriting();
         EXPECT_EQ(console(), "Logging is disabled\n");
         EXPECT_FALSE(std::filesystem::exists(generation(2)));
-        EXPECT_THAT(readFile(generation(1)), Not(HasSubstr("not wanted")));
+        EXPECT_THAT(readText(generation(1)), Not(HasSubstr("not wanted")));
     }
 
     TEST_F(KWLogTest, PrintedLinesGoToTheConsoleAsTheyStand)
@@ -292,7 +292,7 @@ namespace {
         std::thread([&] {
             for (int i = 0; i < 50; ++i) {
                 KWLog::appendLog("short {}", i);
-                EXPECT_THAT(readFile(generation(1)), EndsWith("short " + std::to_string(i) + "\n"));
+                EXPECT_THAT(readText(generation(1)), EndsWith("short " + std::to_string(i) + "\n"));
             }
         }).join();
     }
@@ -382,7 +382,7 @@ namespace {
             else
                 std::filesystem::create_directory(fact.obstacle);
             if (fact.obstacle != logsFolder()) {
-                writeFile(generation(4), "");
+                writeText(generation(4), "");
                 std::filesystem::create_directory(generation(5)); // neither removed nor replaced by a file
             }
             const auto before = console().size();
@@ -414,7 +414,7 @@ namespace {
     {
         // A pipe that nobody reads yet stands where the log cannot be moved away from.
         std::filesystem::create_directories(generation(5));
-        writeFile(generation(4), "");
+        writeText(generation(4), "");
         ASSERT_EQ(mkfifo(generation(1).c_str(), 0600), 0);
         std::FILE* const pipe = fdopen(open(generation(1).c_str(), O_RDWR | O_CLOEXEC), "r");
         ASSERT_TRUE(pipe);
@@ -468,59 +468,60 @@ namespace {
 
     TEST_F(KWLogTest, ProcessThatLogsNothingTouchesNothing)
     {
-        EXPECT_EQ(runRole("silent", "", m_folder / "output"), 0) << "1: it started a thread";
+        const auto role = runRole("silent");
+        EXPECT_EQ(role.exitCode, 0) << "1: it started a thread";
         EXPECT_FALSE(std::filesystem::exists(m_folder / "library"));
-        EXPECT_EQ(readFile(m_folder / "output"), "");
+        EXPECT_EQ(role.output, "");
     }
 
     TEST_F(KWLogTest, FirstMessageOfAProcessStartsItsLog)
     {
-        EXPECT_EQ(runRole("one line", "A", m_folder / "output"), 0);
-        EXPECT_EQ(runRole("one line", "B", m_folder / "output"), 0);
+        for (const auto* argument : {"A", "B"}) {
+            const auto role = runRole("one line", argument);
+            EXPECT_EQ(role.exitCode, 0);
+            EXPECT_EQ(role.output, "");
+        }
         EXPECT_THAT(messages(generation(1, "Role")), ElementsAre("the line B"));
         EXPECT_THAT(messages(generation(2, "Role")), ElementsAre("the line A"));
-        EXPECT_THAT(readFile(generation(1, "Role")), HasSubstr(" - Version: 1.2.3\n"));
-        EXPECT_EQ(readFile(m_folder / "output"), "");
+        EXPECT_THAT(readText(generation(1, "Role")), HasSubstr(" - Version: 1.2.3\n"));
     }
 
     TEST_F(KWLogTest, ConsoleIsStandardOutputUnlessChosen)
     {
-        EXPECT_EQ(runRole("print", "it", m_folder / "output"), 0);
+        EXPECT_EQ(runRole("print", "it").output, "100% of it\n");
         writeSharedPreferences(plist("<key>disable-logging</key><true/>"));
-        EXPECT_EQ(runRole("print", "it", m_folder / "output"), 0);
-        EXPECT_EQ(readFile(m_folder / "output"), "100% of it\nLogging is disabled\n");
+        EXPECT_EQ(runRole("print", "it").output, "Logging is disabled\n");
     }
 
     TEST_F(KWLogTest, StaticObjectsMayLogWhileTheProcessEnds)
     {
-        EXPECT_EQ(runRole("late", "", m_folder / "output"), 0);
+        EXPECT_EQ(runRole("late").exitCode, 0);
         EXPECT_THAT(messages(generation(1, "Reelwright")), ElementsAre("in time"));
     }
 
     TEST_F(KWLogTest, ForkedChildNeitherLogsNorHangs)
     {
-        EXPECT_EQ(runRole("fork", "", m_folder / "output"), 0);
+        EXPECT_EQ(runRole("fork").exitCode, 0);
         EXPECT_THAT(messages(generation(1, "Reelwright")), ElementsAre("before the fork", "after the fork"));
     }
 
     TEST_F(KWLogTest, ProcessEndsCleanlyWithALongQueue)
     {
-        EXPECT_EQ(runRole("long queue at exit", "", m_folder / "output"), 0);
+        EXPECT_EQ(runRole("long queue at exit").exitCode, 0);
     }
 
     TEST_F(KWLogTest, ProcessesThatShareTheFilesWriteWholeLines)
     {
-        std::array<int, 4> statuses {};
         std::vector<std::thread> processes;
-        processes.reserve(statuses.size());
-        for (std::size_t i = 0; i < statuses.size(); ++i) {
-            processes.emplace_back(
-                [&, i] { statuses[i] = runRole("many lines", std::to_string(i), m_folder / "output"); });
+        for (int i = 0; i < 4; ++i) {
+            processes.emplace_back([i] {
+                const auto role = runRole("many lines", std::to_string(i));
+                EXPECT_EQ(role.exitCode, 0);
+                EXPECT_EQ(role.output, "");
+            });
         }
         for (auto& process : processes)
             process.join();
-        EXPECT_THAT(statuses, testing::Each(0));
-        EXPECT_EQ(readFile(m_folder / "output"), "");
         std::map<std::string, int> lines;
         for (int i = 1; i <= 5; ++i) {
             for (const auto& message : messages(generation(i, "Role"))) {

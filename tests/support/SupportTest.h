@@ -1,28 +1,23 @@
 #pragma once
 
 #include "support/KWLog.h"
+#include "tests/helpers/Process.h"
+#include "tests/helpers/TestFiles.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 namespace reelwright::test {
 
-/// Exit status of this test program started anew with main.cpp's `role`; what it prints goes to `outputPath`.
-int runRole(const std::string& role, const std::string& argument, const std::string& outputPath);
+/// This test program started anew with main.cpp's `role`.
+ProcessResult runRole(const std::string& role, const std::string& argument = {});
 
-inline std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void writeFile(const std::filesystem::path& path, const std::string& contents)
+inline void writeText(const std::filesystem::path& path, const std::string& contents)
 {
     std::ofstream(path, std::ios::binary) << contents;
 }
@@ -33,8 +28,6 @@ class SupportTest : public testing::Test
 protected:
     SupportTest()
     {
-        std::string name = testing::TempDir() + "reelwright-XXXXXX";
-        m_folder = mkdtemp(name.data());
         setenv("REELWRIGHT_LIBRARY_DIR", (m_folder / "library").c_str(), 1);
         setenv("REELWRIGHT_PREFS_DIR", (m_folder / "preferences").c_str(), 1);
     }
@@ -42,8 +35,6 @@ protected:
     {
         unsetenv("REELWRIGHT_LIBRARY_DIR");
         unsetenv("REELWRIGHT_PREFS_DIR");
-        std::error_code ignored;
-        std::filesystem::remove_all(m_folder, ignored);
     }
 
     [[nodiscard]] std::filesystem::path logsFolder() const { return m_folder / "library/Logs/Kestrelwick"; }
@@ -51,10 +42,11 @@ protected:
     void writeSharedPreferences(const std::string& contents) const
     {
         std::filesystem::create_directories(preferencesFolder());
-        writeFile(preferencesFolder() / "com.kestrelwick.global.plist", contents);
+        writeText(preferencesFolder() / "com.kestrelwick.global.plist", contents);
     }
 
-    std::filesystem::path m_folder;
+    TempFolder m_temporary;
+    const std::filesystem::path m_folder = m_temporary.path();
 };
 
 /// A text property list with these keys and values in it.

@@ -1,17 +1,12 @@
 #include "support/KWLog.h"
 #include "tests/support/SupportTest.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <thread>
-
-extern char** environ;
 
 namespace reelwright::test {
 namespace {
@@ -84,22 +79,9 @@ namespace {
 
 } // namespace
 
-int runRole(const std::string& role, const std::string& argument, const std::string& outputPath)
+ProcessResult runRole(const std::string& role, const std::string& argument)
 {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(
-        &actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    std::string arguments[] = {"test_support", "--role", role, argument};
-    char* argv[]
-        = {arguments[0].data(), arguments[1].data(), arguments[2].data(), arguments[3].data(), nullptr};
-    pid_t child = 0;
-    const int error = posix_spawn(&child, "/proc/self/exe", &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    if (error != 0 || waitpid(child, &status, 0) != child)
-        return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return runProcess({"/proc/self/exe", "--role", role, argument});
 }
 
 } // namespace reelwright::test

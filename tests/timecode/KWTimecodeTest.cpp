@@ -3,15 +3,9 @@
 #include <gmock/gmock.h>
 #include <time.h>
 
-#include <algorithm>
 #include <climits>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <iterator>
-#include <random>
 #include <string>
-#include <string_view>
 
 namespace reelwright::test {
 namespace {
@@ -321,6 +315,9 @@ namespace {
                 fact.timecode)
                 << fact.why;
         }
+        for (const auto extreme :
+            {std::chrono::system_clock::time_point::min(), std::chrono::system_clock::time_point::max()})
+            EXPECT_GE(KWTimecode::timeOfDayTimecode(INT_MIN, false, false, extreme).size(), 11U);
     }
 
     TEST_F(TimeOfDayTest, HourIsLocal)
@@ -342,53 +339,6 @@ namespace {
         const int end = order(KWTimecode::timeOfDayTimecode(25, false, false, after));
         EXPECT_TRUE((start <= order(text) && order(text) <= end) || end < start /* midnight passed */)
             << text;
-    }
-
-    TEST(KWTimecode, RandomInputIsHarmless)
-    {
-        std::mt19937 random(20240229);
-        const auto number = [&] {
-            constexpr int kEdges[]
-                = {INT_MIN, INT_MIN + 1, -107892, -1, 0, 1, 24, 25, 30, 60, 107892, INT_MAX - 1, INT_MAX};
-            return random() % 3 == 0 ? static_cast<int>(random()) : kEdges[random() % std::size(kEdges)];
-        };
-        const auto text = [&] {
-            constexpr std::string_view kAlphabet = "0123456789::::;;..,,-+ \t9999\xC3\xA9\xE2\x82\xAC\xFF";
-            std::string result;
-            for (auto left = random() % 40; left > 0; --left)
-                result += kAlphabet[random() % kAlphabet.size()];
-            return result;
-        };
-        for (int i = 0; i < 50'000; ++i) {
-            const int timebase = number();
-            const bool ntsc = random() % 2 == 0;
-            const bool dropFrame = random() % 2 == 0;
-            const auto typed = text();
-            const auto start = text();
-            const auto entry = KWTimecode::timecodeFromUserString(typed, dropFrame, start);
-            EXPECT_LE(entry.size(), typed.size() + start.size() + 11);
-            const int count = KWTimecode::frameCountFromTimecode(entry, timebase, ntsc, dropFrame, number());
-            const auto back = KWTimecode::timecodeFromFrameCount(count, timebase, ntsc, dropFrame, number());
-            // Every text that is made is one that is understood, and its seconds and minutes stay below 60.
-            EXPECT_EQ(std::count_if(back.begin(), back.end(), [](char c) { return c == ':' || c == ';'; }), 3)
-                << back;
-            int fields[4] = {};
-            EXPECT_EQ(
-                std::sscanf(back.c_str(), "%d:%d:%d%*[:;]%d", &fields[0], &fields[1], &fields[2], &fields[3]),
-                4);
-            EXPECT_LT(std::abs(fields[0]), 24) << back;
-            EXPECT_LT(std::abs(fields[1]), 60) << back;
-            EXPECT_LT(std::abs(fields[2]), 60) << back;
-            const auto next = KWTimecode::timecode(back, number(), timebase, ntsc, dropFrame);
-            EXPECT_TRUE(KWTimecode::timecodeInRange(next, next, typed));
-            (void)KWTimecode::timecodeInRange(typed, start, next);
-            (void)KWTimecode::timeOfDayTimecode(timebase, ntsc, dropFrame,
-                std::chrono::system_clock::time_point(
-                    std::chrono::nanoseconds(static_cast<std::int64_t>(random()) << 31)));
-        }
-        for (const auto extreme :
-            {std::chrono::system_clock::time_point::min(), std::chrono::system_clock::time_point::max()})
-            EXPECT_GE(KWTimecode::timeOfDayTimecode(INT_MIN, false, false, extreme).size(), 11U);
     }
 
 } // namespace

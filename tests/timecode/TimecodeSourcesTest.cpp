@@ -43,8 +43,8 @@ namespace {
     /// A still image as a camera leaves it beside a clip.
     void makeStill(const std::string& path, const std::string& date)
     {
-        test::run({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=s=32x32:d=1:r=1",
-            "-frames:v", "1", "-f", "mjpeg", path});
+        test::ffmpeg(
+            {"-f", "lavfi", "-i", "testsrc2=s=32x32:d=1:r=1", "-frames:v", "1", "-f", "mjpeg"}, path);
         if (!date.empty())
             test::run({"exiftool", "-q", "-n", "-overwrite_original", "-DateTimeOriginal=" + date, path});
     }
