@@ -621,7 +621,6 @@ namespace {
 
     TEST_F(SavingTest, TheOwnFileCanBeSavedAsUnderEachOfItsNames)
     {
-        const auto path = build({});
         const auto mine = open(path);
         const auto theirs = open(build({}, "their.mov"));
         openDocuments = {&mine->document, &theirs->document};
