@@ -5,6 +5,7 @@
 #include "support/Text.h"
 #include "timecode/KWTimecode.h"
 #include "timecode/KWTimecodeController.h"
+#include "timecode/StillImage.h"
 
 #include <fmt/format.h>
 
@@ -204,8 +205,13 @@ Result<void> TimecodeEdit::setSource(std::string_view value)
             return refusal(kNotInThisFormat);
         // The sources add tracks. What the one that a copy gets says is what the first one here is to say.
         auto copy = movie;
-        if (!source->add(copy, path))
-            return refusal(fmt::format(fmt::runtime(source->missing), path));
+        if (!source->add(copy, path)) {
+            const bool needsStills = std::string_view(source->name).starts_with("thm");
+            return refusal(needsStills && !StillImage::canBeRead()
+                    ? "still images cannot be read: a part of this program is missing or cannot be loaded "
+                      "(the log says which); install it again"
+                    : fmt::format(fmt::runtime(source->missing), path));
+        }
         Start start;
         TimecodeDefinition definition;
         std::string reel;

@@ -14,10 +14,10 @@
 namespace reelwright {
 namespace {
 
-    /// The module's function; nothing when the module is not where the program was installed.
-    ReadDateTimeOriginal* loadReader()
+    /// The module's function; nothing when the module cannot be loaded, which is tried again the next time.
+    ReadDateTimeOriginal* reader()
     {
-        void* module = dlopen(kStillImageModule, RTLD_NOW | RTLD_LOCAL); // for as long as the program runs
+        void* module = dlopen(kStillImageModule, RTLD_NOW | RTLD_LOCAL); // stays for as long as the program
         void* function = module ? dlsym(module, kReadDateTimeOriginal) : nullptr;
         if (!function)
             KWLog::appendLog("Unable to read still images: {}", dlerror());
@@ -30,10 +30,9 @@ namespace {
         // The library's reader of XMP packets, which it calls for every image, is not made for threads.
         static std::mutex mutex;
         const std::scoped_lock lock {mutex};
-        static ReadDateTimeOriginal* const read = loadReader();
         std::string text;
         std::string error;
-        if (read)
+        if (auto* read = reader())
             read(path, text, error);
         if (!error.empty())
             KWLog::appendLog("Unable to read {}: {}", path, error);
@@ -41,6 +40,11 @@ namespace {
     }
 
 } // namespace
+
+bool StillImage::canBeRead()
+{
+    return reader() != nullptr;
+}
 
 std::optional<StillImage::ClockTime> StillImage::recordingTime(const std::string& path)
 {

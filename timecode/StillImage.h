@@ -19,6 +19,8 @@ public:
         bool operator==(const ClockTime&) const = default;
     };
 
+    /// Whether the module that reads images is where the program was installed.
+    static bool canBeRead();
     /// The time of the EXIF entry DateTimeOriginal. Nothing when the file cannot be read as an image or the
     /// entry is missing or no whole date and time. Safe to call from several threads.
     static std::optional<ClockTime> recordingTime(const std::string& path);
