@@ -50,7 +50,7 @@ QCheckBox* MovieSettingsPane::makeCheckBox(
     box->setToolTip(toolTip);
     box->setAccessibleDescription(toolTip);
     // Clicks only: not when the box is filled from the movie.
-    connect(box, &QCheckBox::clicked, this, [this, set](bool on) { (m_document.*set)(on); });
+    connect(box, &QCheckBox::clicked, this, [&document = m_document, set](bool on) { (document.*set)(on); });
     return box;
 }
 

@@ -278,7 +278,7 @@ void AppControllerTest::oneUnreadableFileIsExplained_data()
         24} << text("recording or copy was not finished");
     QByteArray torn {"\0\0\0\x14"
                      "ftypqt  \0\0\0\0qt  \0\0\x10\0moov\0\0",
-        34};
+        30};
     QTest::newRow("torn") << torn << text("bad.mov");
 }
 
