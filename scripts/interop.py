@@ -3,7 +3,7 @@
 
 For each file and each kind of edit: the report of ffprobe, exiftool and mediainfo, the checksums of every packet, and what
 stands in every atom, before and after. What an edit may change is written down in interop_rules.py; everything else must
-be the same in every program's eyes. The exit status is 1 when something else differs.
+be the same in every program's eyes. The exit status is 1 when something else differs, or nothing was saved.
 
 Files that the tool does not open are counted and left out. Files larger than --largest get the first edit only, and
 their media are compared by the packets' sizes and places, not their bytes.
@@ -216,6 +216,7 @@ def self_test(judge, edits, jobs, folder):
 # ---- All files ------------------------------------------------------------------------------------------------------
 
 LETTERS = {"in-place": "i", "flattened": "f", "unchanged": "=", "refused": "r"}
+SAVED = ("in-place", "flattened")
 
 
 def movies(folders):
@@ -247,7 +248,7 @@ def show(rows, edits, skipped):
     for name in names:
         changed = collections.Counter()
         for _, outcome in every:
-            if outcome.edit == name and outcome.mode in ("in-place", "flattened"):
+            if outcome.edit == name and outcome.mode in SAVED:
                 changed.update({(program, re.sub(r"\d+", "N", key)) for program, key, _, _ in outcome.explained if not ignored(program, key)})
         line = ", ".join(f"{program} {key} ({count})" for (program, key), count in changed.most_common(12))
         print(f"  {name}: {line}")
@@ -289,7 +290,10 @@ def main():
     if not os.access(options.cli, os.X_OK):
         parser.error(f"{options.cli} is not there; ./run cli --version builds it")
 
-    edits = [edit for edit in EDITS if not options.only or edit in options.only.split(",")]
+    only = list(EDITS) if options.only is None else options.only.split(",")
+    if unknown := [name for name in only if name not in EDITS]:
+        parser.error(f"no such edits: {', '.join(map(repr, unknown))}; there are {', '.join(EDITS)}")
+    edits = [edit for edit in EDITS if edit in only]
     judge = Judge(options.cli.resolve(), options.largest * MEGABYTE)
     if options.self_test:
         with tempfile.TemporaryDirectory(prefix="reelwright-interop.") as work:
@@ -323,7 +327,11 @@ def main():
         return 1
     for name, program in judge.stuck:
         print(f"{program} does not end on {name} as it was, and does not judge it.")
-    return 1 if show(rows, edits, skipped) else 0
+    unexplained = show(rows, edits, skipped)
+    if not any(outcome.mode in SAVED for _, outcomes in rows for outcome in outcomes):
+        print("No edit was saved, so nothing was compared.")
+        return 1
+    return 1 if unexplained else 0
 
 
 if __name__ == "__main__":
