@@ -186,7 +186,10 @@ def self_test(judge, edits, jobs, folder):
     missed = 0
     for name in edits:
         shutil.copy(source, saved)
-        result = parsed(said([judge.cli, "edit", "--json", "--no-sync", *EDITS[name], saved])[1])
+        _, out, errors = said([judge.cli, "edit", "--json", "--no-sync", *EDITS[name], saved])
+        result = parsed(out)
+        if result.get("status") != "updated":
+            raise SystemExit(f"{name}: not saved: {result.get('error') or errors.strip() or result.get('status') or 'no reason'}")
         data = saved.read_bytes()
         header = next(atom for atom in parsed(said([judge.cli, "atoms", "--json", saved])[1])["atoms"] if atom["type"] == "moov")
 
