@@ -89,7 +89,7 @@ def compared(edit, mode, before, after, info):
     for program in before:
         was, now = before[program], after[program]
         if "the program" in now:
-            unexplained.append((program, "the program", "ends", "does not end"))
+            unexplained.append((program, "the program", "answers", "does not answer"))
             continue
         if program in ("ffprobe", "packets"):
             now = renumbered(program, now, added_stream(before.get("ffprobe", {}), after.get("ffprobe", {})))
@@ -123,7 +123,7 @@ class Judge:
                     reports[program] = ask[program]()
                     break
                 except Stuck:
-                    reports[program] = {"the program": "does not end"}
+                    reports[program] = {"the program": "does not answer"}
         return reports
 
     def fingerprint(self, path):
@@ -143,7 +143,7 @@ class Judge:
         shutil.copy(source, copy)
         copy.chmod(0o644)
         before = self.reports(copy, PROGRAMS)
-        # Where a program never ends on the file as it was, it is no judge of it.
+        # Where a program never answers about the file as it was, it is no judge of it.
         for program in [program for program in PROGRAMS if "the program" in before[program]]:
             del before[program]
             self.stuck.append((source.name, program))
@@ -329,12 +329,15 @@ def main():
         print("No movie was found.")
         return 1
     for name, program in judge.stuck:
-        print(f"{program} does not end on {name} as it was, and does not judge it.")
+        print(f"{program} does not answer about {name} as it was, and does not judge it.")
     unexplained = show(rows, edits, skipped)
-    if not any(outcome.mode in SAVED for _, outcomes in rows for outcome in outcomes):
+    silent = [program for program in PROGRAMS if sum(program == name for _, name in judge.stuck) == len(rows)]
+    if silent:
+        print(f"About no file an answer came from {', '.join(silent)}.")
+    saved = any(outcome.mode in SAVED for _, outcomes in rows for outcome in outcomes)
+    if not saved:
         print("No edit was saved, so nothing was compared.")
-        return 1
-    return 1 if unexplained else 0
+    return 1 if unexplained or silent or not saved else 0
 
 
 if __name__ == "__main__":

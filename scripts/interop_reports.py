@@ -6,11 +6,13 @@ import hashlib
 import json
 import os
 import re
+import select
 import signal
 import struct
 import subprocess
 import tempfile
 import threading
+import time
 import zlib
 from pathlib import Path
 
@@ -34,7 +36,7 @@ PATIENCE = 60
 
 
 class Stuck(Exception):
-    """A program did not end."""
+    """A program did not end, or did without an answer."""
 
 
 def said(command, patience=PATIENCE):
@@ -78,6 +80,10 @@ def mediainfo(path):
     return facts
 
 
+# Looked up here: after a fork nothing may be loaded, for other threads may have held the loader's locks.
+prctl = ctypes.CDLL(None).prctl
+
+
 class ExifTool:
     """One exiftool process for each thread; starting it takes longer than its work."""
 
@@ -87,31 +93,54 @@ class ExifTool:
     @staticmethod
     def end_with_us():
         """Left alone, exiftool would wait for more arguments for ever, and busily."""
-        ctypes.CDLL(None).prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
+        prctl(1, signal.SIGKILL)  # PR_SET_PDEATHSIG
 
     def close(self):
         for process in self.processes:
             process.kill()
             process.wait()
 
-    def __call__(self, path):
+    def process(self):
         process = getattr(self.local, "process", None)
         if process is None:
             process = self.local.process = subprocess.Popen(
                 ["exiftool", "-stay_open", "True", "-@", "-"],
+                bufsize=0,
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,
                 stderr=subprocess.DEVNULL,
                 preexec_fn=self.end_with_us,
             )
             self.processes.append(process)
-        arguments = ["-j", "-a", "-u", "-G1:4", "-s", "-n", os.fspath(path), "-execute"]
+        return process
+
+    def forget(self, process):
+        self.local.process = None
+        self.processes.remove(process)
+        process.kill()
+        process.communicate()
+
+    @staticmethod
+    def answer(process, arguments):
+        """What it prints before it is ready for more."""
+        end = time.monotonic() + PATIENCE
         process.stdin.write(("\n".join(arguments) + "\n").encode())
-        process.stdin.flush()
-        lines = []
-        while (line := process.stdout.readline()) and line.strip() != b"{ready}":
-            lines.append(line)
-        report = parsed(b"".join(lines).decode(errors="replace"))
+        out, ready = bytearray(), b"{ready}\n"
+        while not out.endswith(ready):
+            if not select.select([process.stdout], [], [], max(0, end - time.monotonic()))[0]:
+                raise TimeoutError
+            if not (part := process.stdout.read(MEGABYTE)):
+                raise EOFError
+            out += part
+        return out.removesuffix(ready).decode(errors="replace")
+
+    def __call__(self, path):
+        process = self.process()
+        try:
+            report = parsed(self.answer(process, ["-j", "-a", "-u", "-G1:4", "-s", "-n", os.fspath(path), "-execute"]))
+        except (TimeoutError, EOFError, BrokenPipeError) as error:
+            self.forget(process)
+            raise Stuck("exiftool") from error
         # Of several facts with one name the second and later ones are numbered; together they are one list.
         facts = collections.defaultdict(list)
         for key, text in flat(report[0] if isinstance(report, list) and report else report):
