@@ -20,6 +20,7 @@ import json
 import os
 import random
 import re
+import shlex
 import shutil
 import signal
 import statistics
@@ -72,15 +73,39 @@ class Failed(Exception):
     pass
 
 
+# Seconds of waiting for a program's end.
+PATIENCE = 60
+
+
+def launched(command, output):
+    """In a group of its own, so that what it started ends with it."""
+    return subprocess.Popen(
+        [os.fspath(part) for part in command], stdin=subprocess.DEVNULL, stdout=output, stderr=output, process_group=0
+    )
+
+
+def ended(child, patience=PATIENCE):
+    """What it printed until its end, which must come."""
+    try:
+        return child.communicate(timeout=patience)
+    except BaseException as error:
+        os.killpg(child.pid, signal.SIGKILL)
+        child.communicate()
+        if isinstance(error, subprocess.TimeoutExpired):
+            raise Failed(f"{shlex.join(child.args)} does not end") from error
+        raise
+
+
 def said(command):
-    done = subprocess.run([os.fspath(part) for part in command], capture_output=True, check=False, stdin=subprocess.DEVNULL)
-    return done.returncode, done.stdout, done.stderr.decode(errors="replace").strip()
+    child = launched(command, subprocess.PIPE)
+    out, errors = ended(child)
+    return child.returncode, out, errors.decode(errors="replace").strip()
 
 
 def may_trace():
     try:
         return said(["strace", "-o", os.devnull, "true"])[0] == 0
-    except FileNotFoundError:
+    except (FileNotFoundError, Failed):
         return False
 
 
@@ -143,7 +168,7 @@ class Killer:
         times = []
         for _ in range(3):
             child, start = self.started(kind)
-            child.wait()
+            ended(child)
             times.append(time.perf_counter() - start)
         kind.took = statistics.median(times)
         copy = self.fresh(kind)
@@ -161,9 +186,11 @@ class Killer:
         """The program at work on a copy, and the time when it first wrote there (or ended, without a write)."""
         copy = self.fresh(kind)
         was = os.stat(copy)
-        command = [self.cli, "edit", *kind.edit, copy]
-        child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        child = launched([self.cli, "edit", *kind.edit, copy], subprocess.DEVNULL)
+        end = time.monotonic() + PATIENCE
         while child.poll() is None and len(os.listdir(self.folder)) == 1:
+            if time.monotonic() > end:
+                ended(child, 0)
             now = os.stat(copy)
             if (now.st_size, now.st_mtime_ns, now.st_ino) != (was.st_size, was.st_mtime_ns, was.st_ino):
                 break
@@ -184,7 +211,8 @@ class Killer:
         while child.poll() is None and time.perf_counter() < moment:
             pass
         child.send_signal(signal.SIGKILL)
-        killed = child.wait() == -signal.SIGKILL
+        ended(child)
+        killed = child.returncode == -signal.SIGKILL
         # How long a save takes moves with what else the machine does, and the moments move with it.
         kind.took *= 1.02 if killed else 0.95
         self.judge(kind, self.folder / kind.sample, "at moments" if killed else "too late", done=not killed)
