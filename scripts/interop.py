@@ -6,7 +6,8 @@ stands in every atom, before and after. What an edit may change is written down 
 be the same in every program's eyes. The exit status is 1 when something else differs, or nothing was saved.
 
 Files that the tool does not open are counted and left out. Files larger than --largest get the first edit only, and
-their media are compared by the packets' sizes and places, not their bytes.
+their media are compared by the packets' sizes and places, not their bytes. A program that does not answer about a file
+as it was does not judge it; the run says so, and fails when that is every file.
 
 --self-test damages what was saved, byte by byte, and requires that each damage is found.
 """
