@@ -58,7 +58,8 @@ namespace {
         if (occurrences(bytes, "<array") + occurrences(bytes, "<dict") > kMaxContainers)
             return nullptr;
         const bool isBinary = plist_is_binary(bytes.data(), static_cast<std::uint32_t>(bytes.size())) != 0;
-        if (isBinary && !isSoundBinaryPropertyList(bytes))
+        // Of a text with a zero in it the library keeps the whole length but only the characters before it.
+        if (isBinary ? !isSoundBinaryPropertyList(bytes) : bytes.find('\0') != std::string::npos)
             return nullptr;
         plist_t root = nullptr;
         plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
