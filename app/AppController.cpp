@@ -19,6 +19,8 @@
 #include <QThread>
 #include <QTimer>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace reelwright {
@@ -60,9 +62,8 @@ AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> 
           m_notifications, [this] { return documents(); }, [this] { terminate(); })
     , m_windowsMenu(tr("&Window"))
     , m_recentFiles(preferences)
-    , m_opener(std::move(storage), [this](const QString& canonical, MyDocument::OpenedMovie opened) {
-        return makeDocument(canonical, std::move(opened));
-    })
+    , m_opener(std::move(storage),
+          [this](MyDocument::OpenedMovie opened) { return makeDocument(std::move(opened)); })
 {
     // The program ends when the user says so, not when a window goes.
     QApplication::setQuitOnLastWindowClosed(false);
@@ -98,9 +99,9 @@ AppController::~AppController()
         return std::none_of(
             all.begin(), all.end(), [](const auto* document) { return document->isWriting(); });
     });
-    for (const auto& open : std::exchange(m_open, {})) {
-        open.window->disconnect(this);
-        delete open.window;
+    for (auto* window : std::exchange(m_open, {})) {
+        window->disconnect(this);
+        delete window;
     }
 }
 
@@ -143,27 +144,32 @@ void AppController::openFiles(const QStringList& paths)
 {
     QStringList wanted;
     for (const auto& path : paths) {
-        const auto open = std::find_if(m_open.begin(), m_open.end(), [&](const Open& candidate) {
-            return candidate.canonical == path
-                || QString::fromStdString(candidate.window->document().path()) == path;
+        const auto open = std::find_if(m_open.begin(), m_open.end(), [&](const auto* window) {
+            const auto& document = window->document();
+            return QString::fromStdString(document.path()) == path
+                || QString::fromStdString(document.file().path) == path;
         });
         if (open == m_open.end())
             wanted.append(path);
         else
-            bringToFront(*open->window);
+            bringToFront(**open);
     }
     m_opener.open(wanted);
 }
 
-std::optional<MovieError> AppController::makeDocument(
-    const QString& canonical, MyDocument::OpenedMovie opened)
+std::optional<MovieError> AppController::makeDocument(MyDocument::OpenedMovie opened)
 {
-    const auto open = std::find_if(m_open.begin(), m_open.end(),
-        [&](const Open& candidate) { return candidate.canonical == canonical; });
-    if (open != m_open.end()) { // under another name
-        bringToFront(*open->window);
-        return {};
-    }
+    for (auto* window : m_open)
+        if (window->document().file().isSameFile(opened.file)) { // under another name
+            bringToFront(*window);
+            return {};
+        }
+    for (const auto* window : m_open)
+        if (const auto* written = window->document().fileBeingWritten();
+            written && written->isSameFile(opened.file))
+            return MovieError {MovieError::Code::Refused, 0, opened.path,
+                fmt::format("the window \"{}\" is saving to this file; open it when the save is done",
+                    window->document().displayName())};
     const auto path = QString::fromStdString(opened.path);
     auto document = std::make_unique<MyDocument>(m_environment);
     MovieError error;
@@ -172,7 +178,7 @@ std::optional<MovieError> AppController::makeDocument(
 
     m_startWindow->hide();
     auto* window = new MovieWindow {std::move(document), m_actions};
-    m_open.push_back({window, canonical});
+    m_open.push_back(window);
     connect(window, &MovieWindow::filesDropped, this, &AppController::openFiles);
     connect(window, &MovieWindow::pathChanged, this, [this, window] { pathChanged(window); });
     connect(window, &MovieWindow::closed, this, [this, window] { windowClosed(window); });
@@ -219,27 +225,16 @@ void AppController::showFailures(const std::vector<MovieOpener::Failure>& failur
     emit openingFinished();
 }
 
-void AppController::pathChanged(MovieWindow* window)
+void AppController::pathChanged(const MovieWindow* window)
 {
     const auto path = QString::fromStdString(window->document().path());
-    const auto open = std::find_if(
-        m_open.begin(), m_open.end(), [&](const Open& candidate) { return candidate.window == window; });
-    if (path.isEmpty() || open == m_open.end())
-        return;
-    open->canonical = path; // until it is known better
-    m_recentFiles.add(path);
-    runInBackground(
-        this, [path] { return MovieOpener::canonicalPath(path); },
-        [this, path](const QString& canonical) {
-            for (auto& candidate : m_open)
-                if (candidate.canonical == path)
-                    candidate.canonical = canonical;
-        });
+    if (!path.isEmpty())
+        m_recentFiles.add(path);
 }
 
 void AppController::windowClosed(MovieWindow* window)
 {
-    std::erase_if(m_open, [&](const Open& open) { return open.window == window; });
+    std::erase(m_open, window);
     m_closed.emplace_back(window);
     m_burial.start();
     showStartWindowIfEmpty();
@@ -318,19 +313,18 @@ void AppController::showAbout()
 void AppController::fillWindowsMenu()
 {
     m_windowsMenu.clear();
-    for (const auto& open : m_open) {
-        const QFileInfo file {QString::fromStdString(open.window->document().path())};
-        auto label = QString::fromStdString(open.window->document().displayName());
-        const auto isSame = [&](const Open& other) {
-            return QString::fromStdString(other.window->document().displayName()) == label;
+    for (auto* window : m_open) {
+        const QFileInfo file {QString::fromStdString(window->document().path())};
+        auto label = QString::fromStdString(window->document().displayName());
+        const auto isSame = [&](const auto* other) {
+            return QString::fromStdString(other->document().displayName()) == label;
         };
         if (std::count_if(m_open.begin(), m_open.end(), isSame) > 1)
             label += QStringLiteral(" \u2014 ") + QDir::toNativeSeparators(file.path());
         label.replace(QLatin1Char('&'), QLatin1String("&&"));
-        auto* action
-            = m_windowsMenu.addAction(label, open.window, [window = open.window] { bringToFront(*window); });
+        auto* action = m_windowsMenu.addAction(label, window, [window] { bringToFront(*window); });
         action->setCheckable(true);
-        action->setChecked(open.window->isActiveWindow());
+        action->setChecked(window->isActiveWindow());
     }
 }
 
@@ -372,27 +366,19 @@ bool AppController::prepareSessionEnd(bool mayAsk)
 
 QWidget* AppController::frontWindow() const
 {
-    for (const auto& open : m_open)
-        if (open.window->isActiveWindow())
-            return open.window;
+    for (auto* window : m_open)
+        if (window->isActiveWindow())
+            return window;
     if (!m_open.empty())
-        return m_open.back().window;
+        return m_open.back();
     return m_startWindow.get();
-}
-
-std::vector<MovieWindow*> AppController::windows() const
-{
-    std::vector<MovieWindow*> all;
-    for (const auto& open : m_open)
-        all.push_back(open.window);
-    return all;
 }
 
 std::vector<MyDocument*> AppController::documents() const
 {
     std::vector<MyDocument*> all;
-    for (const auto& open : m_open)
-        all.push_back(&open.window->document());
+    for (auto* window : m_open)
+        all.push_back(&window->document());
     return all;
 }
 

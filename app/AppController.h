@@ -55,7 +55,7 @@ public:
     bool prepareSessionEnd(bool mayAsk);
 
     /// In the order in which they were opened.
-    [[nodiscard]] std::vector<MovieWindow*> windows() const;
+    [[nodiscard]] std::vector<MovieWindow*> windows() const { return m_open; }
     [[nodiscard]] const ApplicationActions& actions() const { return m_actions; }
     [[nodiscard]] RecentFiles& recentFiles() { return m_recentFiles; }
     [[nodiscard]] StartWindow& startWindow() { return *m_startWindow; }
@@ -69,16 +69,10 @@ signals:
     void terminated();
 
 private:
-    struct Open
-    {
-        MovieWindow* window;
-        QString canonical; ///< path of its file
-    };
-
     void makeActions();
-    std::optional<MovieError> makeDocument(const QString& canonical, MyDocument::OpenedMovie opened);
+    std::optional<MovieError> makeDocument(MyDocument::OpenedMovie opened);
     void showFailures(const std::vector<MovieOpener::Failure>& failures);
-    void pathChanged(MovieWindow* window);
+    void pathChanged(const MovieWindow* window);
     void windowClosed(MovieWindow* window);
     void deleteClosedWindows();
     void showStartWindow();
@@ -101,7 +95,7 @@ private:
     RecentFiles m_recentFiles;
     MovieOpener m_opener;
 
-    std::vector<Open> m_open;
+    std::vector<MovieWindow*> m_open;
     std::vector<std::unique_ptr<MovieWindow>> m_closed; ///< until nothing can be at work in them any more
     QTimer m_burial;
     std::unique_ptr<StartWindow> m_startWindow;

@@ -39,7 +39,6 @@ struct MovieOpener::Call
 
 struct MovieOpener::Found
 {
-    QString canonical;
     MyDocument::OpenedMovie opened;
     MovieError noMovie; ///< why `opened` holds nothing
 };
@@ -52,12 +51,6 @@ MovieOpener::MovieOpener(std::shared_ptr<Storage> storage, Receiver receiver, QO
 }
 
 MovieOpener::~MovieOpener() = default;
-
-QString MovieOpener::canonicalPath(const QString& path)
-{
-    const auto canonical = QFileInfo {path}.canonicalFilePath();
-    return canonical.isEmpty() ? path : canonical; // empty when it is not there
-}
 
 void MovieOpener::open(const QStringList& paths)
 {
@@ -81,7 +74,7 @@ void MovieOpener::open(const QStringList& paths)
         runInBackground(
             this,
             [path = wanted[static_cast<qsizetype>(index)], storage = m_storage] {
-                Found found {canonicalPath(path), MyDocument::openMovie(path.toStdString(), storage), {}};
+                Found found {MyDocument::openMovie(path.toStdString(), storage), {}};
                 if (!found.opened.movie)
                     found.noMovie = whyNoMovie(path, storage);
                 return found;
@@ -93,8 +86,8 @@ void MovieOpener::receive(Call& call, std::size_t index, Found found)
 {
     const auto path = QString::fromStdString(found.opened.path);
     m_underWay.remove(path);
-    const auto error = found.opened.movie ? m_receiver(found.canonical, std::move(found.opened))
-                                          : std::optional {std::move(found.noMovie)};
+    const auto error
+        = found.opened.movie ? m_receiver(std::move(found.opened)) : std::optional {std::move(found.noMovie)};
     if (error)
         call.failures[index] = Failure {path, *error};
     if (!isBusy())

@@ -25,10 +25,8 @@ public:
         QString path;
         MovieError error;
     };
-    /// Takes a movie over, or says why not. `canonical`: the path without links and dots, the same for every
-    /// way to name the file.
-    using Receiver
-        = std::function<std::optional<MovieError>(const QString& canonical, MyDocument::OpenedMovie opened)>;
+    /// Takes a movie over, or says why not.
+    using Receiver = std::function<std::optional<MovieError>(MyDocument::OpenedMovie opened)>;
 
     MovieOpener(std::shared_ptr<Storage> storage, Receiver receiver, QObject* parent = nullptr);
     ~MovieOpener() override;
@@ -36,8 +34,6 @@ public:
     /// Absolute paths. One that is being opened already is not opened twice.
     void open(const QStringList& paths);
     [[nodiscard]] bool isBusy() const { return !m_underWay.isEmpty(); }
-
-    static QString canonicalPath(const QString& path);
 
 signals:
     void busyChanged(bool isBusy);

@@ -8,8 +8,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace reelwright {
 namespace {
 
@@ -34,26 +32,13 @@ namespace {
         return path.substr(0, name) + '.' + path.substr(name);
     }
 
-    /// The window of another document must not lose its file.
-    std::optional<Outcome> conflict(const MovieWriter::Request& request, Storage& storage)
+    DocumentFile fileAt(const std::string& path, Storage& storage)
     {
-        if (request.claimedFiles.empty())
-            return std::nullopt;
-        const auto target = storage.resolve(request.path);
-        std::optional<FileState> present;
-        if (const auto file = storage.open(target, Storage::Access::Read))
+        DocumentFile found {storage.resolve(path), {}};
+        if (const auto file = storage.open(found.path, Storage::Access::Read))
             if (const auto state = (*file)->state())
-                present = *state;
-        const auto isTarget = [&](const MovieWriter::ClaimedFile& claimed) {
-            return (present && claimed.state && present->isSameFile(*claimed.state))
-                || storage.resolve(claimed.path) == target;
-        };
-        if (std::ranges::none_of(request.claimedFiles, isTarget))
-            return std::nullopt;
-        return Outcome {Outcome::Kind::Failed, "File open in another window",
-            fmt::format("{}: another window has this file open, or is saving to it. Nothing was written. "
-                        "Save the movie under another name, or close that window first.",
-                request.path)};
+                found.state = *state;
+        return found;
     }
 
     /// Somebody else's file must not be lost, even when the user asked for a save: the target is the
@@ -128,8 +113,6 @@ namespace {
     Outcome takeRoad(MovieWriter::Request& request, const MovieWriter::Questions& questions, Storage& storage,
         const SaveFiles& files)
     {
-        if (auto conflicting = conflict(request, storage))
-            return std::move(*conflicting);
         auto operation = request.operation;
         bool forcedByVolume = false;
         if (request.resaveOnOtherVolumes && !volumeAllowsInPlaceUpdate(storage.volumeType(request.path))) {
@@ -206,7 +189,15 @@ SaveFiles SaveFiles::real()
 Outcome MovieWriter::write(Request request, const Questions& questions,
     const std::shared_ptr<Storage>& storage, const SaveFiles& files)
 {
-    auto outcome = takeRoad(request, questions, *storage, files);
+    auto target = fileAt(request.path, *storage);
+    // The window of another document must not lose its file.
+    auto outcome = questions.claim(target)
+        ? takeRoad(request, questions, *storage, files)
+        : Outcome {Outcome::Kind::Failed, "File open in another window",
+            fmt::format("{}: another window has this file open, or is saving to it. Nothing was written. "
+                        "Save the movie under another name, or close that window first.",
+                request.path)};
+    outcome.resolvedPath = std::move(target.path);
     if (outcome.kind == Outcome::Kind::Flattened)
         outcome.written = QTMovie::open(request.path, storage);
     if (outcome.written)

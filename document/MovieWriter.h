@@ -1,5 +1,6 @@
 #pragma once
 
+#include "document/DocumentFile.h"
 #include "movie/QTMovie.h"
 
 #include <chrono>
@@ -33,13 +34,6 @@ struct SaveFiles
 class MovieWriter
 {
 public:
-    /// A file that a document has open or is about to write.
-    struct ClaimedFile
-    {
-        std::string path;
-        std::optional<FileState> state; ///< as it was opened or last written
-    };
-
     struct Request
     {
         QTMovie movie;
@@ -50,15 +44,14 @@ public:
         /// file: another one in its place is not overwritten. In a plain save its date may be another,
         /// since this program's own doings and backups change dates.
         std::optional<FileState> expectedFile;
-        /// Those of other documents, when the target is not the document's own file: none of them is
-        /// overwritten, whatever name leads to it.
-        std::vector<ClaimedFile> claimedFiles;
         bool resaveOnOtherVolumes = true; ///< "nonHFSResave"
         bool flattenWithoutAsking = true; ///< "autoFlatten" is 1
     };
 
     struct Questions
     {
+        /// May this file be written? Asked first; from then on no other document may have it.
+        std::function<bool(const DocumentFile& target)> claim;
         /// Shall the movie be flattened?
         std::function<bool()> flatten;
         /// The update in place is behind us: a whole file is going to be written.
@@ -82,6 +75,7 @@ public:
         std::string text {};
         QTMovie movie {}; ///< the request's; over the file as it is now
         Result<QTMovie> written {};
+        std::string resolvedPath {}; ///< of the target
     };
 
     static Outcome write(Request request, const Questions& questions, const std::shared_ptr<Storage>& storage,

@@ -109,6 +109,7 @@ struct MyDocument::SaveJob
     const std::shared_ptr<const MovieFile> file; ///< over which the movie lay when the save began
     const UndoHistory::State state; ///< the movie's, then
     const std::uint64_t otherChanges;
+    std::optional<DocumentFile> target; ///< main thread only: once it is claimed
     QTTime time; ///< where the movie view stood
 };
 
@@ -132,11 +133,13 @@ MyDocument::OpenedMovie MyDocument::openMovie(
     const std::string& path, const std::shared_ptr<Storage>& storage)
 {
     KWLog::appendLog("Loading QuickTime movie {}", path);
-    OpenedMovie opened {path, {}};
+    OpenedMovie opened {path, {storage->resolve(path), {}}, {}};
     if (QTMovie::canOpen(path, *storage))
         opened.movie = QTMovie::open(path, storage);
-    if (opened.movie && *opened.movie)
+    if (opened.movie && *opened.movie) {
+        opened.file.state = (*opened.movie)->file()->state;
         timecodeMedia::readAhead(**opened.movie);
+    }
     return opened;
 }
 
@@ -164,7 +167,7 @@ bool MyDocument::readFromURL(OpenedMovie opened, MovieError* error)
         *error = {};
         error->status = kUnimplemented;
     }
-    setPath(m_path);
+    setPath(opened.path, opened.file.path);
     return true;
 }
 
@@ -193,7 +196,7 @@ void MyDocument::installMovie(QTMovie movie)
     m_movie = std::move(movie);
     m_oneFrameLength = 0;
     if (const auto& file = m_movie.file(); file && file->path == m_path)
-        m_fileState = file->state;
+        m_file.state = file->state;
     if (m_window)
         m_window->movieReplaced();
     loadTracks();
@@ -292,9 +295,15 @@ std::string MyDocument::displayName() const
     return m_path.empty() ? "Untitled" : fileNameOf(m_path);
 }
 
-void MyDocument::setPath(const std::string& path)
+const DocumentFile* MyDocument::fileBeingWritten() const
+{
+    return isWriting() && m_job->target ? &*m_job->target : nullptr;
+}
+
+void MyDocument::setPath(const std::string& path, const std::string& resolvedPath)
 {
     m_path = path;
+    m_file.path = resolvedPath;
     if (m_window)
         m_window->titleChanged();
 }
@@ -810,9 +819,7 @@ bool MyDocument::writeSafelyToURL(const std::string& path, SaveOperation operati
     request.operation = operation;
     request.needsFlattening = m_needsFlattening;
     if (path == m_path)
-        request.expectedFile = m_fileState;
-    else
-        request.claimedFiles = filesOfOthers();
+        request.expectedFile = m_file.state;
     request.resaveOnOtherVolumes = m_environment.preferences.boolean("nonHFSResave");
     request.flattenWithoutAsking = m_environment.preferences.integer("autoFlatten") == 1;
 
@@ -829,18 +836,18 @@ bool MyDocument::writeSafelyToURL(const std::string& path, SaveOperation operati
     return true;
 }
 
-std::vector<MovieWriter::ClaimedFile> MyDocument::filesOfOthers() const
+bool MyDocument::claim(const DocumentFile& target)
 {
-    std::vector<MovieWriter::ClaimedFile> files;
-    for (const auto* other : m_environment.documents()) {
-        if (other == this)
-            continue;
-        if (!other->m_path.empty())
-            files.push_back({other->m_path, other->m_fileState});
-        if (other->isWriting())
-            files.push_back({other->m_job->path, {}});
-    }
-    return files;
+    const auto isTakenBy = [&](const MyDocument* other) {
+        const auto* written = other->fileBeingWritten();
+        return other != this
+            && (other->m_file.isSameFile(target) || (written && written->isSameFile(target)));
+    };
+    const auto documents = m_environment.documents();
+    if (m_job->path != m_path && std::any_of(documents.begin(), documents.end(), isTakenBy))
+        return false;
+    m_job->target = target;
+    return true;
 }
 
 void MyDocument::releaseSaveThread()
@@ -867,6 +874,11 @@ void MyDocument::writeToURLOnThread(const std::shared_ptr<SaveJob>& job)
     });
 
     MovieWriter::Questions questions;
+    questions.claim = [&](const DocumentFile& target) {
+        bool isFree = false;
+        job->onMain([&](MyDocument& document) { isFree = document.claim(target); });
+        return isFree;
+    };
     questions.flatten = [&] {
         bool isWanted = true;
         job->onWindow([&](DocumentWindow& window) {
@@ -957,19 +969,19 @@ void MyDocument::takeFile(const SaveJob& job, const MovieWriter::Outcome& outcom
         m_movie = std::move(movie);
     }
     if (written.file() && written.file()->path == m_path)
-        m_fileState = written.file()->state;
+        m_file.state = written.file()->state;
 }
 
 void MyDocument::takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome)
 {
-    setPath(job.path);
+    setPath(job.path, outcome.resolvedPath);
     const auto& written = outcome.written;
     if (!written) {
         KWLog::appendLog("Error loading movie: {}", written.error().message());
-        m_fileState.reset();
+        m_file.state.reset();
         return;
     }
-    m_fileState = written->file()->state;
+    m_file.state = written->file()->state;
     // What was edited meanwhile is not in the file: then the movie stays as it is, over the old one.
     if (m_history.state() == job.state)
         installMovie(*written);

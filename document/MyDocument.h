@@ -1,5 +1,6 @@
 #pragma once
 
+#include "document/DocumentFile.h"
 #include "document/DocumentWindow.h"
 #include "document/KWMovTrack.h"
 #include "document/MovieWriter.h"
@@ -22,9 +23,8 @@
 namespace reelwright {
 
 class MainThread;
-class Preferences;
-
 class MyDocument;
+class Preferences;
 
 /// What movie documents work with. All of it outlives them.
 struct DocumentEnvironment
@@ -67,6 +67,7 @@ public:
     struct OpenedMovie
     {
         std::string path;
+        DocumentFile file;
         std::optional<Result<QTMovie>> movie; ///< nothing: the file is no movie at all
     };
     /// The part of opening that waits for the disk: may run on any thread.
@@ -102,6 +103,9 @@ public:
     [[nodiscard]] const QTMovie& movie() const { return m_movie; }
     /// Path of the document's file; empty for a document that has none.
     [[nodiscard]] const std::string& path() const { return m_path; }
+    [[nodiscard]] const DocumentFile& file() const { return m_file; }
+    /// The one that a save is being written to, also under another name; null while there is none.
+    [[nodiscard]] const DocumentFile* fileBeingWritten() const;
     /// The file's name, or "Untitled".
     [[nodiscard]] std::string displayName() const;
     /// Are there changes that were not saved?
@@ -257,7 +261,7 @@ private:
     void installMovie(QTMovie movie);
     [[nodiscard]] QTTime currentTime() const;
     void setCurrentTime(const QTTime& time);
-    void setPath(const std::string& path);
+    void setPath(const std::string& path, const std::string& resolvedPath);
     void showInfoForSelection();
 
     /// The track of an edited row, or nothing after telling the user that it cannot be found.
@@ -276,7 +280,7 @@ private:
     void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
     void releaseSaveThread();
-    [[nodiscard]] std::vector<MovieWriter::ClaimedFile> filesOfOthers() const;
+    bool claim(const DocumentFile& target);
 
     DocumentEnvironment m_environment;
     std::string m_path;
@@ -290,7 +294,7 @@ private:
     DocumentWindow* m_window = nullptr;
     std::vector<NotificationCenter::Observation> m_observations;
 
-    std::optional<FileState> m_fileState; ///< of the document's file when it was last opened or written
+    DocumentFile m_file;
     std::shared_ptr<SaveJob> m_job; ///< the present save, or the last one
     std::thread m_saveThread;
     bool m_needsFlattening = false;

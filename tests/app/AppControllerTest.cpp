@@ -5,6 +5,7 @@
 #include "app/MovieWindow.h"
 #include "app/StartWindow.h"
 #include "support/KWLog.h"
+#include "tests/app/AppTest.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -17,6 +18,8 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
+
+#include <filesystem>
 
 namespace reelwright {
 namespace {
@@ -93,6 +96,8 @@ private slots:
     void aFileThatIsOpenComesToTheFront();
     void aMovieThatWasSavedAsIsKnownByItsNewName();
     void noWindowSavesOverTheFileOfAnother();
+    void aFileThatIsBeingSavedToIsNotOpened_data();
+    void aFileThatIsBeingSavedToIsNotOpened();
     void oneUnreadableFileIsExplained_data();
     void oneUnreadableFileIsExplained();
     void severalFailuresAreToldAtOnceAndTheRestOpens();
@@ -209,6 +214,7 @@ void AppControllerTest::aFileThatIsOpenComesToTheFront_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("by its path") << text("pal-25.mov");
     QTest::newRow("by way of a link") << text("link.mov");
+    QTest::newRow("by another name of its own") << text("hard.mov");
     QTest::newRow("by a path with dots") << text("folder/../pal-25.mov");
 }
 
@@ -218,6 +224,8 @@ void AppControllerTest::aFileThatIsOpenComesToTheFront()
     auto* first = openClip("pal-25.mov");
     auto* second = openClip("rotated.mp4");
     QVERIFY(QFile::link(m_folder->filePath(text("pal-25.mov")), m_folder->filePath(text("link.mov"))));
+    std::filesystem::create_hard_link(
+        first->document().path(), m_folder->filePath(text("hard.mov")).toStdString());
     QVERIFY(QDir {m_folder->path()}.mkdir(text("folder")));
     second->activateWindow();
     QTRY_VERIFY_WITH_TIMEOUT(second->isActiveWindow(), kWait);
@@ -262,6 +270,48 @@ void AppControllerTest::noWindowSavesOverTheFileOfAnother()
     QVERIFY(file.seek(0));
     QCOMPARE(file.readAll(), before);
     QCOMPARE(window->windowTitle(), text("pal-25.mov[*]"));
+}
+
+void AppControllerTest::aFileThatIsBeingSavedToIsNotOpened_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("by its path") << text("old.mov");
+    QTest::newRow("by way of a link") << text("link.mov");
+}
+
+void AppControllerTest::aFileThatIsBeingSavedToIsNotOpened()
+{
+    QFETCH(QString, name);
+    const auto storage = std::make_shared<test::GatedStorage>();
+    m_controller.reset();
+    m_controller = std::make_unique<AppController>(*m_preferences, storage);
+    const auto old = clip("two-audio.mov", "old.mov");
+    QVERIFY(QFile::link(old, m_folder->filePath(text("link.mov"))));
+    auto* window = openClip("pal-25.mov");
+    auto& document = window->document();
+    QVERIFY(document.saveDocument()); // from now on saves are the user's, on a thread
+    QTRY_VERIFY_WITH_TIMEOUT(!document.isWriting(), kWait);
+    storage->isClosed = true;
+    const auto whatever = qScopeGuard([&] { storage->openGate(); });
+    QVERIFY(document.writeSafelyToURL(old.toStdString(), SaveOperation::SaveAs));
+    QTRY_COMPARE_WITH_TIMEOUT(storage->waiting, 1, kWait);
+
+    open({m_folder->filePath(name)});
+    QCOMPARE(m_controller->windows().size(), 1U);
+    auto* alert = alertOf("openFailed");
+    QVERIFY(alert);
+    const auto said = alert->text() + alert->informativeText();
+    for (const auto* part :
+        {qPrintable(name), "\"pal-25.mov\" is saving to this file", "when the save is done"})
+        QVERIFY2(said.contains(QString::fromUtf8(part)), qPrintable(said));
+    alert->close();
+
+    storage->openGate();
+    QTRY_VERIFY_WITH_TIMEOUT(!document.isWriting(), kWait);
+    QCOMPARE(window->windowTitle(), text("old.mov[*]"));
+    open({m_folder->filePath(name)});
+    QVERIFY2(!alertOf("openFailed"), "now it only comes to the front");
+    QCOMPARE(m_controller->windows().size(), 1U);
 }
 
 void AppControllerTest::oneUnreadableFileIsExplained_data()
