@@ -590,7 +590,7 @@ namespace {
 
     TEST_F(SavingTest, AFileThatIsOpenInAnotherWindowIsNotOverwrittenByAnyName)
     {
-        const auto mine = open(build({}));
+        const auto mine = open(path);
         MovieBuilder other;
         other.tracks.pop_back();
         const auto theirPath = build(other, "their.mov");
@@ -636,7 +636,7 @@ namespace {
 
     TEST_F(SavingTest, TwoWindowsDoNotSaveToTheSameNewFileAtOnce)
     {
-        const auto mine = open(build({}));
+        const auto mine = open(path);
         const auto theirs = open(build({}, "their.mov"));
         openDocuments = {&mine->document, &theirs->document};
         edit(theirs->document);
@@ -652,6 +652,72 @@ namespace {
         EXPECT_EQ(theirs->window.alerts[0].title, "File open in another window");
         EXPECT_TRUE(theirs->document.isEdited());
         EXPECT_EQ(matrix(read(folder.file("new.mov"))), Matrix {}) << "as the first one wrote it";
+    }
+
+    TEST_F(SavingTest, ACopyIsNotSavedOverTheFileOfAnotherWindowEither)
+    {
+        const auto mine = openEdited();
+        const auto theirs = open(build({}, "their.mov"));
+        openDocuments = {&mine->document, &theirs->document};
+        const auto before = readFile(folder.file("their.mov"));
+        mine->document.setNeedsFlattening();
+        mine->window.savePath = folder.file("their.mov");
+        EXPECT_TRUE(mine->document.saveDocumentTo());
+        finish(mine->document);
+        ASSERT_EQ(mine->window.alerts.size(), 1U);
+        EXPECT_EQ(mine->window.alerts[0].title, "File open in another window");
+        EXPECT_EQ(readFile(folder.file("their.mov")), before);
+    }
+
+    TEST_F(SavingTest, ANameIsFreeAgainWhenTheSaveToItCameToNothingOrItsWindowIsGone)
+    {
+        const auto name = folder.file("wanted.mov");
+        struct Row
+        {
+            const char* how;
+            TestStorage::Call failing;
+            int failures;
+            const char* title; ///< of what the user is told; null for nothing
+            std::function<void(Open&)> before {};
+            std::function<void(Open&)> after {};
+        };
+        const Row rows[] = {
+            {"failed", TestStorage::Call::CreateSibling, 2, "Error writing movie"},
+            {"abandoned", TestStorage::Call::Rename, 1, "Unable to save"},
+            {"cancelled", TestStorage::Call::Rename, 0, nullptr,
+                [](Open& theirs) {
+                    theirs.window.duringProgress = [&](double) { theirs.document.cancelProgress(); };
+                }},
+            {"closed", TestStorage::Call::Rename, 0, nullptr, {},
+                [&](Open& theirs) {
+                    EXPECT_EQ(theirs.document.path(), name);
+                    theirs.window.onClose = [&] { openDocuments.pop_back(); };
+                    theirs.document.close();
+                }},
+        };
+        files = movesThatFail({true});
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.how);
+            std::filesystem::remove(name);
+            const auto mine = open(path);
+            const auto theirs = open(build({}, "their.mov"));
+            openDocuments = {&mine->document, &theirs->document};
+            storage->before = [&, left = row.failures](auto call, const auto&) mutable {
+                return call == row.failing && left-- > 0 ? EIO : 0;
+            };
+            if (row.before)
+                row.before(*theirs);
+            saveAs(*theirs, name);
+            EXPECT_EQ(theirs->window.alerts.size(), row.title ? 1U : 0U);
+            for (const auto& alert : theirs->window.alerts)
+                EXPECT_EQ(alert.title, row.title);
+            if (row.after)
+                row.after(*theirs);
+            storage->before = nullptr;
+            saveAs(*mine, name);
+            EXPECT_THAT(mine->window.alerts, IsEmpty());
+            EXPECT_EQ(mine->document.path(), name);
+        }
     }
 
     TEST_F(SavingTest, AMovieWhoseFileWasRemovedCanBeSaved)
