@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -29,6 +30,16 @@ namespace {
         std::string result = resolved;
         std::free(resolved); // NOLINT: realpath allocates with malloc
         return result;
+    }
+
+    /// Nothing for what is no symbolic link.
+    std::optional<std::string> linkTarget(const std::string& path)
+    {
+        std::array<char, PATH_MAX> target {};
+        const auto size = ::readlink(path.c_str(), target.data(), target.size());
+        if (size < 0)
+            return std::nullopt;
+        return std::string(target.data(), static_cast<std::size_t>(size));
     }
 
     std::string folderOf(const std::string& path)
@@ -325,10 +336,23 @@ namespace {
 
         std::string resolve(const std::string& path) override
         {
-            if (auto resolved = realPath(path))
-                return *resolved;
-            const auto folder = realPath(folderOf(path));
-            return folder ? *folder + '/' + nameOf(path) : path;
+            constexpr int kMostLinks = 40; // as many as the system follows
+            auto name = path;
+            for (int links = 0; links < kMostLinks; ++links) {
+                if (auto resolved = realPath(name))
+                    return *resolved;
+                auto folder = realPath(folderOf(name));
+                if (!folder)
+                    break;
+                if (!folder->ends_with('/'))
+                    *folder += '/';
+                name = *folder + nameOf(name);
+                const auto target = linkTarget(name);
+                if (!target)
+                    return name;
+                name = target->starts_with('/') ? *target : *folder + *target;
+            }
+            return path;
         }
 
         std::string volumeType(const std::string& path) override
