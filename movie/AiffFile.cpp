@@ -73,9 +73,9 @@ namespace {
             m_isCompressed = kind == "AIFC"_cc;
             RW_CHECK(walk());
             if (!m_hasFormat)
-                return corrupt("the file has no common chunk", 12);
+                return corrupt("the file has no common chunk", kHeadSize);
             if (!m_hasData && m_packets != 0)
-                return corrupt("the file has no sound data chunk", 12);
+                return corrupt("the file has no sound data chunk", kHeadSize);
             // The number of packets leaves out padding behind the sound; a recorder that was cut off left it
             // 0.
             const auto claimed = m_packets * m_sound.packing.bytes;

@@ -30,9 +30,10 @@ protected:
         return at(0, kHeadSize);
     }
 
-    /// Up to `size` bytes, 64 at most; until the next call.
+    /// Up to `size` bytes, kBufferSize at most; until the next call.
     Result<ByteSpan> at(std::uint64_t offset, std::size_t size)
     {
+        RW_ASSERT(size <= kBufferSize);
         RW_TRY(const auto count, m_file.readAt(offset, std::span {m_buffer}.first(size)));
         return ByteSpan {m_buffer}.first(count);
     }
@@ -47,7 +48,9 @@ protected:
     std::uint64_t m_fileSize = 0;
 
 private:
-    std::array<std::byte, 64> m_buffer {};
+    static constexpr std::size_t kBufferSize = 64;
+
+    std::array<std::byte, kBufferSize> m_buffer {};
 };
 
 } // namespace reelwright

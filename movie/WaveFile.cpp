@@ -59,16 +59,16 @@ namespace {
         {
             RW_TRY(const auto start, head());
             const auto form = FourCC {static_cast<std::uint32_t>(little(start, 0, 4))};
-            if (start.size() < 12 || little32(start, 8) != kWave)
+            if (start.size() < kHeadSize || little32(start, 8) != kWave)
                 return std::nullopt;
             m_hasWideSizes = form.value == kRf64 || form.value == kBw64;
             if (form.value != kRiff && !m_hasWideSizes)
                 return std::nullopt;
             RW_CHECK(walk());
             if (!m_format)
-                return corrupt("the file has no format chunk", 12);
+                return corrupt("the file has no format chunk", kHeadSize);
             if (!m_data)
-                return corrupt("the file has no data chunk", 12);
+                return corrupt("the file has no data chunk", kHeadSize);
             m_sound.dataOffset = m_data->offset;
             m_sound.dataSize = m_data->size;
             RW_CHECK(readFormat());
