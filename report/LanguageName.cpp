@@ -50,8 +50,12 @@ std::string languageName(std::uint16_t code)
         return macintoshName(code);
     // Three letters of five bits each, which count from 1.
     std::string letters;
-    for (const int shift : {10, 5, 0})
-        letters += static_cast<char>(0x60 + ((code >> shift) & 0x1F));
+    for (const int shift : {10, 5, 0}) {
+        const int letter = (code >> shift) & 0x1F;
+        if (letter < 1 || letter > 26)
+            return macintoshName(code);
+        letters += static_cast<char>('a' - 1 + letter);
+    }
     return letters == "und" ? std::string {} : letters;
 }
 

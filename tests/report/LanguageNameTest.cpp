@@ -29,6 +29,10 @@ namespace {
         {151, "Macintosh 151"},
         {0x3FF, "Macintosh 1023"},
         {0x15C7, "eng"},
+        {0x400, "Macintosh 1024"}, // no letters
+        {0x6B5A, "zzz"},
+        {0x6F5A, "Macintosh 28506"}, // 27, 26, 26
+        {0x6B5F, "Macintosh 27487"},
         {0x55C4, ""}, // "und"
         {0x7FFF, ""},
     };
