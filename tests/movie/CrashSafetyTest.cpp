@@ -300,8 +300,8 @@ namespace {
         int m_judged = 0;
     };
 
-    /// A later save of what a crash left: in place where that is possible, else flattened. Was it possible?
-    bool canSaveAgainInPlace(const DiskState& state, const MovieBuilder& built)
+    /// A later save of what a crash left: in place where that is possible, else flattened. Was it in place?
+    bool saveAgain(const DiskState& state, const MovieBuilder& built)
     {
         const auto storage = SimulatedStorage::fromState(state);
         auto saved = editAndSave(storage, Edit::Shrinking, Mode::InPlace);
@@ -340,7 +340,7 @@ namespace {
                     EXPECT_EQ(verdict, Verdict::New) << "a save that was reported done is undone";
                     EXPECT_THAT(rawFile(state).headers, SizeIs(1)) << "and its last step";
                 }
-                refused += verdict != Verdict::Broken && !canSaveAgainInPlace(state, built) ? 1 : 0;
+                refused += verdict != Verdict::Broken && !saveAgain(state, built) ? 1 : 0;
             }
         }
         EXPECT_GT(old, 0);
@@ -471,7 +471,7 @@ namespace {
                         const auto verdict = judge(state);
                         EXPECT_TRUE(!saved || verdict == Verdict::New) << state.story;
                         if (judge.judged() % 8 == 0)
-                            canSaveAgainInPlace(state, built);
+                            saveAgain(state, built);
                     }
                 }
                 judged += judge.judged();
