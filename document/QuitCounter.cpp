@@ -64,6 +64,12 @@ void QuitCounter::docFinishedWriting()
     if (m_writingDocs > 0 || !m_isQuitting)
         return;
     const auto documents = m_documents();
+    // Saves that began since the documents were counted, in windows that a question did not keep.
+    for (auto* document : documents)
+        if (document->isWriting() && !document->documentCanQuit())
+            ++m_writingDocs;
+    if (m_writingDocs > 0)
+        return;
     const bool isUnsaved
         = std::any_of(documents.begin(), documents.end(), [this](const MyDocument* document) {
               return document->isEdited()

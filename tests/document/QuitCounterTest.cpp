@@ -116,6 +116,25 @@ namespace {
         EXPECT_THAT(clip.window.alerts, IsEmpty());
     }
 
+    TEST_F(QuitCounterTest, WaitsForASaveThatBeganDuringAQuestion)
+    {
+        auto& asked = openClip("a.mov");
+        edit(asked);
+        asked.window.answers = {1};
+        Open* late = nullptr;
+        asked.window.duringAlert = [&](const FakeWindow::Alert&) {
+            late = &openClip("b.mov");
+            edit(*late);
+            EXPECT_TRUE(late->document.saveDocument());
+        };
+        counter.quit();
+        ASSERT_TRUE(late->document.isWriting());
+        EXPECT_EQ(terminated, 0);
+        finish(late->document);
+        EXPECT_EQ(terminated, 1);
+        EXPECT_TRUE(isSaved("b.mov"));
+    }
+
     TEST_F(QuitCounterTest, AFailedSaveKeepsTheApplication)
     {
         auto& clip = openClip("a.mov");
