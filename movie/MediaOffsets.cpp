@@ -290,9 +290,9 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
-std::vector<FileStretch> MediaOffsets::outsideMedia(const QTMovie& movie)
+std::vector<FileStretch> MediaOffsets::outsideMedia(std::initializer_list<const QTMovie*> versions)
 {
-    const auto& layout = movie.file()->layout;
+    const auto& layout = (*versions.begin())->file()->layout;
     std::vector<FileStretch> open; // where an update may write, or the end of the file may come to lie
     for (const auto& atom : layout.atoms)
         if (atom.type == "free"_cc || atom.type == "skip"_cc || atom.type == "moov"_cc)
@@ -308,40 +308,45 @@ std::vector<FileStretch> MediaOffsets::outsideMedia(const QTMovie& movie)
         if (next->offset < end)
             found.push_back({offset, end});
     };
-    for (const auto& track : movie.tracks()) {
-        const auto media = track.media();
-        const auto references = media.dataReferences();
-        if (!references.empty() && std::ranges::none_of(references, &DataReference::isSelf))
-            continue;
-        std::map<std::uint32_t, bool> isOwn;
-        std::uint32_t seen = 0;
-        forEachChunkOf(track, [&](std::uint32_t number, const SampleTable::Chunk& chunk) {
-            auto known = isOwn.find(chunk.description);
-            if (known == isOwn.end()) {
-                const auto description = media.sampleDescription(chunk.description);
-                const std::size_t index = description ? description->dataReferenceIndex() : 0;
-                known = isOwn
-                            .emplace(chunk.description,
-                                index < 1 || index > references.size() || references[index - 1].isSelf)
-                            .first;
+    std::set<const Atom*> seenTables; // versions share what no edit changed, and few edits change tables
+    for (const auto* movie : versions) {
+        for (const auto& track : movie->tracks()) {
+            if (!seenTables.insert(track.atom().find({"mdia"_cc, "minf"_cc})).second)
+                continue;
+            const auto media = track.media();
+            const auto references = media.dataReferences();
+            if (!references.empty() && std::ranges::none_of(references, &DataReference::isSelf))
+                continue;
+            std::map<std::uint32_t, bool> isOwn;
+            std::uint32_t seen = 0;
+            forEachChunkOf(track, [&](std::uint32_t number, const SampleTable::Chunk& chunk) {
+                auto known = isOwn.find(chunk.description);
+                if (known == isOwn.end()) {
+                    const auto description = media.sampleDescription(chunk.description);
+                    const std::size_t index = description ? description->dataReferenceIndex() : 0;
+                    known = isOwn
+                                .emplace(chunk.description,
+                                    index < 1 || index > references.size() || references[index - 1].isSelf)
+                                .first;
+                }
+                if (known->second)
+                    note(chunk.offset, chunk.size);
+                seen = number;
+                return true;
+            });
+            // Others may find samples in chunks that the tables leave empty.
+            const auto table = tableOf(track);
+            for (auto chunk = seen + 1; chunk > 0 && chunk <= table.chunkCount(); ++chunk)
+                note(table.chunkOffset(chunk), 0);
+        }
+        if (const auto* positions = movie->header().find("gps "_cc)) {
+            // Version, count, then offset and size of each record.
+            ByteReader in {positions->head.span()};
+            in.skip(4);
+            for (auto count = in.count32(8); count > 0; --count) {
+                const auto offset = in.u32();
+                note(offset, in.u32());
             }
-            if (known->second)
-                note(chunk.offset, chunk.size);
-            seen = number;
-            return true;
-        });
-        // Others may find samples in chunks that the tables leave empty.
-        const auto table = tableOf(track);
-        for (auto chunk = seen + 1; chunk > 0 && chunk <= table.chunkCount(); ++chunk)
-            note(table.chunkOffset(chunk), 0);
-    }
-    if (const auto* positions = movie.header().find("gps "_cc)) {
-        // Version, count, then offset and size of each record.
-        ByteReader in {positions->head.span()};
-        in.skip(4);
-        for (auto count = in.count32(8); count > 0; --count) {
-            const auto offset = in.u32();
-            note(offset, in.u32());
         }
     }
     return found;

@@ -3,6 +3,7 @@
 #include "movie/QTMovie.h"
 
 #include <functional>
+#include <initializer_list>
 #include <vector>
 
 namespace reelwright {
@@ -49,11 +50,11 @@ struct MediaOffsets
     /// (`saio`), item locations (`iloc`). Null when there is none.
     static const Atom* findImmovable(const Atom& atom);
 
-    /// What the header refers to outside of everything that an update in place leaves alone: in free atoms
-    /// (media where nobody expects them, and the position records of dashboard cameras, `gps `), in movie
-    /// headers, and behind the last atom, where media are missing or lie in no atom. A chunk without samples
-    /// counts as one byte.
-    static std::vector<FileStretch> outsideMedia(const QTMovie& movie);
+    /// What the headers of these versions of one movie refer to outside of everything that an update in place
+    /// leaves alone: in free atoms (media where nobody expects them, and the position records of dashboard
+    /// cameras, `gps `), in movie headers, and behind the last atom, where media are missing or lie in no
+    /// atom. A chunk without samples counts as one byte.
+    static std::vector<FileStretch> outsideMedia(std::initializer_list<const QTMovie*> versions);
 
     /// For an update in place: maps only chunk offsets of media in memory, and leaves every other byte as it
     /// is.

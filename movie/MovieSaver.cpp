@@ -174,7 +174,7 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         return refuse("the file ends in bytes that are no atom; it has to be flattened");
     case FileLayout::Ending::Zeros:
         // A recording that was cut short can leave its media outside of every atom.
-        if (std::ranges::any_of(MediaOffsets::outsideMedia(movie), [&](const auto& stretch) {
+        if (std::ranges::any_of(MediaOffsets::outsideMedia({&movie}), [&](const auto& stretch) {
                 return stretch.offset < file->layout.fileSize && stretch.end > file->layout.end;
             }))
             return refuse("media lie behind the last atom of the file; it has to be flattened");
@@ -208,8 +208,7 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     // What the old header refers to counts too: a crash can leave that one alive.
     QTMovie before = movie;
     before.m_header = movie.m_savedHeader;
-    auto inUse = MediaOffsets::outsideMedia(before);
-    std::ranges::copy(MediaOffsets::outsideMedia(movie), std::back_inserter(inUse));
+    auto inUse = MediaOffsets::outsideMedia({&before, &movie});
     RW_TRY(const auto contents, prepare({nullptr, opened->layout, inUse}, movie, movie.m_header, spares));
 
     InPlaceUpdate update {file.get(), opened->layout, std::move(inUse)};
