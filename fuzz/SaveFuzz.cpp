@@ -46,7 +46,8 @@ namespace {
                  ++sample) {
                 const auto place = table.locate(sample, media.soundPacking(1));
                 auto& bytes = list.emplace_back();
-                if (place && isInMedia(movie.file()->layout, *place))
+                // Where nothing lies does not matter.
+                if (place && place->size > 0 && isInMedia(movie.file()->layout, *place))
                     if (auto data = media.sampleData(sample))
                         bytes = *data;
             }
@@ -72,19 +73,18 @@ namespace {
 
     constexpr FourCC kEdited[] = {"mvhd"_cc, "tkhd"_cc, "mdhd"_cc, "elst"_cc, "clef"_cc, "prof"_cc, "enof"_cc,
         "stco"_cc, "co64"_cc, "WLOC"_cc, "play"_cc, "clos"_cc, "quit"_cc, "ctyp"_cc, "ptv "_cc, "apmd"_cc,
-        "test"_cc, "tmcd"_cc, "chap"_cc,
-        // Where media are: in the file itself, once it is flattened.
-        "alis"_cc, "rsrc"_cc, "url "_cc};
+        "test"_cc, "tmcd"_cc, "chap"_cc};
 
     /// Leaves of the header that the script below leaves alone, in order. Not those inside timecode tracks,
-    /// which it makes, changes and replaces.
+    /// which it makes, changes and replaces, and not where media are: in the file itself, once it is
+    /// flattened.
     void collectUnknown(const Atom& atom, std::vector<Bytes>& unknown)
     {
         for (const auto& child : atom.children) {
             const bool isTimecode
                 = child->type == "trak"_cc && child->find({"mdia"_cc, "minf"_cc, "gmhd"_cc});
-            if (isTimecode || child->type == "edts"_cc || child->type == "tapt"_cc
-                || child->type == "tref"_cc)
+            if (isTimecode || child->type == "edts"_cc || child->type == "tapt"_cc || child->type == "tref"_cc
+                || child->type == "dref"_cc)
                 continue;
             if (child->isContainer)
                 collectUnknown(*child, unknown);
