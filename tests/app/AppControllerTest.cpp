@@ -301,9 +301,9 @@ void AppControllerTest::aFileThatIsBeingSavedToIsNotOpened()
     auto* alert = alertOf("openFailed");
     QVERIFY(alert);
     const auto said = alert->text() + alert->informativeText();
-    for (const auto* part :
-        {qPrintable(name), "\"pal-25.mov\" is saving to this file", "when the save is done"})
-        QVERIFY2(said.contains(QString::fromUtf8(part)), qPrintable(said));
+    for (const auto& part :
+        {name, text("\"pal-25.mov\" is saving to this file"), text("when the save is done")})
+        QVERIFY2(said.contains(part), qPrintable(said));
     alert->close();
 
     storage->openGate();
