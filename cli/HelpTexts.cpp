@@ -104,8 +104,9 @@ The timecode track (one for all timecode options, at the place of the first of t
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A
   file for which that is impossible (fragmented, cut short, on a volume without a journal) is written anew as a whole
-  and then replaced; a warning says why. With --suffix, --output-dir or -o the file stays and a copy is written. An
-  output that is the file itself is refused, and so is one that exists, unless --overwrite is given.
+  and then replaced; a warning says why. That is refused where media are missing. With --suffix, --output-dir or -o the
+  file stays and a copy is written. An output that is the file itself is refused, and so is one that exists, unless
+  --overwrite is given.
   A file that the edits do not change is left alone (status "unchanged"); a copy of it is written all the same.
   At every instant a file on disk is the old movie or the new one, whole. Ctrl-C leaves files that are not done as they
   were.
