@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <system_error>
-#include <vector>
 
 namespace reelwright {
 

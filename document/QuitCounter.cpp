@@ -64,7 +64,8 @@ void QuitCounter::docFinishedWriting()
     if (m_writingDocs > 0 || !m_isQuitting)
         return;
     const auto documents = m_documents();
-    // Saves that began since the documents were counted, in windows that a question did not keep.
+    // Saves can begin after the documents were counted, in windows that a question does not keep. Asked
+    // whether they can quit, those documents tell when they are done, too.
     for (auto* document : documents)
         if (document->isWriting() && !document->documentCanQuit())
             ++m_writingDocs;

@@ -53,7 +53,7 @@ struct MediaOffsets
     /// What the headers of these versions of one movie refer to outside of everything that an update in place
     /// leaves alone: in free atoms (media where nobody expects them, and the position records of dashboard
     /// cameras, `gps `), in movie headers, and behind the last atom, where media are missing or lie in no
-    /// atom. A chunk without samples counts as one byte.
+    /// atom. A chunk without samples counts as one byte. At least one version, all over the same file.
     static std::vector<FileStretch> outsideMedia(std::initializer_list<const QTMovie*> versions);
 
     /// For an update in place: maps only chunk offsets of media in memory, and leaves every other byte as it
