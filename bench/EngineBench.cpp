@@ -1,10 +1,10 @@
 // What single engine calls cost, and how that grows with the number of samples. bench/README.md says how to
 // run it.
 
-#include "movie/FlattenPlan.h"
-#include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
 #include "movie/TrackBuilder.h"
+#include "movie/saving/FlattenPlan.h"
+#include "movie/saving/MovieSaver.h"
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>

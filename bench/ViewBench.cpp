@@ -1,7 +1,7 @@
 // What the movie view costs: reelwright_view_bench FILE... prints, for each, the milliseconds from the opened
 // movie to its first picture, those of seeks all over it, and the memory that was used at most.
 
-#include "app/MovieView.h"
+#include "app/player/MovieView.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -4,11 +4,11 @@
 // movie is saved as a new file there (which is cancelled in the end), and prints for each the longest time
 // between two turns of the event loop, and the longest that the main thread itself was at work in one.
 
-#include "app/AppController.h"
-#include "app/MovieView.h"
-#include "app/MovieWindow.h"
-#include "app/TrackTable.h"
-#include "app/WindowActions.h"
+#include "app/player/MovieView.h"
+#include "app/shell/AppController.h"
+#include "app/window/MovieWindow.h"
+#include "app/window/TrackTable.h"
+#include "app/window/WindowActions.h"
 #include "document/MyDocument.h"
 #include "support/Preferences.h"
 

@@ -1,9 +1,9 @@
 #include "cli/AtomTree.h"
 
 #include "cli/Console.h"
-#include "movie/AtomInfo.h"
-#include "movie/ByteReader.h"
 #include "movie/QTMovie.h"
+#include "movie/atoms/AtomInfo.h"
+#include "movie/atoms/ByteReader.h"
 #include "report/MovieFacts.h"
 
 #include <fmt/format.h>

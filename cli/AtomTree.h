@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/MovieFile.h"
+#include "movie/files/MovieFile.h"
 
 #include <map>
 

@@ -1,10 +1,10 @@
 #include "cli/EditStep.h"
 
 #include "cli/Selector.h"
-#include "document/KWQuickTime.h"
-#include "document/KWQuickTimeEditing.h"
 #include "report/MovieFacts.h"
-#include "timecode/KWTimecode.h"
+#include "times/KWTimecode.h"
+#include "tracks/KWQuickTime.h"
+#include "tracks/KWQuickTimeEditing.h"
 
 #include <fmt/format.h>
 

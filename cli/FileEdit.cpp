@@ -2,7 +2,7 @@
 
 #include "cli/Console.h"
 #include "cli/MediaChecksum.h"
-#include "movie/MovieSaver.h"
+#include "movie/saving/MovieSaver.h"
 #include "report/MovieFacts.h"
 
 #include <fcntl.h>

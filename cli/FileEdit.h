@@ -2,7 +2,7 @@
 
 #include "cli/Changes.h"
 #include "cli/EditOptions.h"
-#include "movie/Storage.h"
+#include "movie/files/Storage.h"
 
 #include <memory>
 

@@ -1,7 +1,7 @@
 #include "cli/MediaChecksum.h"
 
-#include "movie/DataReference.h"
-#include "movie/MediaSources.h"
+#include "movie/files/DataReference.h"
+#include "movie/files/MediaSources.h"
 
 #include <fmt/format.h>
 

@@ -1,13 +1,13 @@
 #include "cli/TimecodeCommand.h"
 
 #include "cli/FileReports.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 #include "report/MovieFacts.h"
 #include "report/Printable.h"
 #include "report/TextTable.h"
 #include "report/TrackPlaces.h"
 #include "support/Text.h"
-#include "timecode/KWTimecode.h"
+#include "times/KWTimecode.h"
 
 #include <fmt/format.h>
 

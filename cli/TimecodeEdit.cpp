@@ -1,11 +1,11 @@
 #include "cli/TimecodeEdit.h"
 
-#include "batch/KWQuickTaskController.h"
-#include "movie/UserData.h"
+#include "movie/atoms/UserData.h"
 #include "support/Text.h"
-#include "timecode/KWTimecode.h"
+#include "tasks/KWQuickTaskController.h"
 #include "timecode/KWTimecodeController.h"
 #include "timecode/StillImage.h"
+#include "times/KWTimecode.h"
 
 #include <fmt/format.h>
 

@@ -19,20 +19,19 @@ if(REELWRIGHT_BUILD_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# reelwright_layer(NAME [FILES stems...] [EXCEPT regex] PUBLIC libs... PRIVATE libs...): the library of one layer: the sources of the
-# folder of that name, or those that the stems match, without those that the expression matches.
+# reelwright_layer(NAME [EXCEPT regex] PUBLIC libs... PRIVATE libs...): the library of one layer: the sources of the folder of
+# that name and of the rooms in it, without those whose path the expression matches. A folder without sources links what
+# it is told to link.
 function(reelwright_layer name)
-    cmake_parse_arguments(ARG "" "EXCEPT" "FILES;PUBLIC;PRIVATE" ${ARGN})
-    if(NOT ARG_FILES)
-        set(ARG_FILES ${name}/*)
-    endif()
-    set(patterns "")
-    foreach(stem IN LISTS ARG_FILES)
-        list(APPEND patterns ${PROJECT_SOURCE_DIR}/${stem}.cpp ${PROJECT_SOURCE_DIR}/${stem}.h)
-    endforeach()
-    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+    cmake_parse_arguments(ARG "" "EXCEPT" "PUBLIC;PRIVATE" ${ARGN})
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${name}/*.cpp ${PROJECT_SOURCE_DIR}/${name}/*.h)
     if(ARG_EXCEPT)
         list(FILTER sources EXCLUDE REGEX ${ARG_EXCEPT})
+    endif()
+    if(NOT sources)
+        add_library(reelwright_${name} INTERFACE)
+        target_link_libraries(reelwright_${name} INTERFACE ${ARG_PUBLIC})
+        return()
     endif()
     add_library(reelwright_${name} STATIC ${sources})
     target_include_directories(reelwright_${name} PUBLIC ${PROJECT_SOURCE_DIR})

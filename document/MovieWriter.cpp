@@ -1,8 +1,8 @@
 #include "document/MovieWriter.h"
 
 #include "document/FinderInfo.h"
-#include "movie/MovieSaver.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
+#include "movie/saving/MovieSaver.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 

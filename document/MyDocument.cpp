@@ -1,13 +1,13 @@
 #include "document/MyDocument.h"
 
-#include "document/KWQuickTime.h"
-#include "document/KWQuickTimeEditing.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
-#include "timecode/KWTimecode.h"
 #include "timecode/KWTimecodeController.h"
+#include "times/KWTimecode.h"
+#include "tracks/KWQuickTime.h"
+#include "tracks/KWQuickTimeEditing.h"
 
 #include <fmt/format.h>
 

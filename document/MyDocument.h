@@ -2,7 +2,6 @@
 
 #include "document/DocumentFile.h"
 #include "document/DocumentWindow.h"
-#include "document/KWMovTrack.h"
 #include "document/MovieWriter.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
@@ -11,6 +10,7 @@
 #include "document/UndoHistory.h"
 #include "movie/QTMovie.h"
 #include "movie/QTTrack.h"
+#include "tracks/KWMovTrack.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
 #include "document/PanelTabs.h"
 
-#include "document/KWMovTrack.h"
+#include "tracks/KWMovTrack.h"
 
 namespace reelwright {
 namespace {

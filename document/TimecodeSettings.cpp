@@ -1,8 +1,8 @@
 #include "document/TimecodeSettings.h"
 
-#include "document/KWQuickTime.h"
 #include "support/Text.h"
-#include "timecode/KWTimecode.h"
+#include "times/KWTimecode.h"
+#include "tracks/KWQuickTime.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "document/TrackList.h"
 
-#include "document/KWQuickTime.h"
+#include "tracks/KWQuickTime.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "document/KWMovTrack.h"
 #include "movie/QTMovie.h"
+#include "tracks/KWMovTrack.h"
 
 #include <cstddef>
 #include <cstdint>

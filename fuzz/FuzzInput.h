@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/Bytes.h"
+#include "movie/atoms/Bytes.h"
 
 #include <type_traits>
 

@@ -2,9 +2,9 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
-#include "movie/Importer.h"
-#include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
+#include "movie/files/Importer.h"
+#include "movie/saving/MovieSaver.h"
 
 #include <algorithm>
 

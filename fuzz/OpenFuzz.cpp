@@ -2,10 +2,10 @@
 
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
-#include "movie/DataReference.h"
-#include "movie/FlattenPlan.h"
 #include "movie/QTTrack.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/files/DataReference.h"
+#include "movie/samples/TimecodeMedia.h"
+#include "movie/saving/FlattenPlan.h"
 
 #include <algorithm>
 #include <array>

@@ -5,8 +5,8 @@
 #include "cli/FactsJson.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
-#include "movie/FlattenPlan.h"
 #include "movie/QTTrack.h"
+#include "movie/saving/FlattenPlan.h"
 #include "report/InfoReport.h"
 
 #include <algorithm>

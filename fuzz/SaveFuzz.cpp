@@ -2,13 +2,13 @@
 // opens the results: they open, have the edits, and hold the same media and the same unknown atoms. A save
 // that is stopped leaves the old movie or the new one.
 
-#include "document/KWQuickTimeEditing.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
-#include "movie/MediaSources.h"
-#include "movie/MovieSaver.h"
+#include "movie/files/MediaSources.h"
+#include "movie/saving/MovieSaver.h"
 #include "timecode/KWTimecodeController.h"
+#include "tracks/KWQuickTimeEditing.h"
 
 #include <algorithm>
 

@@ -1,12 +1,12 @@
 // Reads any text as a timecode, as a time and as what a user typed, at any rate; counts frames there and
 // back.
 
-#include "document/KWQuickTime.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/FuzzTarget.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 #include "support/Text.h"
-#include "timecode/KWTimecode.h"
+#include "times/KWTimecode.h"
+#include "tracks/KWQuickTime.h"
 
 namespace reelwright::fuzz {
 namespace {

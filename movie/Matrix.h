@@ -1,7 +1,7 @@
 #pragma once
 
-#include "movie/ByteReader.h"
-#include "movie/ByteWriter.h"
+#include "movie/atoms/ByteReader.h"
+#include "movie/atoms/ByteWriter.h"
 
 #include <array>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "movie/QTMetaData.h"
 
-#include "movie/ByteReader.h"
-#include "movie/UserData.h"
+#include "movie/atoms/ByteReader.h"
+#include "movie/atoms/UserData.h"
 
 #include <algorithm>
 

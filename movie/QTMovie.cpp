@@ -1,13 +1,13 @@
 #include "movie/QTMovie.h"
 
-#include "movie/ByteReader.h"
-#include "movie/Fragments.h"
-#include "movie/HeaderOutline.h"
-#include "movie/Importer.h"
-#include "movie/MediaSources.h"
 #include "movie/QTTrack.h"
 #include "movie/TrackBuilder.h"
-#include "movie/UserData.h"
+#include "movie/atoms/ByteReader.h"
+#include "movie/atoms/HeaderOutline.h"
+#include "movie/atoms/UserData.h"
+#include "movie/files/Fragments.h"
+#include "movie/files/Importer.h"
+#include "movie/files/MediaSources.h"
 
 #include <fmt/format.h>
 #include <zlib.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "movie/HeaderAtoms.h"
-#include "movie/MovieFile.h"
 #include "movie/QTTime.h"
+#include "movie/atoms/HeaderAtoms.h"
+#include "movie/files/MovieFile.h"
 
 #include <chrono>
 #include <memory>

@@ -1,9 +1,9 @@
 #include "movie/QTTrack.h"
 
-#include "movie/ByteReader.h"
-#include "movie/DataReference.h"
-#include "movie/MediaSources.h"
-#include "movie/UserData.h"
+#include "movie/atoms/ByteReader.h"
+#include "movie/atoms/UserData.h"
+#include "movie/files/DataReference.h"
+#include "movie/files/MediaSources.h"
 
 #include <fmt/format.h>
 

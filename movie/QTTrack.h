@@ -1,8 +1,8 @@
 #pragma once
 
 #include "movie/QTMovie.h"
-#include "movie/SampleDescription.h"
-#include "movie/SampleTable.h"
+#include "movie/samples/SampleDescription.h"
+#include "movie/samples/SampleTable.h"
 
 #include <map>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "movie/HeaderAtoms.h"
-#include "movie/SampleTableBuilder.h"
+#include "movie/atoms/HeaderAtoms.h"
+#include "movie/samples/SampleTableBuilder.h"
 
 #include <string>
 

@@ -1,11 +1,11 @@
 #include "report/MovieFacts.h"
 
-#include "document/KWQuickTime.h"
-#include "document/KWQuickTimeEditing.h"
-#include "movie/ByteReader.h"
-#include "movie/DataReference.h"
-#include "movie/MovieSaver.h"
+#include "movie/atoms/ByteReader.h"
+#include "movie/files/DataReference.h"
+#include "movie/saving/MovieSaver.h"
 #include "report/LanguageName.h"
+#include "tracks/KWQuickTime.h"
+#include "tracks/KWQuickTimeEditing.h"
 
 #include <fmt/format.h>
 

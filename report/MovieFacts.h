@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 #include "report/TrackPlaces.h"
 
 namespace reelwright {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "document/KWMovTrack.h"
+#include "tracks/KWMovTrack.h"
 
 #include <optional>
 #include <string>

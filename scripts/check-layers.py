@@ -12,19 +12,22 @@ from pathlib import Path
 
 from source_tree import run_check, source_files
 
-# Folders of stateless operations on a movie. They are one layer, with the operations that stand in document/ (KW…) and in
-# batch/ (KWQuickTask…).
-OPERATION_FOLDERS = {"timecode", "chapters", "conform", "attributes", "report"}
-
-# Layer -> the layers that it may include. Folders below tests/ may include what their namesake may, and the namesake.
-ARROWS = {
-    "movie": set(),
-    "support": set(),
-    "operations": {"movie", "support"},
-    "picture": {"movie", "support"},
-    "document": {"movie", "support", "operations", "picture"},
-    "batch": {"movie", "support", "operations", "picture", "document"},
-}
+# Layer (a folder) -> the layers that it may include. Folders below tests/ may include what their namesake may, and the
+# namesake. The same arrows stand as links in CMakeLists.txt.
+ARROWS = {"movie": set(), "support": set()}
+ARROWS["times"] = {"movie", "support"}
+ARROWS["tracks"] = ARROWS["times"] | {"times"}
+ARROWS["timecode"] = ARROWS["tracks"] | {"tracks"}
+ARROWS["chapters"] = ARROWS["timecode"] | {"timecode"}
+ARROWS["conform"] = ARROWS["timecode"] | {"timecode"}
+ARROWS["attributes"] = ARROWS["tracks"] | {"tracks"}
+ARROWS["tasks"] = ARROWS["timecode"] | {"timecode", "attributes"}
+ARROWS["report"] = ARROWS["timecode"] | {"timecode", "attributes", "chapters"}
+ARROWS["picture"] = {"movie", "support"}
+ARROWS["edits"] = ARROWS["tasks"] | {"tasks", "chapters", "conform"}
+ARROWS["saving"] = ARROWS["edits"] | {"edits", "report"}
+ARROWS["document"] = ARROWS["saving"] | {"saving", "picture"}
+ARROWS["batch"] = ARROWS["document"] | {"document"}
 CORE = set(ARROWS)
 ARROWS["cli"] = CORE
 ARROWS["app"] = CORE
@@ -40,7 +43,7 @@ LIBRARIES = [
     (re.compile(r"^nlohmann/"), "nlohmann-json", {"cli"}),
     (re.compile(r"^lib(av|sw)\w+/(?!log\.h$)"), "FFmpeg", {"picture"}),
     (re.compile(r"^libavutil/log\.h$"), "FFmpeg's log", {"picture", "app"}),
-    (re.compile(r"^exiv2/"), "libexiv2", {"operations"}),
+    (re.compile(r"^exiv2/"), "libexiv2", {"timecode"}),
 ]
 TOOLS_OF_TESTS = {"CLI11", "nlohmann-json", "FFmpeg"}
 
@@ -56,9 +59,6 @@ def layer_of(name):
     parts = name.split("/")
     if len(parts) > 2 and parts[0] == "tests":
         return "/".join(parts[:2])
-    operations = {"document": "KW", "batch": "KWQuickTask"}.get(parts[0])
-    if parts[0] in OPERATION_FOLDERS or (operations and parts[-1].startswith(operations)):
-        return "operations"
     return parts[0] if len(parts) > 1 else None
 
 
@@ -67,8 +67,6 @@ def arrows_from(layer):
     if layer in ARROWS:
         return ARROWS[layer]
     subject = layer.removeprefix("tests/")
-    if subject in OPERATION_FOLDERS:
-        subject = "operations"
     if subject != layer and subject in ARROWS:
         return ARROWS[subject] | {subject, "tests/helpers"}
     return None
@@ -128,15 +126,17 @@ def complaints(root):
 
 # File, its text, and a part of the complaint about it; None where there must be none.
 SELF_TEST = [
-    ("movie/Good.cpp", '#include "movie/Atom.h"\n#include <fmt/format.h>\n#include <vector>\n', None),
-    ("movie/Up.cpp", '#include "timecode/KWTimecode.h"\n', "movie/Up.cpp:1: "),
+    ("movie/Good.cpp", '#include "movie/atoms/Atom.h"\n#include <fmt/format.h>\n#include <vector>\n', None),
+    ("movie/Up.cpp", '#include "times/KWTimecode.h"\n', "movie/Up.cpp:1: "),
     ("movie/Log.cpp", '#include "support/KWLog.h"\n', "no arrow leads from movie/ to support/"),
-    ("support/Movie.h", '#pragma once\n#include "movie/Atom.h"\n', "support/Movie.h:2: "),
-    ("timecode/Good.cpp", '#include "movie/Atom.h"\n#include "support/KWLog.h"\n', None),
-    ("timecode/Side.cpp", '#include "chapters/X.h"\n#include "document/KWQuickTime.h"\n', None),
-    ("timecode/Up.cpp", '#include "document/MyDocument.h"\n', "no arrow leads from operations/ to document/"),
-    ("document/KWMovTrack.cpp", '#include "document/MyDocument.h"\n', "no arrow leads from operations/ to document/"),
-    ("attributes/Good.cpp", '#include "timecode/KWTimecode.h"\n', None),
+    ("support/Movie.h", '#pragma once\n#include "movie/atoms/Atom.h"\n', "support/Movie.h:2: "),
+    ("timecode/Good.cpp", '#include "movie/atoms/Atom.h"\n#include "support/KWLog.h"\n', None),
+    ("timecode/Side.cpp", '#include "chapters/X.h"\n', "no arrow leads from timecode/ to chapters/"),
+    ("timecode/Up.cpp", '#include "document/MyDocument.h"\n', "no arrow leads from timecode/ to document/"),
+    ("tracks/KWMovTrack.cpp", '#include "timecode/KWTimecodeController.h"\n', "no arrow leads from tracks/ to timecode/"),
+    ("movie/atoms/Good.cpp", '#include "movie/samples/SampleTable.h"\n', None),
+    ("app/panes/Good.cpp", '#include "app/window/X.h"\n', None),
+    ("attributes/Good.cpp", '#include "tracks/KWMovTrack.h"\n', None),
     ("document/Good.cpp", '#include "timecode/X.h"\n#include "picture/X.h"\n#include "movie/X.h"\n', None),
     ("document/Batch.cpp", '#include "batch/KWBatchDocument.h"\n', "no arrow leads from document/ to batch/"),
     ("batch/Good.cpp", '#include "document/MyDocument.h"\n', None),
@@ -151,7 +151,7 @@ SELF_TEST = [
     ("document/Cli.cpp", "#include <CLI/CLI.hpp>\n", "CLI11 belongs to cli/ only"),
     ("document/Av.cpp", "#include <libavcodec/avcodec.h>\n", "FFmpeg belongs to picture/ only"),
     ("picture/Good.cpp", "#include <libavcodec/avcodec.h>\n", None),
-    ("movie/Angle.cpp", "#include <movie/Atom.h>\n", "our own headers stand in quotes"),
+    ("movie/Angle.cpp", "#include <movie/atoms/Atom.h>\n", "our own headers stand in quotes"),
     ("movie/Bare.cpp", '#include "Atom.h"\n', "included from the root"),
     ("movie/Dots.cpp", '#include "../timecode/X.h"\n', "included from the root"),
     ("movie/Inside.cpp", '#include "movie/../timecode/X.h"\n', "included from the root"),
@@ -160,12 +160,12 @@ SELF_TEST = [
     ("movie/Comment.cpp", '/* two\n#include "app/X.h"\n*/\n// #include "app/X.h"\n', None),
     ("movie/AfterComment.cpp", '/* two\nlines */\n#include "app/X.h"\n', "movie/AfterComment.cpp:3: "),
     ("widgets/Stray.cpp", "", "its folder is in no layer"),
-    ("tests/movie/Good.cpp", '#include "movie/Atom.h"\n#include "tests/helpers/X.h"\n#include <gmock/gmock.h>\n', None),
+    ("tests/movie/Good.cpp", '#include "movie/atoms/Atom.h"\n#include "tests/helpers/X.h"\n#include <gmock/gmock.h>\n', None),
     ("tests/movie/Up.cpp", '#include "document/MyDocument.h"\n', "no arrow leads from tests/movie/ to document/"),
     ("tests/document/Good.cpp", '#include "timecode/X.h"\n#include <nlohmann/json.hpp>\n', None),
     ("tests/document/Qt.cpp", "#include <QString>\n", "Qt belongs to app/, bench/ only"),
     ("tests/app/Good.cpp", '#include "app/Main.h"\n#include <QTest>\n#include "MainTest.moc"\n', None),
-    ("tests/helpers/Good.h", '#include "movie/Atom.h"\n#include "tests/helpers/X.h"\n', None),
+    ("tests/helpers/Good.h", '#include "movie/atoms/Atom.h"\n#include "tests/helpers/X.h"\n', None),
     ("movie/Helper.cpp", '#include "tests/helpers/X.h"\n', "no arrow leads from movie/ to tests/helpers/"),
     ("fuzz/Good.cpp", '#include "document/X.h"\n#include "tests/helpers/X.h"\n', None),
 ]

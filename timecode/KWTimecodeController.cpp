@@ -1,9 +1,9 @@
 #include "timecode/KWTimecodeController.h"
 
-#include "document/KWQuickTime.h"
 #include "support/KWLog.h"
 #include "support/Text.h"
 #include "timecode/StillImage.h"
+#include "tracks/KWQuickTime.h"
 
 #include <locale.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "document/KWMovTrack.h"
 #include "movie/TimecodeTrack.h"
+#include "tracks/KWMovTrack.h"
 
 #include <array>
 #include <chrono>

@@ -1,9 +1,9 @@
-#include "app/AppController.h"
+#include "app/shell/AppController.h"
 
-#include "app/Appearance.h"
-#include "app/ErrorText.h"
-#include "app/MovieWindow.h"
-#include "app/StartWindow.h"
+#include "app/shell/Appearance.h"
+#include "app/shell/ErrorText.h"
+#include "app/shell/StartWindow.h"
+#include "app/window/MovieWindow.h"
 #include "support/KWLog.h"
 #include "tests/app/AppTest.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/QtMainThread.h"
+#include "app/shell/QtMainThread.h"
 #include "document/MyDocument.h"
 #include "support/Preferences.h"
 #include "tests/helpers/ForwardingStorage.h"

@@ -1,4 +1,4 @@
-#include "app/KWTableView.h"
+#include "app/window/KWTableView.h"
 
 #include <QContextMenuEvent>
 #include <QMenu>

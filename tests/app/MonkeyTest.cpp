@@ -1,6 +1,6 @@
-#include "app/AppController.h"
-#include "app/MovieWindow.h"
-#include "app/PreferencesDialog.h"
+#include "app/shell/AppController.h"
+#include "app/shell/PreferencesDialog.h"
+#include "app/window/MovieWindow.h"
 #include "report/InfoReport.h"
 #include "tests/app/AppTest.h"
 

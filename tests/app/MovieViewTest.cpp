@@ -1,9 +1,9 @@
-#include "app/MovieView.h"
+#include "app/player/MovieView.h"
 
-#include "movie/ByteWriter.h"
-#include "movie/HeaderAtoms.h"
 #include "movie/QTTrack.h"
-#include "movie/SampleTable.h"
+#include "movie/atoms/ByteWriter.h"
+#include "movie/atoms/HeaderAtoms.h"
+#include "movie/samples/SampleTable.h"
 #include "tests/app/PlayerTest.h"
 
 #include <QApplication>

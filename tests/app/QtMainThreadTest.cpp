@@ -1,4 +1,4 @@
-#include "app/QtMainThread.h"
+#include "app/shell/QtMainThread.h"
 
 #include <QDeadlineTimer>
 #include <QEventLoop>

@@ -1,6 +1,6 @@
-#include "app/SingleInstance.h"
+#include "app/shell/SingleInstance.h"
 
-#include "app/StartOptions.h"
+#include "app/shell/StartOptions.h"
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "app/TrackTableModel.h"
+#include "app/window/TrackTableModel.h"
 
-#include "app/TrackLabelDelegate.h"
+#include "app/window/TrackLabelDelegate.h"
 #include "tests/app/AppTest.h"
 
 #include <QAbstractItemModelTester>

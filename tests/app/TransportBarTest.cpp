@@ -1,11 +1,11 @@
-#include "app/TransportBar.h"
+#include "app/player/TransportBar.h"
 
-#include "app/FullScreen.h"
-#include "app/MovieView.h"
-#include "app/Scrubber.h"
-#include "app/TransportButton.h"
-#include "movie/FrameTimes.h"
+#include "app/player/FullScreen.h"
+#include "app/player/MovieView.h"
+#include "app/player/Scrubber.h"
+#include "app/player/TransportButton.h"
 #include "movie/QTTrack.h"
+#include "movie/samples/FrameTimes.h"
 #include "tests/app/PlayerTest.h"
 
 #include <QApplication>

@@ -1,6 +1,6 @@
 #include "cli/MediaChecksum.h"
 
-#include "movie/MovieSaver.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/TestFiles.h"
 

@@ -1,4 +1,4 @@
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 #include "tests/cli/CliTest.h"
 #include "tests/helpers/PacketChecksums.h"
 

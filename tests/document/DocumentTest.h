@@ -1,11 +1,11 @@
 #pragma once
 
 #include "document/MyDocument.h"
-#include "movie/MovieSaver.h"
-#include "support/KWLog.h"
+#include "movie/saving/MovieSaver.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
 #include "tests/helpers/ForwardingStorage.h"
+#include "tests/helpers/LogTest.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/MovieChecks.h"
 #include "tests/helpers/TestFiles.h"
@@ -15,7 +15,6 @@
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
-#include <fstream>
 #include <utility>
 
 namespace reelwright::test {
@@ -207,20 +206,8 @@ private:
     const MainThread& m_mainThread;
 };
 
-/// The log's messages go to a folder of this process.
-inline const TempFolder& logFolder()
-{
-    static const auto* folder = [] {
-        const auto* made = new TempFolder; // NOLINT: the log writes until the very end
-        ::setenv("REELWRIGHT_LIBRARY_DIR", made->path().c_str(), 1); // NOLINT: before any thread
-        KWLog::setConsole(nullptr);
-        return made;
-    }();
-    return *folder;
-}
-
 /// A folder, a main thread, preferences and documents with windows.
-class DocumentTest : public testing::Test
+class DocumentTest : public LogTest
 {
 protected:
     struct Open
@@ -239,11 +226,8 @@ protected:
 
     DocumentTest()
     {
-        logFolder();
         preferences.registerDefault("nonHFSResave", true);
         preferences.registerDefault("autoFlatten", std::int64_t {1});
-        KWLog::appendLog("A test begins.");
-        m_loggedBefore = allMessages().size();
     }
 
     /// A document of that file in its window.
@@ -280,14 +264,6 @@ protected:
         return names;
     }
 
-    /// What was logged since the test began, without the dates.
-    [[nodiscard]] std::vector<std::string> messages() const
-    {
-        auto all = allMessages();
-        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(m_loggedBefore));
-        return all;
-    }
-
     TempFolder folder;
     QueueMainThread mainThread;
     NotificationCenter notifications;
@@ -296,21 +272,6 @@ protected:
     std::shared_ptr<TestStorage> storage = std::make_shared<TestStorage>();
     SaveFiles files = SaveFiles::real();
     std::vector<MyDocument*> openDocuments; ///< those that know of each other
-
-private:
-    static std::vector<std::string> allMessages()
-    {
-        KWLog::finishWriting();
-        std::vector<std::string> messages;
-        const auto logs = KWLog::availableLogs();
-        std::ifstream log {logs.empty() ? "" : logs.front()};
-        for (std::string line; std::getline(log, line);)
-            if (const auto date = line.find(" - "); date != std::string::npos)
-                messages.push_back(line.substr(date + 3));
-        return messages;
-    }
-
-    std::size_t m_loggedBefore = 0;
 };
 
 } // namespace reelwright::test

@@ -1,8 +1,8 @@
 #include "document/MyDocument.h"
 
-#include "document/KWQuickTime.h"
 #include "tests/document/DocumentTest.h"
 #include "tests/helpers/TestMovie.h"
+#include "tracks/KWQuickTime.h"
 
 namespace reelwright::test {
 namespace {

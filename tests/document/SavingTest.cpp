@@ -1,8 +1,8 @@
-#include "document/KWQuickTimeEditing.h"
 #include "document/MyDocument.h"
-#include "movie/FlattenPlan.h"
+#include "movie/saving/FlattenPlan.h"
 #include "tests/document/DocumentTest.h"
 #include "tests/helpers/SimulatedStorage.h"
+#include "tracks/KWQuickTimeEditing.h"
 
 #include <sys/xattr.h>
 

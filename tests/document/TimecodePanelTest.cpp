@@ -1,5 +1,5 @@
-#include "document/KWQuickTime.h"
 #include "tests/document/DocumentTest.h"
+#include "tracks/KWQuickTime.h"
 
 namespace reelwright {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/Storage.h"
+#include "movie/files/Storage.h"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 #include "tests/helpers/MovieBuilder.h"
 
-#include "movie/ByteWriter.h"
+#include "movie/atoms/ByteWriter.h"
 
 #include <algorithm>
 #include <initializer_list>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "movie/HeaderAtoms.h"
+#include "movie/atoms/HeaderAtoms.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "tests/helpers/TestMovie.h"
 
-#include "movie/MediaSources.h"
 #include "movie/TrackBuilder.h"
+#include "movie/files/MediaSources.h"
 
 #include <gtest/gtest.h>
 

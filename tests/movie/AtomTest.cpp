@@ -1,7 +1,7 @@
-#include "movie/Atom.h"
+#include "movie/atoms/Atom.h"
 
-#include "movie/AtomInfo.h"
-#include "movie/ByteReader.h"
+#include "movie/atoms/AtomInfo.h"
+#include "movie/atoms/ByteReader.h"
 
 #include <gmock/gmock.h>
 

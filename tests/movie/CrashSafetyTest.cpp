@@ -1,8 +1,8 @@
 // The power going, or a call failing, at every step of a save: the file must be the old movie or the new one.
 
-#include "movie/MediaSources.h"
-#include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
+#include "movie/files/MediaSources.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/MovieChecks.h"
 #include "tests/helpers/SimulatedStorage.h"
 

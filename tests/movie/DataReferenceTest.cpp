@@ -1,7 +1,7 @@
-#include "movie/DataReference.h"
+#include "movie/files/DataReference.h"
 
-#include "movie/ByteWriter.h"
-#include "movie/MovieFile.h"
+#include "movie/atoms/ByteWriter.h"
+#include "movie/files/MovieFile.h"
 #include "tests/helpers/TestFiles.h"
 
 #include <gmock/gmock.h>

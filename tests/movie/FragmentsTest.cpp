@@ -1,9 +1,9 @@
-#include "movie/Fragments.h"
+#include "movie/files/Fragments.h"
 
-#include "movie/HeaderAtoms.h"
-#include "movie/MovieSaver.h"
-#include "movie/SampleTable.h"
 #include "movie/TrackBuilder.h"
+#include "movie/atoms/HeaderAtoms.h"
+#include "movie/samples/SampleTable.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/PacketChecksums.h"
 #include "tests/helpers/SimulatedStorage.h"
 #include "tests/helpers/TestFiles.h"

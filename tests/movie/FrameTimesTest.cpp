@@ -1,6 +1,6 @@
-#include "movie/FrameTimes.h"
+#include "movie/samples/FrameTimes.h"
 
-#include "movie/ByteWriter.h"
+#include "movie/atoms/ByteWriter.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/SimulatedStorage.h"
 

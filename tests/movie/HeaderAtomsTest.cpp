@@ -1,6 +1,6 @@
-#include "movie/HeaderAtoms.h"
+#include "movie/atoms/HeaderAtoms.h"
 
-#include "movie/ByteReader.h"
+#include "movie/atoms/ByteReader.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
-#include "movie/HeaderOutline.h"
+#include "movie/atoms/HeaderOutline.h"
 
-#include "movie/FlattenPlan.h"
-#include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
+#include "movie/saving/FlattenPlan.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/ForwardingStorage.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/SimulatedStorage.h"

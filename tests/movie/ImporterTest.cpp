@@ -1,8 +1,8 @@
-#include "movie/Importer.h"
+#include "movie/files/Importer.h"
 
-#include "movie/HeaderAtoms.h"
-#include "movie/SampleDescription.h"
-#include "movie/SampleTable.h"
+#include "movie/atoms/HeaderAtoms.h"
+#include "movie/samples/SampleDescription.h"
+#include "movie/samples/SampleTable.h"
 #include "tests/helpers/SimulatedStorage.h"
 #include "tests/helpers/TestFiles.h"
 

@@ -1,4 +1,4 @@
-#include "movie/MediaSources.h"
+#include "movie/files/MediaSources.h"
 
 #include "tests/helpers/TestFiles.h"
 

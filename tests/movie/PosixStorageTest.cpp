@@ -1,4 +1,4 @@
-#include "movie/Storage.h"
+#include "movie/files/Storage.h"
 #include "tests/helpers/TestFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Every real file that opens: an edit that is saved keeps all media and every atom that it did not concern.
 
-#include "movie/MovieSaver.h"
 #include "movie/QTTrack.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/PacketChecksums.h"
 #include "tests/helpers/Process.h"
 #include "tests/helpers/TestFiles.h"

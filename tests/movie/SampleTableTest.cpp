@@ -1,4 +1,4 @@
-#include "movie/SampleTable.h"
+#include "movie/samples/SampleTable.h"
 
 #include <gmock/gmock.h>
 

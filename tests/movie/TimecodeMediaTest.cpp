@@ -1,4 +1,4 @@
-#include "movie/TimecodeMedia.h"
+#include "movie/samples/TimecodeMedia.h"
 
 #include "tests/helpers/TestMovie.h"
 

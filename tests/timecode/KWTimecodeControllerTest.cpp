@@ -1,6 +1,6 @@
 #include "timecode/KWTimecodeController.h"
 
-#include "movie/MovieSaver.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/TestFiles.h"
 #include "tests/helpers/TestMovie.h"
 

@@ -1,4 +1,4 @@
-#include "movie/MovieSaver.h"
+#include "movie/saving/MovieSaver.h"
 #include "tests/helpers/TestFiles.h"
 #include "tests/helpers/TestMovie.h"
 #include "timecode/KWTimecodeController.h"

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "app/shell/ApplicationActions.h"
+#include "document/DocumentWindow.h"
+
+#include <QMainWindow>
+#include <QTimer>
+
+#include <memory>
+
+class QSplitter;
+
+namespace reelwright {
+
+class FactsLoader;
+class FullScreen;
+class MovieView;
+class MyDocument;
+class PanelTabWidget;
+class ProgressSheet;
+class TimecodeField;
+class TrackPanel;
+class TransportBar;
+class WindowActions;
+
+/// The window of one movie document: what the movie is on the left, what can be done to it on the right. It
+/// shows and asks; all rules are the document's.
+class MovieWindow final : public QMainWindow, public DocumentWindow
+{
+    Q_OBJECT
+
+public:
+    MovieWindow(std::unique_ptr<MyDocument> document, const ApplicationActions& actions);
+    ~MovieWindow() override;
+
+    [[nodiscard]] MyDocument& document() { return *m_document; }
+    [[nodiscard]] const MyDocument& document() const { return *m_document; }
+
+    // What the document asks of its window.
+
+    std::size_t alert(
+        const std::string& title, const std::string& text, const std::vector<std::string>& buttons) override;
+    std::optional<std::string> chooseSavePath(
+        const std::string& title, const std::string& suggestedPath) override;
+    void updateProgressLabel(const std::string& label) override;
+    void showProgress() override;
+    void setProgress(double fraction) override;
+    void endProgress() override;
+    void reloadTrackList() override;
+    void reloadSelection() override;
+    void movieReplaced() override;
+    void movieReleased() override;
+    [[nodiscard]] QTTime currentTime() const override;
+    void setCurrentTime(const QTTime& time) override;
+    void titleChanged() override;
+    void editedChanged() override;
+    void undoChanged() override;
+    void closeWindow() override;
+    [[nodiscard]] bool timecodeFieldHasFocus() const override;
+    [[nodiscard]] std::string timecodeFieldText() const override;
+    void setTimecodeFieldText(const std::string& text) override;
+    void focusNextControl() override;
+
+signals:
+    /// Movie files were dropped on the window.
+    void filesDropped(const QStringList& paths);
+    /// The document has another file (it was saved as).
+    void pathChanged();
+    /// The window is closed for good; whoever made it has to delete it later, not at once.
+    void closed();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void layOut();
+    void connectActions();
+    void connectViews();
+    void updateActions();
+    /// The transport bar, with the timecode field in it.
+    void showController(bool shown);
+    /// What is being typed somewhere counts, before a save or a question.
+    void finishEditing();
+    /// Shows the timecode where it may have changed.
+    void followTime();
+    /// Has the timecode for `followTime` read where that may take its time.
+    void readTimecode(const QTTime& time);
+
+    std::unique_ptr<MyDocument> m_document;
+    FactsLoader* m_facts;
+    MovieView* m_view;
+    TimecodeField* m_timecode;
+    TransportBar* m_transport; ///< the movie itself may hide it
+    FullScreen* m_fullScreen;
+    WindowActions* m_actions;
+    TrackPanel* m_tracks;
+    PanelTabWidget* m_panels;
+    ProgressSheet* m_progress;
+    QSplitter* m_columns; ///< what it is | what can be done
+    QSplitter* m_rows; ///< picture above the tracks
+    QTimer m_timecodeTimer;
+    std::optional<QTTime> m_timecodeTime; ///< for which the timecode is shown
+    bool m_isReadingTimecode = false;
+    bool m_isClosed = false;
+};
+
+} // namespace reelwright

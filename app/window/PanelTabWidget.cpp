@@ -1,0 +1,58 @@
+#include "app/window/PanelTabWidget.h"
+
+#include "app/panes/Pane.h"
+#include "document/MyDocument.h"
+
+#include <utility>
+
+namespace reelwright {
+
+PanelTabWidget::PanelTabWidget(MyDocument& document, QWidget* parent)
+    : QTabWidget(parent)
+    , m_document(document)
+{
+    constexpr int kMinimumWidth = 296;
+    setMinimumWidth(kMinimumWidth);
+    setUsesScrollButtons(true);
+    setElideMode(Qt::ElideNone);
+    setAccessibleName(tr("Panels"));
+}
+
+void PanelTabWidget::addPane(Panel panel, Pane* pane)
+{
+    pane->setParent(this);
+    pane->hide();
+    m_panes[panel] = pane;
+}
+
+void PanelTabWidget::reloadSelection()
+{
+    const auto panels = m_document.panelTabs([this](Panel panel) { return m_panes.count(panel) != 0; });
+    std::vector<Panel> present;
+    for (const auto& tab : panels.tabs)
+        present.push_back(tab.panel);
+    const auto row = m_document.selectedRow();
+    const bool sameRow = row == std::exchange(m_row, row);
+    if (present != m_present) {
+        setUpdatesEnabled(false);
+        while (count() > 0)
+            removeTab(0);
+        for (const auto& tab : panels.tabs)
+            addTab(m_panes[tab.panel],
+                QString::fromUtf8(tab.title.data(), static_cast<qsizetype>(tab.title.size())));
+        setUpdatesEnabled(true);
+    }
+    // An undo fills the panels again, and must not take the user's tab away.
+    if (!sameRow || present != m_present)
+        setCurrentIndex(static_cast<int>(panels.selected));
+    m_present = std::move(present);
+    reloadPanes();
+}
+
+void PanelTabWidget::reloadPanes()
+{
+    for (const auto panel : m_present)
+        m_panes[panel]->reload();
+}
+
+} // namespace reelwright

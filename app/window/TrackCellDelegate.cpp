@@ -1,0 +1,68 @@
+#include "app/window/TrackCellDelegate.h"
+
+#include <QApplication>
+#include <QLineEdit>
+
+namespace reelwright {
+namespace {
+
+    const QStyle& styleOf(const QStyleOptionViewItem& option)
+    {
+        return option.widget ? *option.widget->style() : *QApplication::style();
+    }
+
+    /// A style puts a check box at the left of its cell: this is the part of the cell that has it there.
+    QStyleOptionViewItem aroundCheckBox(const QStyleOptionViewItem& option)
+    {
+        QStyleOptionViewItem part = option;
+        const int box = styleOf(option).pixelMetric(QStyle::PM_IndicatorWidth, &option, option.widget);
+        const int margin
+            = styleOf(option).pixelMetric(QStyle::PM_FocusFrameHMargin, &option, option.widget) + 1;
+        part.rect.setWidth(box + 2 * margin);
+        part.rect.moveCenter(option.rect.center());
+        return part;
+    }
+
+    bool isCheckBox(const QModelIndex& index)
+    {
+        return index.data(Qt::CheckStateRole).isValid();
+    }
+
+} // namespace
+
+void TrackCellDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->displayAlignment = Qt::AlignCenter;
+}
+
+QWidget* TrackCellDelegate::createEditor(
+    QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const
+{
+    auto* editor = QStyledItemDelegate::createEditor(parent, option, index);
+    if (auto* field = qobject_cast<QLineEdit*>(editor))
+        field->setAlignment(Qt::AlignCenter);
+    return editor;
+}
+
+void TrackCellDelegate::paint(
+    QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
+{
+    if (!isCheckBox(index)) {
+        QStyledItemDelegate::paint(painter, option, index);
+        return;
+    }
+    QStyleOptionViewItem cell = option;
+    initStyleOption(&cell, index);
+    styleOf(cell).drawPrimitive(QStyle::PE_PanelItemViewItem, &cell, painter, cell.widget);
+    QStyledItemDelegate::paint(painter, aroundCheckBox(option), index);
+}
+
+bool TrackCellDelegate::editorEvent(
+    QEvent* event, QAbstractItemModel* model, const QStyleOptionViewItem& option, const QModelIndex& index)
+{
+    return QStyledItemDelegate::editorEvent(
+        event, model, isCheckBox(index) ? aroundCheckBox(option) : option, index);
+}
+
+} // namespace reelwright

@@ -1,0 +1,168 @@
+#include "app/window/WindowActions.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMetaMethod>
+
+namespace reelwright {
+namespace {
+
+    bool hasSlot(const QWidget* widget, const char* slot)
+    {
+        return widget && widget->metaObject()->indexOfMethod(QByteArray(slot) + "()") >= 0;
+    }
+
+} // namespace
+
+WindowActions::WindowActions(QWidget& window)
+    : QObject(&window)
+    , m_window(window)
+{
+    save = make(tr("&Save"), QKeySequence::Save);
+    saveAs = make(tr("Save &As..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
+    saveCopy = make(tr("Save a Cop&y..."), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
+    close = make(tr("&Close"), QKeySequence(Qt::CTRL | Qt::Key_W));
+
+    undo = make(tr("&Undo"), QKeySequence::Undo);
+    redo = make(tr("&Redo"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z));
+    cut = makeRouted(tr("Cu&t"), QKeySequence::Cut, "cut");
+    copy = makeRouted(tr("&Copy"), QKeySequence::Copy, "copy");
+    paste = makeRouted(tr("&Paste"), QKeySequence::Paste, "paste");
+    selectAll = makeRouted(tr("Select &All"), QKeySequence::SelectAll, "selectAll");
+
+    play = make(tr("&Play"), QKeySequence(Qt::CTRL | Qt::Key_K));
+    stepBackward = make(tr("Step &Back"), QKeySequence(Qt::CTRL | Qt::Key_Left));
+    stepForward = make(tr("Step &Forward"), QKeySequence(Qt::CTRL | Qt::Key_Right));
+    goToStart = make(tr("Go to &Start"), QKeySequence(Qt::CTRL | Qt::Key_Home));
+    goToEnd = make(tr("Go to &End"), QKeySequence(Qt::CTRL | Qt::Key_End));
+    goToTimecode = make(tr("Go to &Timecode"), QKeySequence(Qt::CTRL | Qt::Key_G));
+    rotateLeft = make(tr("Rotate &Left"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R),
+        tr("Turn the picture a quarter to the left."));
+    rotateRight = make(tr("Rotate &Right"), QKeySequence(Qt::CTRL | Qt::Key_R),
+        tr("Turn the picture a quarter to the right."));
+    flip = make(tr("Fl&ip"), {}, tr("Turn the picture upside down (a half turn)."));
+    flop = make(tr("Fl&op"), {}, tr("Mirror the picture from left to right."));
+
+    addTrack = new QMenu(tr("&Add"), &window);
+    addTimecodeTrack = make(tr("&Timecode Track"));
+    addTrack->addAction(addTimecodeTrack);
+    removeTrack = make(tr("&Remove Track..."), QKeySequence::Delete, tr("Remove the selected track."));
+    enableTrack = make(tr("&Enabled"), QKeySequence(Qt::CTRL | Qt::Key_E));
+    enableTrack->setCheckable(true);
+    goToInPoint = make(tr("Go to &In Point"), QKeySequence(Qt::CTRL | Qt::Key_I));
+    nudgeEarlier = make(tr("Nudge Ea&rlier"), QKeySequence(Qt::Key_Left));
+    nudgeLater = make(tr("Nudge &Later"), QKeySequence(Qt::Key_Right));
+    // The table takes these keys itself; elsewhere they mean something else.
+    for (auto* action : {removeTrack, nudgeEarlier, nudgeLater})
+        action->setShortcutContext(Qt::WidgetShortcut);
+
+    fullScreen = make(tr("&Full Screen"), QKeySequence(Qt::Key_F11));
+    fullScreen->setCheckable(true);
+    sidePane = make(tr("&Side Pane"), QKeySequence(Qt::Key_F9));
+    sidePane->setCheckable(true);
+    sidePane->setChecked(true);
+
+    trackMenu = new QMenu(&window);
+    trackMenu->addActions({enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
+    trackMenu->addSeparator();
+    trackMenu->addActions({copy, removeTrack});
+
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { follow(now); });
+    updateRouted();
+}
+
+QAction* WindowActions::make(const QString& text, const QKeySequence& shortcut, const QString& toolTip)
+{
+    auto* action = new QAction(text, this);
+    action->setShortcut(shortcut);
+    if (!toolTip.isEmpty())
+        action->setToolTip(toolTip);
+    // Also while the menu bar is hidden.
+    m_window.addAction(action);
+    return action;
+}
+
+QAction* WindowActions::makeRouted(const QString& text, const QKeySequence& shortcut, const char* slot)
+{
+    auto* action = make(text, shortcut);
+    action->setData(QByteArray(slot));
+    connect(action, &QAction::triggered, this, [this, slot] {
+        if (hasSlot(m_focused, slot))
+            QMetaObject::invokeMethod(m_focused, slot);
+    });
+    return action;
+}
+
+void WindowActions::follow(QWidget* focused)
+{
+    // A menu bar that is used by the keyboard takes the focus for a while.
+    if (!focused || focused->window() != &m_window || qobject_cast<QMenuBar*>(focused))
+        return;
+    m_focused = focused;
+    updateRouted();
+}
+
+void WindowActions::updateRouted()
+{
+    const bool isReadOnly = m_focused && m_focused->property("readOnly").toBool();
+    for (auto* action : {cut, copy, paste, selectAll}) {
+        const bool changes = action == cut || action == paste;
+        action->setEnabled(hasSlot(m_focused, action->data().toByteArray()) && !(changes && isReadOnly));
+    }
+}
+
+void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
+{
+    const auto add = [](QMenu& menu, std::initializer_list<QAction*> actions) {
+        for (auto* action : actions)
+            if (action)
+                menu.addAction(action);
+    };
+
+    auto& file = *bar.addMenu(tr("&File"));
+    add(file, {application.open});
+    if (application.openRecent)
+        file.addMenu(application.openRecent);
+    file.addSeparator();
+    add(file, {save, saveAs, saveCopy});
+    file.addSeparator();
+    add(file, {close});
+    file.addSeparator();
+    add(file, {application.quit});
+
+    auto& edit = *bar.addMenu(tr("&Edit"));
+    add(edit, {undo, redo});
+    edit.addSeparator();
+    add(edit, {cut, copy, paste, selectAll});
+    if (application.preferences) {
+        edit.addSeparator();
+        edit.addAction(application.preferences);
+    }
+
+    auto& movie = *bar.addMenu(tr("&Movie"));
+    add(movie, {play, stepBackward, stepForward});
+    movie.addSeparator();
+    add(movie, {goToStart, goToEnd, goToTimecode});
+    movie.addSeparator();
+    add(movie, {rotateLeft, rotateRight, flip, flop});
+
+    auto& track = *bar.addMenu(tr("&Track"));
+    track.addMenu(addTrack);
+    track.addSeparator();
+    add(track, {enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
+    track.addSeparator();
+    add(track, {removeTrack});
+
+    auto& view = *bar.addMenu(tr("&View"));
+    add(view, {fullScreen, sidePane});
+
+    if (application.windows)
+        bar.addMenu(application.windows);
+
+    auto& help = *bar.addMenu(tr("&Help"));
+    add(help, {application.about});
+}
+
+} // namespace reelwright

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "movie/atoms/Atom.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace reelwright {
+
+/// The user data list (`udta`) below a `moov`, `trak` or `mdia` atom (QuickTime File Format, "User Data
+/// Atoms"). Items of one type are told apart by a 1-based index. These functions take the parent of the list.
+namespace userData {
+
+    /// Payload of the item, or nothing.
+    std::optional<Bytes> item(const Atom& parent, FourCC type, std::size_t index = 1);
+    /// Replaces the item, or appends it (making the list) when there are fewer than `index`.
+    void setItem(Atom& parent, FourCC type, Bytes payload, std::size_t index = 1);
+    /// Removes the item, and the list when it becomes empty by that; a list that was read from a file and has
+    /// only had items that were added since stays. Nothing happens when there is none.
+    void removeItem(Atom& parent, FourCC type, std::size_t index = 1);
+
+    /// One text of an international text item (types that begin with the copyright sign).
+    struct InternationalText
+    {
+        std::uint16_t language = 0;
+        std::string text; ///< UTF-8
+        ByteSpan bytes; ///< as they stand; borrowed from the payload
+
+        /// Is the language a Macintosh code, and not a packed ISO 639-2 one?
+        [[nodiscard]] bool isMacintosh() const { return language < 0x400; }
+    };
+
+    /// The texts of such an item; damaged ones end the list. Macintosh language codes (below 0x400) mean Mac
+    /// Roman, packed ISO 639-2 codes mean UTF-8; bytes that are no UTF-8 fall back to Mac Roman.
+    std::vector<InternationalText> texts(ByteSpan payload);
+
+} // namespace userData
+
+/// Text of the bytes: UTF-8 as it is, anything else taken as Mac Roman.
+std::string decodeText(ByteSpan bytes);
+/// Mac Roman to UTF-8.
+std::string decodeMacRoman(ByteSpan bytes);
+bool isValidUtf8(ByteSpan bytes);
+
+} // namespace reelwright

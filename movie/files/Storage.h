@@ -1,0 +1,96 @@
+#pragma once
+
+#include "movie/Result.h"
+#include "movie/atoms/Bytes.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace reelwright {
+
+/// What tells one state of a file from another.
+struct FileState
+{
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t size = 0; ///< bytes
+    std::int64_t modifiedNanos = 0; ///< since 1970
+    bool operator==(const FileState&) const = default;
+    /// The same file, whatever it holds.
+    [[nodiscard]] bool isSameFile(const FileState& other) const
+    {
+        return device == other.device && inode == other.inode;
+    }
+};
+
+/// One open file. Offsets and sizes are bytes. All errors are Io errors with the file's path.
+class StorageFile
+{
+public:
+    virtual ~StorageFile() = default;
+
+    virtual Result<FileState> state() = 0;
+    /// Fills `out` from `offset`; answers the bytes read, fewer than asked for only at the end of the file.
+    virtual Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) = 0;
+    virtual Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) = 0;
+    virtual Result<void> truncate(std::uint64_t size) = 0;
+    /// Returns when everything written so far is on the medium.
+    virtual Result<void> flush() = 0;
+    /// Takes the exclusive advisory lock until the file is closed; Refused when somebody else has it.
+    virtual Result<void> lock() = 0;
+    /// Copies `length` bytes of `source` to `offset` of this file, by the kernel where it can.
+    /// Truncated when the source ends before.
+    virtual Result<void> copyFrom(
+        StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset, std::uint64_t length)
+        = 0;
+};
+
+/// The file system as the engine uses it: every access of an open or a save goes through here, so that a test
+/// can stop it, fail it and lose what was not flushed.
+class Storage
+{
+public:
+    enum class Access { Read, ReadWrite };
+
+    virtual ~Storage() = default;
+
+    virtual Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access access) = 0;
+    /// A new hidden file in the folder of `path`; `siblingPath` receives its path.
+    virtual Result<std::shared_ptr<StorageFile>> createSibling(
+        const std::string& path, std::string& siblingPath)
+        = 0;
+    virtual bool exists(const std::string& path) = 0;
+    /// Gives the file at `to` the permissions, owner (where allowed) and extended attributes of the one at
+    /// `from`.
+    virtual Result<void> copyAttributes(const std::string& from, const std::string& to) = 0;
+    virtual Result<void> rename(const std::string& from, const std::string& to) = 0;
+    virtual Result<void> remove(const std::string& path) = 0;
+    /// Flushes the folder that holds `path`, so that a rename in it lasts.
+    virtual Result<void> flushFolder(const std::string& path) = 0;
+    /// The path with symbolic links resolved, so that a rename replaces the file and not the link. Of a file
+    /// that is not there: those of its folder.
+    virtual std::string resolve(const std::string& path) = 0;
+    /// Lower-case name of the file system that `path` (or its folder) lies on: "ext4", "vfat"; a hexadecimal
+    /// number when it is not known.
+    virtual std::string volumeType(const std::string& path) = 0;
+
+    /// The real file system. With `Sync::Off` flushes do nothing (scratch work).
+    enum class Sync { On, Off };
+    static std::shared_ptr<Storage> posix(Sync sync = Sync::On);
+};
+
+/// Are files updated in place on a volume of this type? The journalled file systems of the platform; FAT,
+/// exFAT, NTFS, network and user-space file systems are not among them.
+bool volumeAllowsInPlaceUpdate(const std::string& volumeType);
+
+/// Told the done fraction (0 to 1) of a long operation; answers whether to go on.
+using Progress = std::function<bool(double fraction)>;
+
+/// All of `length` bytes at `offset`. Truncated when the file ends before.
+Result<Bytes> readExactly(
+    StorageFile& file, std::uint64_t offset, std::uint64_t length, const std::string& path);
+
+} // namespace reelwright

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "movie/atoms/Atom.h"
+#include "movie/samples/SampleTable.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace reelwright {
+
+/// One channel of a channel layout. The label numbers are the platform's audio channel labels.
+struct AudioChannelDescription
+{
+    std::uint32_t mChannelLabel = 0;
+    std::uint32_t mChannelFlags = 0;
+    std::array<float, 3> mCoordinates {};
+    bool operator==(const AudioChannelDescription&) const = default;
+};
+
+/// What a sound description says (versions 0, 1 and 2; QuickTime File Format, "Sound Sample Descriptions").
+struct SoundDescription
+{
+    std::uint16_t version = 0;
+    std::uint32_t channels = 0;
+    std::uint32_t bitsPerChannel = 0;
+    double sampleRate = 0; ///< Hz
+    SoundPacking packing;
+    std::uint32_t channelLayoutTag = 0; ///< 0 when there is no `chan` atom, or it lists its channels
+    std::vector<AudioChannelDescription> channelList; ///< of the `chan` atom, may be empty
+};
+
+/// What a video description says (QuickTime File Format, "Video Sample Description").
+struct VideoDescription
+{
+    FourCC vendor;
+    std::uint16_t width = 0; ///< encoded pixels
+    std::uint16_t height = 0; ///< encoded pixels
+    std::uint16_t depth = 0;
+    std::string compressorName;
+};
+
+/// The timecode definition of a timecode description.
+struct TimecodeDefinition
+{
+    static constexpr std::uint32_t kDropFrame = 1;
+    static constexpr std::uint32_t k24HourMax = 2;
+    static constexpr std::uint32_t kNegativeTimesOK = 4;
+    static constexpr std::uint32_t kCounter = 8;
+
+    std::uint32_t flags = 0;
+    std::uint32_t timeScale = 0;
+    std::uint32_t frameDuration = 0;
+    std::uint8_t numberOfFrames = 0; ///< frames a second, or ticks of the counter
+    bool operator==(const TimecodeDefinition&) const = default;
+};
+
+/// A timecode description: the definition and the reel name of its source reference.
+struct TimecodeDescription
+{
+    TimecodeDefinition definition;
+    std::string reel; ///< UTF-8 as stored, empty when there is none
+};
+
+/// One entry of an `stsd` atom. A view: borrows the entry.
+class SampleDescription
+{
+public:
+    explicit SampleDescription(const Atom& entry)
+        : m_entry(&entry)
+    {
+    }
+
+    [[nodiscard]] const Atom& entry() const { return *m_entry; }
+    [[nodiscard]] FourCC format() const { return m_entry->type; }
+    /// 1-based index into the data references; 0 in a damaged entry.
+    [[nodiscard]] std::uint16_t dataReferenceIndex() const;
+
+    /// Errors: Truncated when the entry is too short for its kind.
+    [[nodiscard]] Result<VideoDescription> video() const;
+    [[nodiscard]] Result<SoundDescription> sound() const;
+    [[nodiscard]] Result<TimecodeDescription> timecode() const;
+
+    /// The payload of the first extension atom of that type of a description of that media type, or nothing.
+    [[nodiscard]] std::optional<Bytes> extension(FourCC mediaType, FourCC type) const;
+    /// All extension atoms, in order.
+    [[nodiscard]] std::vector<Atom> extensions(FourCC mediaType) const;
+
+private:
+    [[nodiscard]] std::size_t extensionsOffset(FourCC mediaType) const;
+
+    const Atom* m_entry;
+};
+
+} // namespace reelwright
