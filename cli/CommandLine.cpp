@@ -2,6 +2,7 @@
 
 #include "cli/HelpFormatter.h"
 #include "cli/HelpTexts.h"
+#include "edits/EditCatalogue.h"
 #include "report/Printable.h"
 
 #include <fmt/format.h>
@@ -212,15 +213,16 @@ namespace {
 
         void addEditOptions()
         {
-            for (const auto& option : editOptions()) {
-                auto* added = *option.value == '\0'
-                    ? m_edit->add_flag(option.name, option.help)->disable_flag_override()
-                    : m_edit->add_option(option.name, CLI::callback_t {}, option.help)
-                          ->option_text(option.value)
-                          ->take_all();
-                added->group("Edits, applied in the order given");
-                m_editOptions[added] = &option;
-            }
+            for (const auto& group : editGroups())
+                for (const auto& kind : group.kinds) {
+                    auto* added = *kind.value == '\0'
+                        ? m_edit->add_flag(kind.option, kind.help)->disable_flag_override()
+                        : m_edit->add_option(kind.option, CLI::callback_t {}, kind.help)
+                              ->option_text(kind.value)
+                              ->take_all();
+                    added->group(fmt::format("Edits, applied in the order given: {}", group.title));
+                    m_editOptions[added] = &kind;
+                }
             m_outputs.addTo(*m_edit);
             auto& edit = m_request.edit;
             const auto flag = [&](const char* name, bool& value, const char* text, const char* group) {
@@ -290,8 +292,8 @@ namespace {
             auto finished = steps.finish();
             if (!finished)
                 throw usageError(finished.error().detail);
-            edit.steps = std::move(*finished);
-            if (edit.steps.empty() && edit.isInPlace() && !edit.forceResave)
+            edit.plan = std::move(*finished);
+            if (edit.plan.isEmpty() && edit.isInPlace() && !edit.forceResave)
                 throw usageError("no edit is given, so there is nothing to do");
         }
 
@@ -304,7 +306,7 @@ namespace {
         std::string m_atText;
         std::int64_t m_frameNumber = 0;
         CLI::App* m_edit = nullptr;
-        std::map<const CLI::Option*, const EditOption*> m_editOptions;
+        std::map<const CLI::Option*, const EditKind*> m_editOptions;
         EditOutputs m_outputs;
         Request m_request;
         int m_depth = INT32_MAX;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/EditStep.h"
+#include "edits/EditSteps.h"
 
 #include <optional>
 #include <string>
@@ -11,7 +11,7 @@ namespace reelwright::cli {
 /// What an edit does to each file and where the result goes.
 struct EditOptions
 {
-    std::vector<EditStep> steps; ///< in the order given
+    EditPlan plan;
     std::optional<std::string> suffix; ///< a copy beside the file, with this behind its name
     std::optional<std::string> outputFolder; ///< a copy of the same name in this folder
     std::optional<std::string> outputFile; ///< a copy of the only file

@@ -1,9 +1,9 @@
 #include "cli/FileEdit.h"
 
 #include "cli/Console.h"
-#include "cli/MediaChecksum.h"
 #include "movie/saving/MovieSaver.h"
 #include "report/MovieFacts.h"
+#include "saving/MediaChecksum.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -120,8 +120,7 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     result.warnings = warningTexts(movie);
 
     const auto original = movie;
-    for (const auto& step : m_options.steps)
-        RW_CHECK(step.apply(movie));
+    RW_CHECK(m_options.plan.apply(movie));
     const bool isChanged = movie.isChanged();
     if (isChanged) {
         result.changes = changesBetween(MovieFacts::of(original), MovieFacts::of(movie));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/Changes.h"
+#include "report/Changes.h"
 #include "cli/EditOptions.h"
 #include "movie/files/Storage.h"
 

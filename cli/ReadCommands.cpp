@@ -1,7 +1,7 @@
 #include "cli/ReadCommands.h"
 
-#include "cli/FactsJson.h"
 #include "cli/FileReports.h"
+#include "report/FactsJson.h"
 #include "report/InfoReport.h"
 #include "report/Printable.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/Console.h"
-#include "cli/Json.h"
+#include "report/Json.h"
 
 #include <map>
 

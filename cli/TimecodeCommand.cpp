@@ -5,9 +5,9 @@
 #include "report/MovieFacts.h"
 #include "report/Printable.h"
 #include "report/TextTable.h"
-#include "report/TrackPlaces.h"
 #include "support/Text.h"
 #include "times/KWTimecode.h"
+#include "tracks/TrackPlaces.h"
 
 #include <fmt/format.h>
 

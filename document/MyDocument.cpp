@@ -1,11 +1,14 @@
 #include "document/MyDocument.h"
 
+#include "edits/SettingsEdits.h"
+#include "edits/TrackEdits.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
 #include "timecode/KWTimecodeController.h"
 #include "times/KWTimecode.h"
+#include "tracks/ApertureModes.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
 
@@ -409,16 +412,10 @@ void MyDocument::setColumnText(TrackColumn column, std::size_t row, const std::s
         return;
     auto range = record->timeRange();
     (column == TrackColumn::In ? range.time : range.duration) = *time;
-    perform(
-        column == TrackColumn::In ? "Track In Point" : "Track Duration",
-        [&](QTMovie& movie) { setTrackRange(movie, *track, range); }, ViewUpdate::Reset);
-}
-
-void MyDocument::setTrackRange(QTMovie& movie, const QTTrack& track, const QTTimeRange& range)
-{
-    const EditableScope scope {movie};
-    if (const auto done = track.setRange(range); !done)
-        KWLog::appendLog("Error setting track range: {}", done.error().status);
+    const auto selector = TrackSelector::ofTrack(record->trackID());
+    static_cast<void>(perform(column == TrackColumn::In ? edits::setTrackIn(selector, range.time)
+                                                        : edits::setTrackDuration(selector, range.duration),
+        ViewUpdate::Reset));
 }
 
 void MyDocument::setTrackEnabled(std::size_t row, bool enabled)
@@ -429,14 +426,8 @@ void MyDocument::setTrackEnabled(std::size_t row, bool enabled)
     const auto track = editedTrack(*record);
     if (!track || track->isEnabled() == enabled)
         return;
-    perform(
-        "Track Enabled",
-        [&](QTMovie& movie) {
-            const EditableScope scope {movie};
-            if (const auto done = track->setEnabled(enabled); !done)
-                KWLog::appendLog("Error enabling track: {}", done.error().status);
-        },
-        ViewUpdate::Reset);
+    static_cast<void>(perform(
+        edits::setTrackEnabled(TrackSelector::ofTrack(record->trackID()), enabled), ViewUpdate::Reset));
 }
 
 void MyDocument::incrementTrackOffset(int offset)
@@ -446,10 +437,11 @@ void MyDocument::incrementTrackOffset(int offset)
     if (!track)
         return;
     const QTTime step {100, m_movie.timeScale()};
-    auto range = record->timeRange();
-    range.time = offset < 0 ? range.time - step : range.time + step;
-    perform(
-        "Nudge Track", [&](QTMovie& movie) { setTrackRange(movie, *track, range); }, ViewUpdate::Reset);
+    const auto start = record->inPoint();
+    auto edit = edits::setTrackIn(
+        TrackSelector::ofTrack(record->trackID()), offset < 0 ? start - step : start + step);
+    edit.undoName = "Nudge Track";
+    static_cast<void>(perform(edit, ViewUpdate::Reset));
 }
 
 void MyDocument::removeTrack()
@@ -467,14 +459,7 @@ void MyDocument::removeTrack()
         m_window->alert("Unable to remove track", "Reelwright could not locate the track.", {"OK"});
         return;
     }
-    perform(
-        "Remove Track",
-        [&](QTMovie& movie) {
-            const EditableScope scope {movie};
-            if (const auto done = movie.removeTrack(*found); !done)
-                KWLog::appendLog("Error removing track: {}", done.error().status);
-        },
-        ViewUpdate::Reset);
+    static_cast<void>(perform(edits::removeTrack(TrackSelector::ofTrack(id)), ViewUpdate::Reset));
     showInfoForSelection();
 }
 
@@ -488,17 +473,30 @@ MyDocument::TextBox MyDocument::textBox(const KWMovTrack& record)
 
 // Edits
 
+Result<void> MyDocument::perform(const Edit& edit, ViewUpdate view)
+{
+    auto edited = m_movie;
+    RW_CHECK(edit.apply(edited));
+    takeEdit(edit.undoName, std::move(edited), view);
+    return {};
+}
+
 void MyDocument::perform(const std::string& name, const std::function<void(QTMovie&)>& edit, ViewUpdate view)
 {
-    const bool wasEdited = isEdited();
-    auto before = m_movie;
-    edit(m_movie);
-    // The copy holds the header it had, so an edit had to make another one.
-    if (&before.header() == &m_movie.header())
+    auto edited = m_movie;
+    edit(edited);
+    takeEdit(name, std::move(edited), view);
+}
+
+void MyDocument::takeEdit(const std::string& name, QTMovie edited, ViewUpdate view)
+{
+    // The copy shares the header, so an edit had to make another one.
+    if (&edited.header() == &m_movie.header())
         return;
-    if (m_movie.timeScale() != before.timeScale())
+    const bool wasEdited = isEdited();
+    if (m_movie.timeScale() != edited.timeScale())
         m_oneFrameLength = 0;
-    m_history.push(name, std::move(before));
+    m_history.push(name, std::exchange(m_movie, std::move(edited)));
     KWLog::appendLog("movie was edited");
     loadTracks(SelectionNotice::Quiet);
     if (view == ViewUpdate::Reset)
@@ -560,10 +558,6 @@ void MyDocument::tellChanges(bool wasEdited)
 
 // Movie settings
 
-namespace {
-    constexpr std::array kApertureModes {"clas"_cc, "clea"_cc, "prod"_cc, "enco"_cc};
-}
-
 MovieSettings MyDocument::loadMovieSettings()
 {
     MovieSettings settings;
@@ -579,69 +573,59 @@ MovieSettings MyDocument::loadMovieSettings()
     return settings;
 }
 
-void MyDocument::performSetting(
-    const std::string& name, const std::function<void(QTMovie&)>& edit, ViewUpdate view)
+void MyDocument::performSetting(const Edit& edit, ViewUpdate view)
 {
     const auto before = m_history.state();
-    perform(name, edit, view);
+    static_cast<void>(perform(edit, view)); // the log has the reason; the panel shows what the movie says
     if (m_history.state() == before)
         updateChangeCount();
 }
 
 void MyDocument::movieSettingsAutoplayToggle(bool on)
 {
-    performSetting("Autoplay", [&](QTMovie& movie) { KWQuickTimeEditing::setAutoPlay(on, movie); });
+    performSetting(edits::setAutoPlay(on));
 }
 
 void MyDocument::movieSettingsAutoCloseToggle(bool on)
 {
-    performSetting("Auto Close", [&](QTMovie& movie) { KWQuickTimeEditing::setAutoClose(on, movie); });
+    performSetting(edits::setAutoClose(on));
 }
 
 void MyDocument::movieSettingsAutoQuitToggle(bool on)
 {
-    performSetting("Auto Quit", [&](QTMovie& movie) { KWQuickTimeEditing::setAutoQuit(on, movie); });
+    performSetting(edits::setAutoQuit(on));
 }
 
 void MyDocument::movieSettingsControllerShowHide(bool hide)
 {
     performSetting(
-        hide ? "Hide Controller" : "Show Controller",
-        [&](QTMovie& movie) {
-            if (hide)
-                KWQuickTimeEditing::setMovieControllerNone(movie);
-            else
-                KWQuickTimeEditing::setMovieControllerDefault(movie);
-        },
-        ViewUpdate::Reset);
+        edits::setController(hide ? edits::Controller::Hide : edits::Controller::Show), ViewUpdate::Reset);
 }
 
 void MyDocument::movieSettingsApertureChange(std::size_t index)
 {
-    if (index >= kApertureModes.size())
-        return;
-    performSetting("Aperture Mode",
-        [&](QTMovie& movie) { KWQuickTimeEditing::setApertureMode(kApertureModes[index], movie); });
+    if (index < kApertureModes.size())
+        performSetting(edits::setApertureMode(kApertureModes[index]));
 }
 
 void MyDocument::movieSettingsRotateLeft()
 {
-    performSetting("Rotate Left", KWQuickTimeEditing::rotateMovieLeft, ViewUpdate::Reset);
+    performSetting(edits::rotate(edits::Turn::Left), ViewUpdate::Reset);
 }
 
 void MyDocument::movieSettingsRotateRight()
 {
-    performSetting("Rotate Right", KWQuickTimeEditing::rotateMovieRight, ViewUpdate::Reset);
+    performSetting(edits::rotate(edits::Turn::Right), ViewUpdate::Reset);
 }
 
 void MyDocument::movieSettingsFlip()
 {
-    performSetting("Flip", KWQuickTimeEditing::flipMovie, ViewUpdate::Reset);
+    performSetting(edits::flip(), ViewUpdate::Reset);
 }
 
 void MyDocument::movieSettingsFlop()
 {
-    performSetting("Flop", KWQuickTimeEditing::flopMovie, ViewUpdate::Reset);
+    performSetting(edits::flop(), ViewUpdate::Reset);
 }
 
 // Timecode tracks
@@ -697,7 +681,8 @@ void MyDocument::modifyTimecodeDataForTrack(
         return;
     perform("Timecode", [&](QTMovie& movie) {
         const auto& [hours, mins, secs, frames] = *fields;
-        KWTimecodeController::modifyTimecode(hours, mins, secs, frames, settings.reel, *track, movie,
+        const QTTrack edited {movie, track->atom().id};
+        KWTimecodeController::modifyTimecode(hours, mins, secs, frames, settings.reel, edited, movie,
             settings.dropFrame, settings.negativeTimes, settings.limit24Hours, settings.isCounter);
     });
     showInfoForSelection();

@@ -8,6 +8,7 @@
 #include "document/TimecodeSettings.h"
 #include "document/TrackList.h"
 #include "document/UndoHistory.h"
+#include "edits/Edit.h"
 #include "movie/QTMovie.h"
 #include "movie/QTTrack.h"
 #include "tracks/KWMovTrack.h"
@@ -157,9 +158,11 @@ public:
 
     /// Does the movie view have to show the movie again after an edit?
     enum class ViewUpdate { None, Reset };
-    /// Makes `edit` one step of the undo history under that name: every edit of every panel goes through
-    /// here. The operation sets the movie editable itself (EditableScope). An edit that changed nothing is no
-    /// step; nothing is rolled back. Afterwards the track list is rebuilt.
+    /// Makes the edit one step of the undo history: every edit of every panel goes through here. All or
+    /// nothing; the error is for the panel to show where it has an alert for it. An edit that changed nothing
+    /// is no step. Afterwards the track list is rebuilt.
+    Result<void> perform(const Edit& edit, ViewUpdate view = ViewUpdate::None);
+    /// The same for a change that has no catalogue entry of its own; nothing is rolled back.
     void perform(const std::string& name, const std::function<void(QTMovie&)>& edit,
         ViewUpdate view = ViewUpdate::None);
     /// Marks the document changed by something that cannot be undone.
@@ -266,10 +269,10 @@ private:
 
     /// The track of an edited row, or nothing after telling the user that it cannot be found.
     [[nodiscard]] std::optional<QTTrack> editedTrack(const KWMovTrack& record);
-    static void setTrackRange(QTMovie& movie, const QTTrack& track, const QTTimeRange& range);
     /// One edit of the movie settings: marks the document changed even when nothing came of it.
-    void performSetting(const std::string& name, const std::function<void(QTMovie&)>& edit,
-        ViewUpdate view = ViewUpdate::None);
+    void performSetting(const Edit& edit, ViewUpdate view = ViewUpdate::None);
+    /// Makes the edited copy the movie, as one step of the undo history.
+    void takeEdit(const std::string& name, QTMovie edited, ViewUpdate view);
     void showState(QTMovie movie, bool wasEdited);
     void tellChanges(bool wasEdited);
 

@@ -2,7 +2,7 @@
 // would see it: the same movie.
 
 #include "cli/AtomTree.h"
-#include "cli/FactsJson.h"
+#include "report/FactsJson.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
 #include "movie/QTTrack.h"

@@ -388,6 +388,13 @@ QTSize QTMovie::naturalSize() const
     return all ? QTSize {all->width(), all->height()} : QTSize {};
 }
 
+QTMovie QTMovie::asSaved() const
+{
+    auto saved = *this;
+    saved.m_header = m_savedHeader;
+    return saved;
+}
+
 std::vector<QTTrack> QTMovie::tracks() const
 {
     std::vector<QTTrack> result;

@@ -68,6 +68,8 @@ public:
     [[nodiscard]] const Atom& header() const { return *m_header; }
     /// For changing. The movie must be editable.
     [[nodiscard]] Atom& editHeader();
+    /// The movie without the edits since the file was opened or last saved.
+    [[nodiscard]] QTMovie asSaved() const;
     /// Was the header changed since the file was opened or last saved?
     [[nodiscard]] bool isChanged() const;
 
@@ -143,21 +145,23 @@ private:
     bool m_editable = false;
 };
 
-/// Makes a movie editable and makes it not editable again on every way out. Borrows the movie.
+/// Makes a movie editable, and on every way out as it was before: scopes nest. Borrows the movie.
 class EditableScope
 {
 public:
     explicit EditableScope(QTMovie& movie)
         : m_movie(movie)
+        , m_wasEditable(movie.isEditable())
     {
         m_movie.setEditable(true);
     }
     EditableScope(const EditableScope&) = delete;
     EditableScope& operator=(const EditableScope&) = delete;
-    ~EditableScope() { m_movie.setEditable(false); }
+    ~EditableScope() { m_movie.setEditable(m_wasEditable); }
 
 private:
     QTMovie& m_movie;
+    const bool m_wasEditable;
 };
 
 } // namespace reelwright

@@ -3,6 +3,7 @@
 #include "report/Printable.h"
 #include "report/TextTable.h"
 #include "support/FileHelper.h"
+#include "tracks/ApertureModes.h"
 
 #include <fmt/format.h>
 

@@ -17,15 +17,6 @@ namespace {
     constexpr double kFixedOne = 65536.0;
     constexpr std::size_t kMaxWarnings = 100;
 
-    struct ApertureName
-    {
-        FourCC mode;
-        const char* name;
-    };
-
-    constexpr ApertureName kApertureNames[]
-        = {{"clas"_cc, "classic"}, {"clea"_cc, "clean"}, {"prod"_cc, "production"}, {"enco"_cc, "encoded"}};
-
     /// The code of a setting; zero for the one that stands for "none set".
     FourCC settingCode(FourCC code)
     {
@@ -190,22 +181,6 @@ std::vector<std::string> warningTexts(const QTMovie& movie)
         texts.push_back(reasonFor(asError, movie.fileName()));
     }
     return texts;
-}
-
-std::string apertureModeName(FourCC mode)
-{
-    for (const auto& row : kApertureNames)
-        if (row.mode == mode)
-            return row.name;
-    return mode == FourCC {} ? std::string {} : mode.text();
-}
-
-std::optional<FourCC> apertureModeNamed(std::string_view name)
-{
-    for (const auto& row : kApertureNames)
-        if (row.name == name)
-            return row.mode;
-    return std::nullopt;
 }
 
 } // namespace reelwright

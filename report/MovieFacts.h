@@ -1,7 +1,7 @@
 #pragma once
 
 #include "movie/samples/TimecodeMedia.h"
-#include "report/TrackPlaces.h"
+#include "tracks/TrackPlaces.h"
 
 namespace reelwright {
 
@@ -96,10 +96,5 @@ std::string reasonFor(const MovieError& error, const std::string& file);
 
 /// What was noted when the movie was opened, the first hundred and the number of those left out.
 std::vector<std::string> warningTexts(const QTMovie& movie);
-
-/// "classic", "clean", "production" or "encoded"; the code itself for another one; "" for zero.
-std::string apertureModeName(FourCC mode);
-/// The mode of such a name, or nothing.
-std::optional<FourCC> apertureModeNamed(std::string_view name);
 
 } // namespace reelwright

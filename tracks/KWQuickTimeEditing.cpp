@@ -15,12 +15,12 @@ namespace {
     constexpr FourCC kApertureMode = "apmd"_cc;
     constexpr FourCC kNoCode = "????"_cc;
 
-    /// Did it work? If not, the log says what did not.
-    bool reported(const Result<void>& done, std::string_view what)
+    /// The same; of an error the log says what did not work.
+    Result<void> reported(Result<void> done, std::string_view what)
     {
         if (!done)
             KWLog::appendLog("Error setting {}: {}", what, done.error().status);
-        return done.has_value();
+        return done;
     }
 
     bool isOn(const QTMovie& movie, FourCC setting)
@@ -64,11 +64,17 @@ namespace {
         return movie.setUserDataItem(setting, ByteWriter {}.fourCC(code).toBytes());
     }
 
-    template <class Change> void changeVideoMatrices(QTMovie& movie, Change change)
+    /// Changes the matrices of all that can be changed; the error is the first one's that cannot.
+    template <class Change> Result<void> changeVideoMatrices(QTMovie& movie, Change change)
     {
         const EditableScope scope {movie};
-        for (const auto& track : movie.tracksOfMediaType(QTMediaTypeVideo))
-            reported(track.setMatrix(change(track.matrix())), "track matrix");
+        Result<void> outcome;
+        for (const auto& track : movie.tracksOfMediaType(QTMediaTypeVideo)) {
+            auto done = reported(track.setMatrix(change(track.matrix())), "track matrix");
+            if (!done && outcome)
+                outcome = std::move(done);
+        }
+        return outcome;
     }
 
 } // namespace
@@ -88,17 +94,17 @@ bool KWQuickTimeEditing::autoQuit(const QTMovie& movie)
     return isOn(movie, kAutoQuit);
 }
 
-bool KWQuickTimeEditing::setAutoPlay(bool on, QTMovie& movie)
+Result<void> KWQuickTimeEditing::setAutoPlay(bool on, QTMovie& movie)
 {
     return reported(setOn(movie, kAutoPlay, on), "autoplay");
 }
 
-bool KWQuickTimeEditing::setAutoClose(bool on, QTMovie& movie)
+Result<void> KWQuickTimeEditing::setAutoClose(bool on, QTMovie& movie)
 {
     return reported(setOn(movie, kAutoClose, on), "autoclose");
 }
 
-bool KWQuickTimeEditing::setAutoQuit(bool on, QTMovie& movie)
+Result<void> KWQuickTimeEditing::setAutoQuit(bool on, QTMovie& movie)
 {
     return reported(setOn(movie, kAutoQuit, on), "auto quit");
 }
@@ -108,12 +114,12 @@ FourCC KWQuickTimeEditing::movieControllerType(const QTMovie& movie)
     return codeSetting(movie, kControllerType).value_or(kNoCode);
 }
 
-bool KWQuickTimeEditing::setMovieControllerNone(QTMovie& movie)
+Result<void> KWQuickTimeEditing::setMovieControllerNone(QTMovie& movie)
 {
     return reported(setCodeSetting(movie, kControllerType, "none"_cc), "none movie controller");
 }
 
-bool KWQuickTimeEditing::setMovieControllerDefault(QTMovie& movie)
+Result<void> KWQuickTimeEditing::setMovieControllerDefault(QTMovie& movie)
 {
     return reported(removeSetting(movie, kControllerType), "default movie controller");
 }
@@ -126,37 +132,36 @@ FourCC KWQuickTimeEditing::apertureModeForMovie(QTMovie& movie)
     return mode.value_or(kNoCode);
 }
 
-bool KWQuickTimeEditing::setApertureMode(FourCC mode, QTMovie& movie)
+Result<void> KWQuickTimeEditing::setApertureMode(FourCC mode, QTMovie& movie)
 {
     const auto store = [&]() -> Result<void> {
         const EditableScope scope {movie};
         RW_CHECK(movie.generateApertureModeDimensions());
         return setCodeSetting(movie, kApertureMode, mode);
     };
-    if (!reported(store(), "aperture mode"))
-        return false;
+    RW_CHECK(reported(store(), "aperture mode"));
     movie.setApertureMode(mode);
-    return true;
+    return {};
 }
 
-void KWQuickTimeEditing::rotateMovieLeft(QTMovie& movie)
+Result<void> KWQuickTimeEditing::rotateMovieLeft(QTMovie& movie)
 {
-    changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(-90); });
+    return changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(-90); });
 }
 
-void KWQuickTimeEditing::rotateMovieRight(QTMovie& movie)
+Result<void> KWQuickTimeEditing::rotateMovieRight(QTMovie& movie)
 {
-    changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(90); });
+    return changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(90); });
 }
 
-void KWQuickTimeEditing::flipMovie(QTMovie& movie)
+Result<void> KWQuickTimeEditing::flipMovie(QTMovie& movie)
 {
-    changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(180); });
+    return changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.rotated(180); });
 }
 
-void KWQuickTimeEditing::flopMovie(QTMovie& movie)
+Result<void> KWQuickTimeEditing::flopMovie(QTMovie& movie)
 {
-    changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.scaled(-1, 1); });
+    return changeVideoMatrices(movie, [](const Matrix& matrix) { return matrix.scaled(-1, 1); });
 }
 
 } // namespace reelwright

@@ -55,11 +55,11 @@ ProcessResult CliTest::shell(const std::string& line) const
         "cd " + quoted(path("")) + " || exit\n" + line});
 }
 
-cli::Json CliTest::json(const std::vector<std::string>& arguments, int exitCode) const
+Json CliTest::json(const std::vector<std::string>& arguments, int exitCode) const
 {
     const auto result = cli(arguments);
     EXPECT_EQ(result.exitCode, exitCode) << result.errors;
-    auto parsed = cli::Json::parse(result.output, nullptr, false);
+    auto parsed = Json::parse(result.output, nullptr, false);
     EXPECT_FALSE(parsed.is_discarded()) << result.output;
     return parsed;
 }

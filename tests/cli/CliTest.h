@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/Json.h"
+#include "report/Json.h"
 #include "tests/helpers/Process.h"
 #include "tests/helpers/TestFiles.h"
 
@@ -26,7 +26,7 @@ protected:
     /// Edits a file of the folder with these options.
     [[nodiscard]] ProcessResult edit(const std::vector<std::string>& options, const std::string& file) const;
     /// The JSON that the tool gives. It is a test failure when it does not end with `exitCode`.
-    [[nodiscard]] cli::Json json(const std::vector<std::string>& arguments, int exitCode = 0) const;
+    [[nodiscard]] Json json(const std::vector<std::string>& arguments, int exitCode = 0) const;
     /// Names in the folder, hidden ones too, sorted.
     [[nodiscard]] std::vector<std::string> names(const std::string& below = {}) const;
 

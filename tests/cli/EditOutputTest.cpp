@@ -212,7 +212,7 @@ namespace {
         sample("two-audio.mov");
         const auto result = cli({"edit", "--json", "--rotate", "right", "two-audio.mov", "./two-audio.mov"});
         EXPECT_EQ(result.exitCode, 0);
-        EXPECT_EQ(cli::Json::parse(result.output)["file"], "two-audio.mov") << "one result";
+        EXPECT_EQ(Json::parse(result.output)["file"], "two-audio.mov") << "one result";
         EXPECT_THAT(result.errors, HasSubstr("same file"));
         EXPECT_EQ(json({"tracks", "--json", "two-audio.mov"})["tracks"][0]["matrix"][1], 1)
             << "a quarter, not a half";
@@ -265,7 +265,7 @@ namespace {
         EXPECT_THAT(result.errors, HasSubstr("one.wav: one-x.mov: the save was cancelled"));
         EXPECT_THAT(result.errors, HasSubstr("stopped by signal 2"));
         EXPECT_THAT(names(), ElementsAre(".out", "one.wav", "two-audio.mov"));
-        const auto results = cli::Json::parse(std::ifstream(path(".out")));
+        const auto results = Json::parse(std::ifstream(path(".out")));
         ASSERT_EQ(results.size(), 2U);
         for (const auto& each : results)
             EXPECT_EQ(each["status"], "failed");

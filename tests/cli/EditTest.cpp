@@ -17,7 +17,7 @@ namespace {
     using Edit = CliTest;
 
     /// The change of that path; null when there is none.
-    cli::Json changeOf(const cli::Json& result, const std::string& path)
+    Json changeOf(const Json& result, const std::string& path)
     {
         for (const auto& change : result["changes"])
             if (change["path"] == path)
@@ -33,7 +33,7 @@ namespace {
         FourCC item;
         std::optional<std::string> stored; ///< nothing: the item is gone
         const char* path;
-        cli::Json after;
+        Json after;
     };
 
     TEST_F(Edit, SettingsAreStoredAsUserDataAndTakenAway)
@@ -99,7 +99,7 @@ namespace {
             const auto name = "clip" + std::to_string(i) + ".mov";
             sample("two-audio.mov", name);
             const auto result = json(joined({{"edit", "--json", name}, facts[i].options}));
-            EXPECT_EQ(changeOf(result, "tracks/1/matrix")["after"], cli::Json(facts[i].matrix))
+            EXPECT_EQ(changeOf(result, "tracks/1/matrix")["after"], Json(facts[i].matrix))
                 << ::testing::PrintToString(facts[i].options);
         }
     }
@@ -125,7 +125,7 @@ namespace {
             {"edit", "--json", "--track", "a*:enabled=off", "--track", "a2:enabled=on", "two-audio.mov"});
         ASSERT_EQ(result["changes"].size(), 1U);
         EXPECT_EQ(result["changes"][0],
-            (cli::Json {{"path", "tracks/2/enabled"}, {"before", true}, {"after", false}}));
+            (Json {{"path", "tracks/2/enabled"}, {"before", true}, {"after", false}}));
         EXPECT_EQ(run({"ffprobe", "-v", "error", "-show_entries", "stream_disposition=default", "-of",
                       "csv=p=0", clip}),
             "1\n0\n1\n");

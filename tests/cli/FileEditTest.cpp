@@ -1,5 +1,6 @@
 #include "cli/FileEdit.h"
 
+#include "edits/EditCatalogue.h"
 #include "tests/helpers/ForwardingStorage.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/TestFiles.h"
@@ -69,8 +70,8 @@ namespace {
             m_builder.headerPlace = test::MovieBuilder::HeaderPlace::Last;
             test::writeFile(m_path, m_builder.build());
             EditSteps steps;
-            EXPECT_TRUE(editOptions().front().parse("on", steps)); // --autoplay on
-            m_options.steps = steps.finish().value();
+            EXPECT_TRUE(editKinds().front().parse("on", steps)); // --autoplay on
+            m_options.plan = steps.finish().value();
         }
 
         EditResult run(const Progress& progress = {})
@@ -132,10 +133,10 @@ namespace {
 
     TEST_F(FileEditTest, AChangeThatNoReportKnowsIsStillAChange)
     {
-        m_options.steps = {{"test", [](QTMovie& movie) {
-                                const EditableScope scope {movie};
-                                return movie.setUserDataItem("\xA9nam"_cc, Bytes::copyOf("name"));
-                            }}};
+        m_options.plan.edits = {makeEdit("test", "Test", "Test", [](QTMovie& movie) {
+            const EditableScope scope {movie};
+            return movie.setUserDataItem("\xA9nam"_cc, Bytes::copyOf("name"));
+        })};
         const auto result = run();
         EXPECT_EQ(result.status, EditStatus::Updated);
         ASSERT_EQ(result.changes.size(), 1U);

@@ -18,7 +18,7 @@ namespace {
 
     using ReadCommands = CliTest;
 
-    std::vector<std::string> keysOf(const cli::Json& object)
+    std::vector<std::string> keysOf(const Json& object)
     {
         std::vector<std::string> keys;
         for (const auto& [key, value] : object.items())
@@ -26,7 +26,7 @@ namespace {
         return keys;
     }
 
-    void expectKeys(const cli::Json& object, const std::vector<std::string>& wanted)
+    void expectKeys(const Json& object, const std::vector<std::string>& wanted)
     {
         const auto keys = keysOf(object);
         for (const auto& key : wanted)
@@ -95,7 +95,7 @@ namespace {
             {"two-audio.mov", "rotated.mp4", "ntsc-2997.mov", "rate-5994.mp4", "pal-25.mov"}) {
             const auto file = sample(clip);
             const auto info = json({"info", "--json", clip});
-            const auto probed = cli::Json::parse(run({"ffprobe", "-v", "error", "-of", "json",
+            const auto probed = Json::parse(run({"ffprobe", "-v", "error", "-of", "json",
                 "-show_entries",
                 "stream=codec_type,width,height,nb_frames,channels,sample_rate:format=duration,size", file}));
             EXPECT_EQ(std::to_string(info["size"].get<int>()), probed["format"]["size"]) << clip;
@@ -108,8 +108,8 @@ namespace {
                 const auto& stream = probed["streams"][i];
                 const bool isVideo = stream["codec_type"] == "video";
                 EXPECT_EQ(track["type"], isVideo ? "Video" : "Audio");
-                EXPECT_EQ(track["width"], isVideo ? stream["width"] : cli::Json {});
-                EXPECT_EQ(track["channels"], isVideo ? cli::Json {} : stream["channels"]);
+                EXPECT_EQ(track["width"], isVideo ? stream["width"] : Json {});
+                EXPECT_EQ(track["channels"], isVideo ? Json {} : stream["channels"]);
                 if (isVideo) {
                     EXPECT_EQ(std::to_string(track["sampleCount"].get<int>()), stream["nb_frames"]);
                 }
@@ -129,7 +129,7 @@ namespace {
             EXPECT_EQ(json({command, "--json", "rotated.mp4"}), array[0]);
             const auto lines = cli({command, "--json-lines", "rotated.mp4", "two-audio.mov"}).output;
             EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 2);
-            EXPECT_EQ(cli::Json::parse(lines.substr(0, lines.find('\n'))), array[0]);
+            EXPECT_EQ(Json::parse(lines.substr(0, lines.find('\n'))), array[0]);
         }
     }
 
@@ -167,10 +167,10 @@ namespace {
         sample("two-audio.mov", "with\nline end.mov");
         const auto byLine
             = shell("printf 'rotated.mp4\\n\\nrotated.mp4' | reelwright-cli info --json --files-from -");
-        EXPECT_EQ(cli::Json::parse(byLine.output).size(), 2U);
+        EXPECT_EQ(Json::parse(byLine.output).size(), 2U);
         const auto byNul = shell("printf 'rotated.mp4\\0with\\nline end.mov\\0' >list; "
                                  "reelwright-cli info --json --files-from list -0");
-        EXPECT_EQ(cli::Json::parse(byNul.output).at(1)["file"], "with\nline end.mov");
+        EXPECT_EQ(Json::parse(byNul.output).at(1)["file"], "with\nline end.mov");
         EXPECT_EQ(cli({"info", "--files-from", "no-list"}).exitCode, 1);
         EXPECT_EQ(shell("reelwright-cli info --json --files-from - </dev/null").output, "[]\n");
     }

@@ -13,10 +13,10 @@ namespace {
     {
     protected:
         /// The first timecode track's member "at" for these options.
-        [[nodiscard]] cli::Json at(const std::string& file, const std::vector<std::string>& options) const
+        [[nodiscard]] Json at(const std::string& file, const std::vector<std::string>& options) const
         {
             const auto result = json(joined({{"timecode", "--json", file}, options}));
-            return result["tracks"].at(0).value("at", cli::Json {});
+            return result["tracks"].at(0).value("at", Json {});
         }
     };
 
@@ -45,7 +45,7 @@ namespace {
         ASSERT_EQ(cli({"edit", "--reel", "A 1", "--limit-24h", "timecode-25.mov"}).exitCode, 0);
         const auto result = json({"timecode", "--json", "--at", "1.", "timecode-25.mov"});
         EXPECT_EQ(result["tracks"],
-            cli::Json::parse(R"([{"id": 3, "place": "tc1", "enabled": false, "start": "10:00:00:00",
+            Json::parse(R"([{"id": 3, "place": "tc1", "enabled": false, "start": "10:00:00:00",
                 "startFrame": 900000, "reel": "A 1", "dropFrame": false, "limit24h": true, "negative": false,
                 "counter": false, "flags": 2, "frameRate": 25.0, "timeScale": 12800, "frameDuration": 512,
                 "numberOfFrames": 25,
@@ -57,7 +57,7 @@ namespace {
     struct MomentFact
     {
         std::vector<std::string> options;
-        cli::Json timecode;
+        Json timecode;
         const char* why;
     };
 
@@ -123,10 +123,10 @@ namespace {
         REELWRIGHT_NEEDS_PROGRAM("ffprobe");
         std::size_t compared = 0;
         for (const auto& file : corpusFiles("movies")) {
-            const auto parsed = cli::Json::parse(cli({"timecode", "--json", file}).output, nullptr, false);
+            const auto parsed = Json::parse(cli({"timecode", "--json", file}).output, nullptr, false);
             if (parsed.is_discarded() || !parsed.contains("tracks") || parsed["tracks"].empty())
                 continue;
-            const auto probed = cli::Json::parse(run(
+            const auto probed = Json::parse(run(
                 {"ffprobe", "-v", "quiet", "-of", "json", "-show_streams", "-select_streams", "d", file}));
             std::vector<std::string> starts;
             for (const auto& stream : probed["streams"])

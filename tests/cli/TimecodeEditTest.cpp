@@ -53,7 +53,7 @@ namespace {
         /// One entry of each stream that another program sees, without those that have none.
         static std::vector<std::string> probed(const std::string& file, const std::string& entry)
         {
-            const auto streams = cli::Json::parse(run(
+            const auto streams = Json::parse(run(
                 {"ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format", file}))["streams"];
             std::vector<std::string> values;
             for (const auto& stream : streams)
@@ -97,7 +97,7 @@ namespace {
         }
         const auto tracks = json({"tracks", "--json", "ntsc-2997.mov"})["tracks"];
         ASSERT_EQ(tracks.size(), 2U) << "one timecode track";
-        EXPECT_EQ(tracks[0]["references"]["tmcd"], cli::Json::array({tracks[1]["id"]}));
+        EXPECT_EQ(tracks[0]["references"]["tmcd"], Json::array({tracks[1]["id"]}));
     }
 
     struct RefusalFact

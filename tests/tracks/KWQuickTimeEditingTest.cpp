@@ -24,7 +24,7 @@ namespace {
     {
         FourCC type;
         bool (*isOn)(const QTMovie&);
-        bool (*set)(bool, QTMovie&);
+        Result<void> (*set)(bool, QTMovie&);
     };
 
     constexpr Setting kSettings[] = {
@@ -207,7 +207,7 @@ namespace {
     struct TurnFact
     {
         const char* name;
-        void (*turn)(QTMovie&);
+        Result<void> (*turn)(QTMovie&);
         int times; ///< until the circle closes
         std::array<int, 4> start; ///< a, b, c, d after one turn of an upright picture
     };
@@ -317,7 +317,7 @@ namespace {
         auto expected = probedRotation(copy);
         struct Step
         {
-            void (*turn)(QTMovie&);
+            Result<void> (*turn)(QTMovie&);
             int degrees;
         };
         for (const auto& step : {Step {Edit::rotateMovieRight, -90}, {Edit::rotateMovieRight, -90},

@@ -1,11 +1,11 @@
-#include "cli/Changes.h"
+#include "report/Changes.h"
 
-#include "cli/FactsJson.h"
+#include "report/FactsJson.h"
 #include "report/Printable.h"
 
 #include <fmt/format.h>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     /// The movie with its tracks as members named by their IDs.
@@ -74,4 +74,4 @@ std::string valueText(const Json& value)
     return printable(toText(value, JsonStyle::OneLine));
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "cli/Json.h"
+#include "report/Json.h"
 #include "report/MovieFacts.h"
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// All facts. Absent values are null.
 Json factsJson(const MovieFacts& facts);
@@ -11,4 +11,4 @@ Json trackJson(const TrackFacts& facts);
 /// Only what an edit may change: nothing about the file and its state on disk.
 Json movieJson(const MovieFacts& facts);
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,4 +1,4 @@
-#include "cli/TimecodeEdit.h"
+#include "edits/TimecodeEdit.h"
 
 #include "movie/atoms/UserData.h"
 #include "support/Text.h"
@@ -14,7 +14,7 @@
 #include <charconv>
 #include <chrono>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     constexpr std::size_t kMaxReel = 255;
@@ -247,6 +247,13 @@ Result<void> TimecodeEdit::check() const
     return {};
 }
 
+Result<Edit> TimecodeEdit::finish()
+{
+    RW_CHECK(check());
+    return makeEdit("--timecode", "Timecode", "Set timecode",
+        [edit = shared_from_this()](QTMovie& movie) { return edit->apply(movie); });
+}
+
 Result<void> TimecodeEdit::apply(QTMovie& movie) const
 {
     RW_CHECK(checkCanHaveTimecode(movie));
@@ -309,4 +316,4 @@ Result<void> TimecodeEdit::apply(QTMovie& movie) const
             (definition.flags & TimecodeDefinition::k24HourMax) != 0 ? " within 24 hours" : "", written));
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,10 +1,11 @@
-#include "cli/Selector.h"
+#include "tracks/TrackSelector.h"
 
 #include <fmt/format.h>
 
 #include <charconv>
+#include <map>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     /// The decimal number that all of the text is.
@@ -17,11 +18,39 @@ namespace {
         return value;
     }
 
+    /// The movie's tracks, placed as they were before the edits; those that the edits added follow.
+    std::vector<PlacedTrack> placedAsOpened(const QTMovie& movie)
+    {
+        auto tracks = placedTracks(movie);
+        if (!movie.isChanged())
+            return tracks;
+        std::map<std::uint64_t, std::size_t> places;
+        std::map<const TrackKind*, std::size_t> counts;
+        const auto opened = movie.asSaved();
+        for (const auto& placed : placedTracks(opened)) {
+            places[placed.track.atom().id] = placed.place;
+            counts[placed.kind] = placed.place;
+        }
+        for (auto& placed : tracks) {
+            const auto known = places.find(placed.track.atom().id);
+            placed.place = known != places.end() ? known->second : placed.kind ? ++counts[placed.kind] : 0;
+        }
+        return tracks;
+    }
+
 } // namespace
 
-std::optional<Selector> Selector::parse(std::string_view text)
+TrackSelector TrackSelector::ofTrack(std::uint32_t trackID)
 {
-    Selector selector;
+    TrackSelector selector;
+    selector.m_text = std::to_string(trackID);
+    selector.m_trackID = trackID;
+    return selector;
+}
+
+std::optional<TrackSelector> TrackSelector::parse(std::string_view text)
+{
+    TrackSelector selector;
     selector.m_text = text;
     if (text == "*")
         return selector;
@@ -41,10 +70,10 @@ std::optional<Selector> Selector::parse(std::string_view text)
     return selector;
 }
 
-Result<std::vector<QTTrack>> Selector::select(const QTMovie& movie) const
+Result<std::vector<QTTrack>> TrackSelector::select(const QTMovie& movie) const
 {
     std::vector<QTTrack> found;
-    for (const auto& placed : placedTracks(movie)) {
+    for (const auto& placed : placedAsOpened(movie)) {
         if (m_trackID) {
             if (placed.track.trackID() != *m_trackID)
                 continue;
@@ -60,4 +89,4 @@ Result<std::vector<QTTrack>> Selector::select(const QTMovie& movie) const
     return found;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

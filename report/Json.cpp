@@ -1,10 +1,10 @@
-#include "cli/Json.h"
+#include "report/Json.h"
 
-namespace reelwright::cli {
+namespace reelwright {
 
 std::string toText(const Json& json, JsonStyle style)
 {
     return json.dump(style == JsonStyle::Indented ? 2 : -1, ' ', false, Json::error_handler_t::replace);
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,4 +1,4 @@
-#include "cli/MediaChecksum.h"
+#include "saving/MediaChecksum.h"
 
 #include "movie/files/DataReference.h"
 #include "movie/files/MediaSources.h"
@@ -10,7 +10,7 @@
 #include <cstring>
 #include <optional>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     // Odd numbers without a pattern: fractional parts of the square roots of 2, 3 and 5.
@@ -176,4 +176,4 @@ Result<std::vector<TrackChecksum>> mediaChecksums(const QTMovie& movie, const st
     return checksums;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -1,11 +1,12 @@
-#include "cli/Selector.h"
+#include "tracks/TrackSelector.h"
 
+#include "movie/TrackBuilder.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/TestFiles.h"
 
 #include <gmock/gmock.h>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     using ::testing::ElementsAre;
@@ -26,14 +27,14 @@ namespace {
     std::vector<std::uint32_t> selected(const QTMovie& movie, const char* text)
     {
         std::vector<std::uint32_t> ids;
-        const auto tracks = Selector::parse(text).value().select(movie);
+        const auto tracks = TrackSelector::parse(text).value().select(movie);
         EXPECT_TRUE(tracks.has_value()) << text;
         for (const auto& track : tracks.value_or(std::vector<QTTrack> {}))
             ids.push_back(track.trackID());
         return ids;
     }
 
-    TEST(Selector, NamesTracksByIdByPlaceAndByKind)
+    TEST(TrackSelector, NamesTracksByIdByPlaceAndByKind)
     {
         const auto movie = movieOfFourTracks();
         EXPECT_THAT(selected(movie, "3"), ElementsAre(3));
@@ -44,19 +45,19 @@ namespace {
         EXPECT_THAT(selected(movie, "*"), ElementsAre(1, 2, 3, 4));
     }
 
-    TEST(Selector, NamingAllOfAKindThatIsNotThereIsNoErrorNamingOneIs)
+    TEST(TrackSelector, NamingAllOfAKindThatIsNotThereIsNoErrorNamingOneIs)
     {
         const auto movie = movieOfFourTracks();
         EXPECT_THAT(selected(movie, "tc*"), IsEmpty());
         for (const auto* text : {"tc1", "a3", "9"}) {
-            const auto tracks = Selector::parse(text)->select(movie);
+            const auto tracks = TrackSelector::parse(text)->select(movie);
             ASSERT_FALSE(tracks.has_value()) << text;
             EXPECT_EQ(tracks.error().code, MovieError::Code::Refused);
             EXPECT_THAT(tracks.error().detail, ::testing::HasSubstr(text));
         }
     }
 
-    TEST(Selector, TracksArePlacedInTheOrderOfTheirIds)
+    TEST(TrackSelector, TracksArePlacedInTheOrderOfTheirIds)
     {
         auto movie = movieOfFourTracks();
         const EditableScope scope {movie};
@@ -68,12 +69,26 @@ namespace {
         EXPECT_THAT(selected(movie, "v1"), ElementsAre(1));
     }
 
-    TEST(Selector, OtherTextsAreNoSelectors)
+    TEST(TrackSelector, PlacesAreThoseOfTheOpenedMovieWhateverTheEditsRemoveAndAdd)
+    {
+        auto movie = movieOfFourTracks();
+        const EditableScope scope {movie};
+        ASSERT_TRUE(movie.removeTrack(movie.tracks()[1])); // a1
+        NewTrack added;
+        added.mediaType = QTMediaTypeSound;
+        ASSERT_TRUE(movie.addTrack(makeTrack(added))); // a3
+        EXPECT_FALSE(TrackSelector::parse("a1")->select(movie));
+        EXPECT_THAT(selected(movie, "a2"), ElementsAre(3));
+        EXPECT_EQ(selected(movie, "a3").size(), 1U);
+        EXPECT_NE(selected(movie, "a3"), selected(movie, "a2"));
+    }
+
+    TEST(TrackSelector, OtherTextsAreNoSelectors)
     {
         for (const auto* text :
             {"", "v", "v0", "x1", "1v", "v1x", "-1", "a**", "**", "a 1", "99999999999", "V1"})
-            EXPECT_FALSE(Selector::parse(text).has_value()) << text;
+            EXPECT_FALSE(TrackSelector::parse(text).has_value()) << text;
     }
 
 } // namespace
-} // namespace reelwright::cli
+} // namespace reelwright

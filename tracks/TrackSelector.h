@@ -1,16 +1,19 @@
 #pragma once
 
-#include "report/TrackPlaces.h"
+#include "tracks/TrackPlaces.h"
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// Names tracks of a movie: one by its ID ("3"), one by its kind and its place ("v1", "a2", "tc1", "tx1",
-/// "sp1", "cc1"), all of a kind ("a*"), or all ("*").
-class Selector
+/// "sp1", "cc1"), all of a kind ("a*"), or all ("*"). Places are those of the movie as it was opened or last
+/// saved; tracks that were added since follow behind them.
+class TrackSelector
 {
 public:
+    /// The one with that ID.
+    static TrackSelector ofTrack(std::uint32_t trackID);
     /// Nothing when the text is no selector.
-    static std::optional<Selector> parse(std::string_view text);
+    static std::optional<TrackSelector> parse(std::string_view text);
 
     [[nodiscard]] const std::string& text() const { return m_text; }
     /// The tracks it names. Errors: Refused when it names one track and the movie has no such track; naming
@@ -24,4 +27,4 @@ private:
     std::size_t m_place = 0; ///< 0: all
 };
 
-} // namespace reelwright::cli
+} // namespace reelwright

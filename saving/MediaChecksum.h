@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// A fast hash of a stream of bytes, 64 bits. Tells damage, not malice.
 class StreamHash
@@ -40,4 +40,4 @@ struct TrackChecksum
 /// Errors: Io when a file cannot be read; Cancelled when `goOn` answers false.
 Result<std::vector<TrackChecksum>> mediaChecksums(const QTMovie& movie, const std::function<bool()>& goOn);
 
-} // namespace reelwright::cli
+} // namespace reelwright

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// Objects keep the order in which their members were set.
 using Json = nlohmann::ordered_json;
@@ -15,4 +15,4 @@ enum class JsonStyle { Indented, OneLine };
 /// U+FFFD.
 std::string toText(const Json& json, JsonStyle style);
 
-} // namespace reelwright::cli
+} // namespace reelwright

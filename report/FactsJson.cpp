@@ -1,8 +1,10 @@
-#include "cli/FactsJson.h"
+#include "report/FactsJson.h"
+
+#include "tracks/ApertureModes.h"
 
 #include <cmath>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     Json textOrNull(const std::string& text)
@@ -132,4 +134,4 @@ Json factsJson(const MovieFacts& facts)
     return json;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

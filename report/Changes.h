@@ -1,11 +1,11 @@
 #pragma once
 
-#include "cli/Json.h"
+#include "report/Json.h"
 #include "report/MovieFacts.h"
 
 #include <vector>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// One difference between two states of a movie.
 struct Change
@@ -21,4 +21,4 @@ std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& a
 /// A value of a change on one line, printable: "on", "00:00:01:00 (25/25)", "[1 0 0 0 1 0 0 0 1]", "none".
 std::string valueText(const Json& value);
 
-} // namespace reelwright::cli
+} // namespace reelwright

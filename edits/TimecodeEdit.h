@@ -1,5 +1,6 @@
 #pragma once
 
+#include "edits/EditSteps.h"
 #include "movie/QTMovie.h"
 #include "tracks/KWMovTrack.h"
 
@@ -8,11 +9,11 @@
 #include <string>
 #include <string_view>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// The one change of the first timecode track that the timecode options of a command line ask for together:
 /// a start, a reel and flags. A movie without such a track gets one.
-class TimecodeEdit
+class TimecodeEdit final : public CompoundEdit, public std::enable_shared_from_this<TimecodeEdit>
 {
 public:
     /// Each reads the value of one option. The error is a sentence about a wrong value (wrong usage).
@@ -22,8 +23,7 @@ public:
     Result<void> setReel(std::string_view value);
     void addFlag(std::uint32_t flag) { m_flags |= flag; }
 
-    /// Call when all options are read: do they go together?
-    [[nodiscard]] Result<void> check() const;
+    Result<Edit> finish() override;
 
     /// Without a start the one that the track has stays, and its flags too; the reel stays unless there is a
     /// new one. Errors: Refused, with the reason, when the movie can have no timecode track or none that
@@ -31,6 +31,8 @@ public:
     Result<void> apply(QTMovie& movie) const;
 
 private:
+    [[nodiscard]] Result<void> check() const;
+
     /// What the track is to say at its beginning.
     struct Start
     {
@@ -49,4 +51,4 @@ private:
     std::uint32_t m_flags = 0; ///< as TimecodeDefinition has them
 };
 
-} // namespace reelwright::cli
+} // namespace reelwright

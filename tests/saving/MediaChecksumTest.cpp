@@ -1,4 +1,4 @@
-#include "cli/MediaChecksum.h"
+#include "saving/MediaChecksum.h"
 
 #include "movie/saving/MovieSaver.h"
 #include "tests/helpers/MovieBuilder.h"
@@ -8,7 +8,7 @@
 
 #include <random>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     std::vector<std::byte> randomBytes(std::size_t count)
@@ -104,4 +104,4 @@ namespace {
     }
 
 } // namespace
-} // namespace reelwright::cli
+} // namespace reelwright

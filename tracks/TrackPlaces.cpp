@@ -1,4 +1,4 @@
-#include "report/TrackPlaces.h"
+#include "tracks/TrackPlaces.h"
 
 #include <algorithm>
 #include <array>

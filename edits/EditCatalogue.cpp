@@ -1,0 +1,36 @@
+#include "edits/EditCatalogue.h"
+
+#include "edits/SettingsEdits.h"
+#include "edits/TimecodeEdits.h"
+#include "edits/TrackEdits.h"
+
+#include <fmt/format.h>
+
+namespace reelwright {
+
+std::span<const EditGroup> editGroups()
+{
+    static const EditGroup kGroups[] = {
+        {"Players and picture", edits::settingsKinds()},
+        {"Tracks", edits::trackKinds()},
+        {"Timecode", edits::timecodeKinds()},
+    };
+    return kGroups;
+}
+
+std::vector<EditKind> editKinds()
+{
+    std::vector<EditKind> kinds;
+    for (const auto& group : editGroups())
+        kinds.insert(kinds.end(), group.kinds.begin(), group.kinds.end());
+    return kinds;
+}
+
+tl::unexpected<MovieError> edits::wrongValue(
+    std::string_view option, std::string_view value, std::string_view wanted)
+{
+    return failure(
+        MovieError::Code::Refused, {}, fmt::format("{} takes {}, not \"{}\"", option, wanted, value));
+}
+
+} // namespace reelwright

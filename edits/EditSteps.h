@@ -1,0 +1,74 @@
+#pragma once
+
+#include "edits/Edit.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace reelwright {
+
+/// A change that several options describe together.
+class CompoundEdit
+{
+public:
+    CompoundEdit() = default;
+    CompoundEdit(const CompoundEdit&) = delete;
+    CompoundEdit& operator=(const CompoundEdit&) = delete;
+    virtual ~CompoundEdit() = default;
+
+    /// Call when all options are read. The error is a sentence about options that do not go together.
+    virtual Result<Edit> finish() = 0;
+};
+
+/// What one command line, one batch or one rule asks of each file.
+struct EditPlan
+{
+    std::vector<Edit> edits; ///< in the order given
+
+    [[nodiscard]] bool isEmpty() const { return edits.empty(); }
+    /// The edits one after the other, all or nothing.
+    Result<void> apply(QTMovie& movie) const;
+};
+
+/// The steps of a command line while its options are read, in the order given.
+class EditSteps
+{
+public:
+    void add(Edit edit) { m_steps.push_back({std::move(edit), nullptr}); }
+    /// The compound change of that class, made at its first use; its step stands where the first of its
+    /// options does.
+    template <class Compound> Compound& compound()
+    {
+        for (const auto& step : m_steps)
+            if (auto* known = dynamic_cast<Compound*>(step.compound.get()))
+                return *known;
+        return begin<Compound>();
+    }
+    /// The last step where it is a compound change of that class, else null: for options that say more about
+    /// the option before them.
+    template <class Compound> Compound* last()
+    {
+        return m_steps.empty() ? nullptr : dynamic_cast<Compound*>(m_steps.back().compound.get());
+    }
+    /// A new compound change as the next step.
+    template <class Compound> Compound& begin()
+    {
+        auto made = std::make_shared<Compound>();
+        m_steps.push_back({{}, made});
+        return *made;
+    }
+    /// The whole plan. The error is a sentence about options that do not go together (wrong usage).
+    Result<EditPlan> finish();
+
+private:
+    struct Step
+    {
+        Edit edit; ///< unless there is a compound change
+        std::shared_ptr<CompoundEdit> compound;
+    };
+    std::vector<Step> m_steps;
+};
+
+} // namespace reelwright
