@@ -4,6 +4,7 @@
 #include "report/Printable.h"
 #include "report/TextTable.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 namespace reelwright::cli {
@@ -95,13 +96,21 @@ Json atomsJson(const std::string& file, const AtomTree& tree)
     return json;
 }
 
-int runAtoms(const std::vector<std::string>& files, const AtomTree::Limits& limits, Console& console,
-    OutputFormat format)
+void AtomsCommand::addOptions(CLI::App& app)
 {
-    return reportEach(files, console, format, [&](const std::string& file) -> Result<FileReport> {
-        RW_TRY(const auto tree, AtomTree::read(file, limits));
+    app.add_option("--depth", m_limits.depth, "Show N levels; 1 is the outermost only")
+        ->option_text("N")
+        ->check(CLI::Range(1, 1000));
+    app.add_flag_callback(
+        "--all", [this] { m_limits.alike = SIZE_MAX; }, "Show all atoms of the outermost level");
+}
+
+int AtomsCommand::run(const Invocation& invocation)
+{
+    return reportEach(invocation, [&](const std::string& file) -> Result<FileReport> {
+        RW_TRY(const auto tree, AtomTree::read(file, m_limits));
         FileReport report;
-        if (format == OutputFormat::Text)
+        if (invocation.format == OutputFormat::Text)
             report.text = atomsText(file, tree);
         else
             report.json = atomsJson(file, tree);

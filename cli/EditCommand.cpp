@@ -113,132 +113,153 @@ std::string editText(const EditResult& result)
     return text;
 }
 
-/// One run over all files, on several threads.
-class EditCommand::Run
-{
-public:
-    Run(const EditOptions& options, Console& console, OutputFormat format, std::vector<PlannedEdit> plan)
-        : m_options(options)
-        , m_console(console)
-        , m_plan(std::move(plan))
-        , m_writer(console, format, m_plan.size())
-        , m_storage(Storage::posix(options.sync ? Storage::Sync::On : Storage::Sync::Off))
-        , m_fractions(m_plan.size())
-    {
-    }
+namespace {
 
-    void all()
+    /// One run over all files, on several threads.
+    class EditRun
     {
-        const auto count = std::min<std::size_t>(m_options.jobs, m_plan.size());
+    public:
+        EditRun(
+            const EditOptions& options, Console& console, OutputFormat format, std::vector<PlannedEdit> plan)
+            : m_options(options)
+            , m_console(console)
+            , m_plan(std::move(plan))
+            , m_writer(console, format, m_plan.size())
+            , m_storage(Storage::posix(options.sync ? Storage::Sync::On : Storage::Sync::Off))
+            , m_fractions(m_plan.size())
         {
-            std::vector<std::jthread> workers;
-            for (std::size_t i = 1; i < count; ++i)
-                workers.emplace_back([this] { work(); });
-            work();
         }
-        m_console.endProgress();
-        m_writer.finish();
-    }
 
-    [[nodiscard]] bool hasFailures() const { return m_hasFailures; }
-    [[nodiscard]] bool wasCancelled() const { return m_wasCancelled; }
-
-private:
-    void work()
-    {
-        for (auto index = m_next++; index < m_plan.size(); index = m_next++)
-            report(index, editOne(index));
-    }
-
-    EditResult editOne(std::size_t index)
-    {
-        const auto& planned = m_plan[index];
-        if (interrupt::received() != 0) {
-            auto result = EditResult::failed(planned.file, kNotBegun);
-            result.cancelled = true;
-            return result;
+        void all()
+        {
+            const auto count = std::min<std::size_t>(m_options.jobs, m_plan.size());
+            {
+                std::vector<std::jthread> workers;
+                for (std::size_t i = 1; i < count; ++i)
+                    workers.emplace_back([this] { work(); });
+                work();
+            }
+            m_console.endProgress();
+            m_writer.finish();
         }
-        if (!planned.refusal.empty())
-            return EditResult::failed(planned.file, planned.refusal);
-        const auto progress = [this, index](double fraction) {
-            m_fractions[index] = fraction;
-            showProgress(m_plan[index].file);
-            return interrupt::received() == 0;
-        };
-        progress(0);
-        EditResult result;
-        const auto done = guarded([&]() -> Result<void> {
-            result = FileEdit(m_options, m_storage, progress).run(planned.file, planned.output);
-            return {};
-        });
-        m_fractions[index] = 1;
-        return done ? result : EditResult::failed(planned.file, done.error().message());
-    }
 
-    void report(std::size_t index, const EditResult& result)
-    {
-        if (result.status == EditStatus::Failed) {
-            m_hasFailures = true;
-            if (result.cancelled)
-                m_wasCancelled = true;
-            if (!result.cancelled)
-                KWLog::appendLog("Error editing {}: {}", result.file, result.error);
-            if (result.error != kNotBegun)
-                m_console.message(result.file, result.error);
+        [[nodiscard]] bool hasFailures() const { return m_hasFailures; }
+        [[nodiscard]] bool wasCancelled() const { return m_wasCancelled; }
+
+    private:
+        void work()
+        {
+            for (auto index = m_next++; index < m_plan.size(); index = m_next++)
+                report(index, editOne(index));
         }
-        for (const auto& warning : result.warnings)
-            m_console.message(result.file, "warning: " + warning);
-        if (m_writer.wantsText())
-            m_writer.addText(index, editText(result));
-        else
-            m_writer.addJson(index, editJson(result));
-    }
 
-    void showProgress(const std::string& file)
-    {
-        double done = 0;
-        for (const auto& fraction : m_fractions)
-            done += fraction;
-        m_console.progress(file, done / static_cast<double>(m_plan.size()));
-    }
+        EditResult editOne(std::size_t index)
+        {
+            const auto& planned = m_plan[index];
+            if (interrupt::received() != 0) {
+                auto result = EditResult::failed(planned.file, kNotBegun);
+                result.cancelled = true;
+                return result;
+            }
+            if (!planned.refusal.empty())
+                return EditResult::failed(planned.file, planned.refusal);
+            const auto progress = [this, index](double fraction) {
+                m_fractions[index] = fraction;
+                showProgress(m_plan[index].file);
+                return interrupt::received() == 0;
+            };
+            progress(0);
+            EditResult result;
+            const auto done = guarded([&]() -> Result<void> {
+                result = FileEdit(m_options, m_storage, progress).run(planned.file, planned.output);
+                return {};
+            });
+            m_fractions[index] = 1;
+            return done ? result : EditResult::failed(planned.file, done.error().message());
+        }
 
-    const EditOptions& m_options;
-    Console& m_console;
-    const std::vector<PlannedEdit> m_plan;
-    ResultWriter m_writer;
-    const std::shared_ptr<Storage> m_storage;
-    std::vector<std::atomic<double>> m_fractions; ///< done of each file
-    std::atomic<std::size_t> m_next = 0;
-    std::atomic<bool> m_wasCancelled = false;
-    std::atomic<bool> m_hasFailures = false;
-};
+        void report(std::size_t index, const EditResult& result)
+        {
+            if (result.status == EditStatus::Failed) {
+                m_hasFailures = true;
+                if (result.cancelled)
+                    m_wasCancelled = true;
+                if (!result.cancelled)
+                    KWLog::appendLog("Error editing {}: {}", result.file, result.error);
+                if (result.error != kNotBegun)
+                    m_console.message(result.file, result.error);
+            }
+            for (const auto& warning : result.warnings)
+                m_console.message(result.file, "warning: " + warning);
+            if (m_writer.wantsText())
+                m_writer.addText(index, editText(result));
+            else
+                m_writer.addJson(index, editJson(result));
+        }
 
-EditCommand::EditCommand(const EditOptions& options, Console& console, OutputFormat format)
-    : m_options(options)
-    , m_console(console)
-    , m_format(format)
+        void showProgress(const std::string& file)
+        {
+            double done = 0;
+            for (const auto& fraction : m_fractions)
+                done += fraction;
+            m_console.progress(file, done / static_cast<double>(m_plan.size()));
+        }
+
+        const EditOptions& m_options;
+        Console& m_console;
+        const std::vector<PlannedEdit> m_plan;
+        ResultWriter m_writer;
+        const std::shared_ptr<Storage> m_storage;
+        std::vector<std::atomic<double>> m_fractions; ///< done of each file
+        std::atomic<std::size_t> m_next = 0;
+        std::atomic<bool> m_wasCancelled = false;
+        std::atomic<bool> m_hasFailures = false;
+    };
+
+} // namespace
+
+void EditCommand::addOptions(CLI::App& app)
 {
+    m_arguments.addTo(app);
 }
 
-int EditCommand::run(const std::vector<std::string>& files)
+void EditCommand::check()
 {
+    m_options = m_arguments.finish();
+    if (m_options.plan.isEmpty() && m_options.isInPlace() && !m_options.forceResave)
+        throwUsageError("no edit is given, so there is nothing to do");
+}
+
+int EditCommand::run(const Invocation& invocation)
+{
+    if (m_options.outputFile && invocation.files.size() != 1) {
+        invocation.console.message(
+            {}, "-o names the output of one file; give exactly one, or use --output-dir or --suffix");
+        return exitStatus::kWrongUsage;
+    }
+    return editFiles(m_options, invocation);
+}
+
+int editFiles(const EditOptions& options, const Invocation& invocation)
+{
+    auto& console = invocation.console;
     interrupt::listen();
     // A reader of the results that goes away must not end a save; it is reported as a failed write.
     ::signal(SIGPIPE, SIG_IGN); // NOLINT: ignoring needs no handler
-    if (m_options.outputFolder && !m_options.dryRun) {
+    if (options.outputFolder && !options.dryRun) {
         std::error_code error;
-        std::filesystem::create_directories(*m_options.outputFolder, error);
+        std::filesystem::create_directories(*options.outputFolder, error);
         if (error)
-            m_console.message(*m_options.outputFolder, "the folder cannot be made: " + error.message());
+            console.message(*options.outputFolder, "the folder cannot be made: " + error.message());
     }
-    Run work {m_options, m_console, m_format,
-        planOutputs(files, m_options, [this](const std::string& alias, const std::string& kept) {
-            m_console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
+    EditRun work {options, console, invocation.format,
+        planOutputs(invocation.files, options, [&](const std::string& alias, const std::string& kept) {
+            console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
         })};
     work.all();
     // A signal that came when the last file was done has stopped nothing.
     if (const int signal = interrupt::received(); signal != 0 && work.wasCancelled()) {
-        m_console.message(
+        console.message(
             {}, fmt::format("stopped by signal {}; the files that were not done are as they were", signal));
         return 128 + signal;
     }

@@ -1,27 +1,27 @@
 #pragma once
 
-#include "cli/EditOptions.h"
+#include "cli/Command.h"
+#include "cli/EditArguments.h"
 #include "cli/FileEdit.h"
-#include "cli/ResultWriter.h"
 
 namespace reelwright::cli {
 
 /// `reelwright-cli edit`: edits many files, some at a time, and reports each.
-class EditCommand
+class EditCommand final : public Command
 {
 public:
-    EditCommand(const EditOptions& options, Console& console, OutputFormat format);
-
+    void addOptions(CLI::App& app) override;
+    void check() override;
     /// The exit status: 0, 1 when a file failed, 128 and the signal's number when a signal ended the run.
-    int run(const std::vector<std::string>& files);
+    int run(const Invocation& invocation) override;
 
 private:
-    class Run;
-
-    const EditOptions& m_options;
-    Console& m_console;
-    OutputFormat m_format;
+    EditArguments m_arguments;
+    EditOptions m_options;
 };
+
+/// Edits the files as the options say, some at a time, and reports each. The exit status as above.
+int editFiles(const EditOptions& options, const Invocation& invocation);
 
 /// A result as an object and as text for people.
 Json editJson(const EditResult& result);

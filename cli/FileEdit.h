@@ -1,8 +1,8 @@
 #pragma once
 
-#include "report/Changes.h"
 #include "cli/EditOptions.h"
 #include "movie/files/Storage.h"
+#include "report/Changes.h"
 
 #include <memory>
 

@@ -5,10 +5,12 @@
 
 namespace reelwright::cli {
 
-int reportEach(const std::vector<std::string>& files, Console& console, OutputFormat format,
-    const std::function<Result<FileReport>(const std::string& file)>& report)
+int reportEach(
+    const Invocation& invocation, const std::function<Result<FileReport>(const std::string& file)>& report)
 {
-    ResultWriter writer {console, format, files.size()};
+    const auto& files = invocation.files;
+    auto& console = invocation.console;
+    ResultWriter writer {console, invocation.format, files.size()};
     int status = 0;
     bool isFirst = true;
     for (std::size_t i = 0; i < files.size(); ++i) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/ResultWriter.h"
+#include "cli/Command.h"
 #include "movie/Result.h"
 
 #include <functional>
@@ -19,7 +19,7 @@ struct FileReport
 
 /// Reports on each file in turn. Files for which `report` fails are named on standard error and, in JSON, as
 /// {file, error}. The exit status: 1 when a file failed, else 0.
-int reportEach(const std::vector<std::string>& files, Console& console, OutputFormat format,
-    const std::function<Result<FileReport>(const std::string& file)>& report);
+int reportEach(
+    const Invocation& invocation, const std::function<Result<FileReport>(const std::string& file)>& report);
 
 } // namespace reelwright::cli

@@ -21,14 +21,14 @@ namespace {
         return {{"file", facts.file}, {"tracks", std::move(tracks)}};
     }
 
-    int reportFacts(const std::vector<std::string>& files, Console& console, OutputFormat format,
-        std::string (*text)(const MovieFacts&), Json (*json)(const MovieFacts&))
+    int reportFacts(
+        const Invocation& invocation, std::string (*text)(const MovieFacts&), Json (*json)(const MovieFacts&))
     {
-        return reportEach(files, console, format, [&](const std::string& file) -> Result<FileReport> {
+        return reportEach(invocation, [&](const std::string& file) -> Result<FileReport> {
             RW_TRY(const auto movie, QTMovie::open(file, Storage::posix(), HeaderReading::Outline));
             const auto facts = MovieFacts::of(movie);
             FileReport report;
-            if (format == OutputFormat::Text)
+            if (invocation.format == OutputFormat::Text)
                 report.text = text(facts);
             else
                 report.json = json(facts);
@@ -38,14 +38,14 @@ namespace {
 
 } // namespace
 
-int runInfo(const std::vector<std::string>& files, Console& console, OutputFormat format)
+int InfoCommand::run(const Invocation& invocation)
 {
-    return reportFacts(files, console, format, infoReport, factsJson);
+    return reportFacts(invocation, infoReport, factsJson);
 }
 
-int runTracks(const std::vector<std::string>& files, Console& console, OutputFormat format)
+int TracksCommand::run(const Invocation& invocation)
 {
-    return reportFacts(files, console, format, tracksText, tracksJson);
+    return reportFacts(invocation, tracksText, tracksJson);
 }
 
 } // namespace reelwright::cli

@@ -1,17 +1,22 @@
 #pragma once
 
-#include "cli/ResultWriter.h"
-
-#include <string>
-#include <vector>
+#include "cli/Command.h"
 
 namespace reelwright::cli {
 
 /// `reelwright-cli info`: the report on each movie. The exit status: 1 when a file could not be opened, else
 /// 0.
-int runInfo(const std::vector<std::string>& files, Console& console, OutputFormat format);
+class InfoCommand final : public Command
+{
+public:
+    int run(const Invocation& invocation) override;
+};
 
-/// `reelwright-cli tracks`: the track table of each movie. The exit status as of runInfo.
-int runTracks(const std::vector<std::string>& files, Console& console, OutputFormat format);
+/// `reelwright-cli tracks`: the track table of each movie. The exit status as of `info`.
+class TracksCommand final : public Command
+{
+public:
+    int run(const Invocation& invocation) override;
+};
 
 } // namespace reelwright::cli

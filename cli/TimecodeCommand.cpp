@@ -9,6 +9,7 @@
 #include "times/KWTimecode.h"
 #include "tracks/TrackPlaces.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -290,11 +291,33 @@ std::optional<TypedTime> TypedTime::parse(std::string_view text)
     return result;
 }
 
-int runTimecode(
-    const std::vector<std::string>& files, const TimecodeQuery& query, Console& console, OutputFormat format)
+void TimecodeCommand::addOptions(CLI::App& app)
+{
+    app.add_option("--at", m_atText,
+           "Also the timecode at this time of the movie:\nhours:minutes:seconds:frames, or VALUE/SCALE "
+           "seconds")
+        ->option_text("TIME");
+    app.add_option("--frame", m_query.frame, "Also the timecode at frame N of the picture, from 0")
+        ->option_text("N")
+        ->check(CLI::Range(std::int64_t {0}, std::int64_t {1} << 40U));
+}
+
+void TimecodeCommand::check()
+{
+    if (!m_atText)
+        return;
+    if (m_query.frame)
+        throwUsageError("--at and --frame exclude each other");
+    m_query.at = TypedTime::parse(*m_atText);
+    if (!m_query.at)
+        throwUsageError(
+            fmt::format("--at takes a time such as 00:00:10:00, 10. or 3003/3000, not \"{}\"", *m_atText));
+}
+
+int TimecodeCommand::run(const Invocation& invocation)
 {
     return reportEach(
-        files, console, format, [&](const std::string& file) { return reportFile(file, query, format); });
+        invocation, [&](const std::string& file) { return reportFile(file, m_query, invocation.format); });
 }
 
 } // namespace reelwright::cli

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/ResultWriter.h"
+#include "cli/Command.h"
 #include "movie/QTMovie.h"
 
 #include <cstdint>
@@ -38,7 +38,16 @@ struct TimecodeQuery
 
 /// `reelwright-cli timecode`: start, reel, flags, rate and last frame of each timecode track. The exit
 /// status: 1 when a file or one of its timecode tracks could not be read, else 0.
-int runTimecode(
-    const std::vector<std::string>& files, const TimecodeQuery& query, Console& console, OutputFormat format);
+class TimecodeCommand final : public Command
+{
+public:
+    void addOptions(CLI::App& app) override;
+    void check() override;
+    int run(const Invocation& invocation) override;
+
+private:
+    TimecodeQuery m_query;
+    std::optional<std::string> m_atText;
+};
 
 } // namespace reelwright::cli

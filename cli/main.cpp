@@ -1,7 +1,4 @@
-#include "cli/AtomsCommand.h"
 #include "cli/CommandLine.h"
-#include "cli/EditCommand.h"
-#include "cli/ReadCommands.h"
 #include "support/KWLog.h"
 
 #include <iterator>
@@ -10,23 +7,6 @@ namespace {
 
 using namespace reelwright;
 using namespace reelwright::cli;
-
-int runCommand(const Request& request, const std::vector<std::string>& files, Console& console)
-{
-    switch (request.command) {
-    case Command::Info:
-        return runInfo(files, console, request.format);
-    case Command::Tracks:
-        return runTracks(files, console, request.format);
-    case Command::Timecode:
-        return runTimecode(files, request.timecode, console, request.format);
-    case Command::Atoms:
-        return runAtoms(files, request.atomLimits, console, request.format);
-    case Command::Edit:
-        break;
-    }
-    return EditCommand(request.edit, console, request.format).run(files);
-}
 
 int run(Request& request)
 {
@@ -41,12 +21,7 @@ int run(Request& request)
         files.insert(
             files.end(), std::make_move_iterator(listed->begin()), std::make_move_iterator(listed->end()));
     }
-    if (request.edit.outputFile && files.size() != 1) {
-        console.message(
-            {}, "-o names the output of one file; give exactly one, or use --output-dir or --suffix");
-        return exitStatus::kWrongUsage;
-    }
-    const int status = runCommand(request, files, console);
+    const int status = request.command->run({std::move(files), request.format, console});
     if (!console.finish()) {
         console.message({}, "the results could not be written to standard output");
         return status == exitStatus::kDone ? exitStatus::kFailed : status;

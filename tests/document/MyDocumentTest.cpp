@@ -176,26 +176,6 @@ namespace {
             << "without a picture there are no frames";
     }
 
-    TEST_F(MyDocumentTest, AnEditOfATrackThatIsGoneIsToldToTheUser)
-    {
-        const auto opened = open(build({}));
-        auto& document = opened->document;
-        // Within the edit the list still has the track's row.
-        document.perform("Remove", [&](QTMovie& movie) {
-            const EditableScope scope {movie};
-            movie.editHeader().remove("trak"_cc);
-            document.setColumnText(TrackColumn::In, 1, "1.");
-            document.setTrackEnabled(2, false);
-        });
-        ASSERT_EQ(opened->window.alerts.size(), 2U);
-        for (const auto& alert : opened->window.alerts) {
-            EXPECT_EQ(alert.title, "Unable to find track");
-            EXPECT_EQ(alert.text, "Reelwright could not locate the track.");
-            EXPECT_THAT(alert.buttons, ElementsAre("OK"));
-        }
-        EXPECT_EQ(document.trackList().rowCount(), 1U);
-    }
-
     TEST_F(MyDocumentTest, TheCheckBoxEnablesTheTrack)
     {
         const auto opened = open(sample("two-audio.mov"));

@@ -1,0 +1,35 @@
+#include "cli/AtomsCommand.h"
+#include "cli/Command.h"
+#include "cli/EditCommand.h"
+#include "cli/HelpTexts.h"
+#include "cli/ReadCommands.h"
+#include "cli/TimecodeCommand.h"
+
+namespace reelwright::cli {
+namespace {
+
+    template <class T> std::unique_ptr<Command> make()
+    {
+        return std::make_unique<T>();
+    }
+
+    const CommandKind kCommands[] = {
+        {"info", "Print a report on each movie and its tracks", help::kInfoFooter, FilesUse::Needed,
+            make<InfoCommand>},
+        {"tracks", "Print each movie's tracks as a table", help::kTracksFooter, FilesUse::Needed,
+            make<TracksCommand>},
+        {"timecode", "Print what each movie's timecode tracks say", help::kTimecodeFooter, FilesUse::Needed,
+            make<TimecodeCommand>},
+        {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
+            make<AtomsCommand>},
+        {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},
+    };
+
+} // namespace
+
+std::span<const CommandKind> commandKinds()
+{
+    return kCommands;
+}
+
+} // namespace reelwright::cli
