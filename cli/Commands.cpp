@@ -3,6 +3,7 @@
 #include "cli/EditCommand.h"
 #include "cli/HelpTexts.h"
 #include "cli/ReadCommands.h"
+#include "cli/TasksCommand.h"
 #include "cli/TimecodeCommand.h"
 
 namespace reelwright::cli {
@@ -23,6 +24,8 @@ namespace {
         {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
             make<AtomsCommand>},
         {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},
+        {"tasks", "List the quick tasks that \"edit --task\" knows", help::kTasksFooter, FilesUse::None,
+            make<TasksCommand>},
     };
 
 } // namespace

@@ -129,4 +129,18 @@ Examples:
 Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage (nothing was done), 130 stopped by Ctrl-C,
 143 by SIGTERM (128 + the signal's number).)";
 
+const char* const kTasksFooter = R"(
+A task is a repair of one step: "edit --task NAME" does it, in the order of the other edits; the number does as well
+as the name. Some take a file or folder behind the name: "--task import-timecode-from-thm-file" reads the still beside
+each movie, "--task import-timecode-from-thm-file=STILLS" the one of the movie's name in the folder STILLS.
+
+JSON: an array of {number, name, title, group, description, path, batchOnly}; --json-lines one object a line.
+
+Examples:
+  reelwright-cli tasks
+  reelwright-cli edit --task remove-audio-tracks-except-track-1 clip.mov
+  reelwright-cli edit --task set-timecode-from-quicktime-movie=proxies --task 11 *.mov
+
+Exit status: 0 done, 2 wrong usage.)";
+
 } // namespace reelwright::cli::help

@@ -1,5 +1,6 @@
 #include "edits/EditCatalogue.h"
 
+#include "edits/QuickTasks.h"
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdits.h"
 #include "edits/TrackEdits.h"
@@ -14,6 +15,7 @@ std::span<const EditGroup> editGroups()
         {"Players and picture", edits::settingsKinds()},
         {"Tracks", edits::trackKinds()},
         {"Timecode", edits::timecodeKinds()},
+        {"Quick tasks", edits::quickTaskKinds()},
     };
     return kGroups;
 }

@@ -1,13 +1,16 @@
 #include "tasks/KWQuickTaskController.h"
 
 #include "movie/QTMetaData.h"
+#include "support/KWLog.h"
 #include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
+#include <span>
 
 namespace reelwright {
 namespace {
@@ -33,7 +36,72 @@ namespace {
         return std::nullopt;
     }
 
+    /// Removes tracks that were collected before, so that the walk over a movie is not disturbed.
+    Result<std::size_t> removeTracks(std::span<const QTTrack> tracks, QTMovie& movie)
+    {
+        const EditableScope scope {movie};
+        for (const auto& track : tracks)
+            if (auto removed = movie.removeTrack(track); !removed) {
+                KWLog::appendLog("Error removing track: {}", removed.error().status);
+                return tl::unexpected<MovieError>(std::move(removed).error());
+            }
+        return tracks.size();
+    }
+
+    Result<void> setEnabled(std::span<const QTTrack> tracks, bool enabled, QTMovie& movie)
+    {
+        const EditableScope scope {movie};
+        for (const auto& track : tracks)
+            if (auto done = track.setEnabled(enabled); !done) {
+                KWLog::appendLog(
+                    "Error {} track: {}", enabled ? "enabling" : "disabling", done.error().status);
+                return done;
+            }
+        return {};
+    }
+
+    std::span<const QTTrack> outside(const AudioTrackRange& range, const std::vector<QTTrack>& tracks)
+    {
+        return std::span {tracks}.subspan(std::min(range.kept(), tracks.size()));
+    }
+
 } // namespace
+
+Result<std::size_t> KWQuickTaskController::removeEmptyTracks(QTMovie& movie)
+{
+    std::vector<QTTrack> empty;
+    for (const auto& track : movie.tracks())
+        if (track.range().duration.value == 0)
+            empty.push_back(track);
+    return removeTracks(empty, movie);
+}
+
+Result<std::size_t> KWQuickTaskController::removeAllAudioTracks(
+    QTMovie& movie, const AudioTrackRange& exceptRange)
+{
+    const auto tracks = movie.tracksOfMediaType(QTMediaTypeSound);
+    return removeTracks(outside(exceptRange, tracks), movie);
+}
+
+Result<std::size_t> KWQuickTaskController::disableAllAudioTracks(
+    QTMovie& movie, const AudioTrackRange& exceptRange)
+{
+    const auto tracks = movie.tracksOfMediaType(QTMediaTypeSound);
+    RW_CHECK(enableAllAudioTracks(movie));
+    const auto others = outside(exceptRange, tracks);
+    RW_CHECK(setEnabled(others, false, movie));
+    return others.size();
+}
+
+Result<void> KWQuickTaskController::enableAllAudioTracks(QTMovie& movie)
+{
+    return setEnabled(movie.tracksOfMediaType(QTMediaTypeSound), true, movie);
+}
+
+Result<std::size_t> KWQuickTaskController::removeAllTimecodeTracks(QTMovie& movie)
+{
+    return removeTracks(movie.tracksOfMediaType(QTMediaTypeTimeCode), movie);
+}
 
 std::optional<KWMovTrack> KWQuickTaskController::timecodeTrackFromCreationTime(QTMovie& movie)
 {

@@ -2,14 +2,38 @@
 
 #include "tracks/KWMovTrack.h"
 
+#include <cstddef>
 #include <optional>
 
 namespace reelwright {
 
-/// The quick tasks: single changes of a whole movie, for a document and for a batch. Keeps no state.
+/// The sound tracks that a task leaves as they are, by their places in the movie from 0. The place of the
+/// first is added to the number: always the first ones up to the end of the range are kept.
+struct AudioTrackRange
+{
+    std::size_t location = 0;
+    std::size_t length = 0;
+
+    [[nodiscard]] std::size_t kept() const { return location + length; }
+};
+
+/// The quick tasks: single changes of a whole movie, for a document and for a batch. Keeps no state. A task
+/// that finds nothing to do changes nothing. What fails is logged and answered.
 class KWQuickTaskController
 {
 public:
+    /// Removes every track that plays for no time at all, whatever its kind. Answers how many.
+    static Result<std::size_t> removeEmptyTracks(QTMovie& movie);
+
+    /// Answers how many sound tracks were removed.
+    static Result<std::size_t> removeAllAudioTracks(QTMovie& movie, const AudioTrackRange& exceptRange);
+    /// Enables every sound track, then disables those outside the range. Answers how many were disabled.
+    static Result<std::size_t> disableAllAudioTracks(QTMovie& movie, const AudioTrackRange& exceptRange);
+    static Result<void> enableAllAudioTracks(QTMovie& movie);
+
+    /// Answers how many.
+    static Result<std::size_t> removeAllTimecodeTracks(QTMovie& movie);
+
     // Each adds a timecode track, see KWTimecodeController; nothing or false where its source is missing.
 
     /// From the creation time in the movie's header.

@@ -176,5 +176,85 @@ namespace {
         EXPECT_EQ(starts(movie), "01:00:00:00 02:00:00:00");
     }
 
+    /// A movie of one picture and sound tracks, "1" for one that is enabled, "0" for one that is not.
+    QTMovie withSound(const std::string& tracks)
+    {
+        auto movie = oneSecond();
+        std::uint32_t id = 10;
+        for (const char enabled : tracks) {
+            test::TestTrack sound;
+            sound.mediaType = QTMediaTypeSound;
+            sound.trackID = id++;
+            sound.enabled = enabled == '1';
+            test::addTrack(movie, sound);
+        }
+        return movie;
+    }
+
+    /// As withSound has them.
+    std::string soundOf(const QTMovie& movie)
+    {
+        std::string text;
+        for (const auto& track : movie.tracksOfMediaType(QTMediaTypeSound))
+            text += track.isEnabled() ? '1' : '0';
+        return text;
+    }
+
+    struct RangeFact
+    {
+        const char* before;
+        AudioTrackRange range;
+        std::size_t count;
+        const char* removed; ///< what is left after a removal
+        const char* disabled; ///< and after a disabling
+    };
+
+    TEST(QuickTaskController, ARangeKeepsTheFirstSoundTracksUpToItsEnd)
+    {
+        const RangeFact facts[] = {
+            {"011", {0, 4}, 0, "011", "111"},
+            {"011", {0, 3}, 0, "011", "111"},
+            {"011", {0, 1}, 2, "0", "100"},
+            {"1010", {1, 1}, 2, "10", "1100"},
+            {"11", {0, 0}, 2, "", "00"},
+            {"", {0, 0}, 0, "", ""},
+        };
+        for (const auto& fact : facts) {
+            auto movie = withSound(fact.before);
+            const auto first = movie.tracksOfMediaType(QTMediaTypeSound);
+            EXPECT_EQ(KWQuickTaskController::removeAllAudioTracks(movie, fact.range), fact.count)
+                << fact.before;
+            EXPECT_EQ(soundOf(movie), fact.removed);
+            EXPECT_FALSE(movie.isEditable());
+            auto other = withSound(fact.before);
+            EXPECT_EQ(KWQuickTaskController::disableAllAudioTracks(other, fact.range), fact.count);
+            EXPECT_EQ(soundOf(other), fact.disabled) << fact.before;
+            EXPECT_EQ(other.tracksOfMediaType(QTMediaTypeVideo).size(), 1U);
+        }
+    }
+
+    TEST(QuickTaskController, EmptyAndTimecodeTracksAreRemovedWhereverTheyStand)
+    {
+        auto movie = withSound("1");
+        test::TestTrack empty;
+        empty.mediaType = QTMediaTypeText;
+        empty.trackID = 30;
+        empty.times = {};
+        test::addTrack(movie, empty);
+        empty.mediaType = QTMediaTypeVideo;
+        empty.trackID = 31;
+        test::addTrack(movie, empty);
+        EXPECT_EQ(KWQuickTaskController::removeEmptyTracks(movie), 2U);
+        EXPECT_EQ(movie.tracks().size(), 2U);
+        EXPECT_EQ(KWQuickTaskController::removeEmptyTracks(movie), 0U);
+
+        KWTimecodeController::insertBlankTimecodeTrack(movie);
+        KWTimecodeController::insertBlankTimecodeTrack(movie);
+        EXPECT_EQ(KWQuickTaskController::removeAllTimecodeTracks(movie), 2U);
+        EXPECT_EQ(starts(movie), "");
+        for (const auto& track : movie.tracks())
+            EXPECT_TRUE(track.references().empty());
+    }
+
 } // namespace
 } // namespace reelwright
