@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
 
@@ -83,6 +84,16 @@ std::string KWLocalPaths::documentsDirectory()
             return value;
     }
     return home + "/Documents";
+}
+
+std::string KWLocalPaths::resourceDirectory()
+{
+    if (auto moved = environment("REELWRIGHT_RESOURCE_DIR"); !moved.empty())
+        return moved;
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto prefix = error ? std::filesystem::path("/usr") : program.parent_path().parent_path();
+    return (prefix / "share").string().append(kFolderName);
 }
 
 } // namespace reelwright

@@ -5,7 +5,8 @@
 namespace reelwright {
 
 /// Where the program keeps what is not a movie. Nothing here creates a folder.
-/// REELWRIGHT_LIBRARY_DIR and REELWRIGHT_PREFS_DIR move the two folders, for tests and trials.
+/// REELWRIGHT_LIBRARY_DIR, REELWRIGHT_PREFS_DIR and REELWRIGHT_RESOURCE_DIR move the folders, for tests and
+/// trials.
 class KWLocalPaths
 {
 public:
@@ -15,6 +16,8 @@ public:
     static std::string prefsDirectory(bool forUser);
     /// The user's documents folder as the desktop names it.
     static std::string documentsDirectory();
+    /// Folder of the resources that are installed with the programs, beside the folder that they lie in.
+    static std::string resourceDirectory();
 };
 
 } // namespace reelwright

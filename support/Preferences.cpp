@@ -1,10 +1,10 @@
 #include "support/Preferences.h"
 
-#include "support/BinaryPropertyList.h"
 #include "support/FileDescriptor.h"
 #include "support/FileHelper.h"
 #include "support/FolderLock.h"
 #include "support/KWLocalPaths.h"
+#include "support/PropertyListParser.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -41,28 +41,10 @@ namespace {
         return ::stat(path.c_str(), &info) == 0 ? stampOf(info) : FileStamp {};
     }
 
-    std::size_t occurrences(std::string_view text, std::string_view word)
-    {
-        std::size_t count = 0;
-        for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + word.size()))
-            ++count;
-        return count;
-    }
-
     /// The dictionary in these bytes, or null.
     plist_t parseDictionary(const std::string& bytes)
     {
-        // The library follows nesting by recursion, so the number of levels has to be bounded before it
-        // looks.
-        constexpr std::size_t kMaxContainers = 4096;
-        if (occurrences(bytes, "<array") + occurrences(bytes, "<dict") > kMaxContainers)
-            return nullptr;
-        const bool isBinary = plist_is_binary(bytes.data(), static_cast<std::uint32_t>(bytes.size())) != 0;
-        // Of a text with a zero in it the library keeps the whole length but only the characters before it.
-        if (isBinary ? !isSoundBinaryPropertyList(bytes) : bytes.find('\0') != std::string::npos)
-            return nullptr;
-        plist_t root = nullptr;
-        plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+        plist_t root = parsePropertyList(bytes);
         if (root && plist_get_node_type(root) != PLIST_DICT) {
             plist_free(root);
             root = nullptr;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "movie/atoms/Atom.h"
+#include "movie/atoms/TextEncoding.h"
 
 #include <optional>
 #include <string>
@@ -29,18 +30,15 @@ namespace userData {
 
         /// Is the language a Macintosh code, and not a packed ISO 639-2 one?
         [[nodiscard]] bool isMacintosh() const { return language < 0x400; }
+        /// Is it big-endian UTF-16, as a byte-order mark in front says?
+        [[nodiscard]] bool isUtf16() const;
     };
 
     /// The texts of such an item; damaged ones end the list. Macintosh language codes (below 0x400) mean Mac
-    /// Roman, packed ISO 639-2 codes mean UTF-8; bytes that are no UTF-8 fall back to Mac Roman.
+    /// Roman, packed ISO 639-2 codes mean UTF-8, or UTF-16 behind a byte-order mark; bytes that are no UTF-8
+    /// fall back to Mac Roman.
     std::vector<InternationalText> texts(ByteSpan payload);
 
 } // namespace userData
-
-/// Text of the bytes: UTF-8 as it is, anything else taken as Mac Roman.
-std::string decodeText(ByteSpan bytes);
-/// Mac Roman to UTF-8.
-std::string decodeMacRoman(ByteSpan bytes);
-bool isValidUtf8(ByteSpan bytes);
 
 } // namespace reelwright

@@ -173,6 +173,145 @@ namespace {
         EXPECT_THAT(lines(metadata), ElementsAre("k=whole"));
     }
 
+    /// One item in each storage and form that a text can have, and what is no text between them.
+    Atom everyKind(Form form)
+    {
+        const auto named = meta(form,
+            {handler("mdta"_cc), keys({{"mdta"_cc, "a"}, {"mdta"_cc, "hole"}, {"mdta"_cc, "b"}}),
+                box("ilst"_cc,
+                    {box(FourCC {1}, {data(1, "one", 0x12345678), data(1, "uno")}),
+                        box(FourCC {3}, {data(13, "\xFF\xD8"), data(28, "b")})})});
+        const auto shortKeys = meta(Form::Versioned,
+            {handler("mdir"_cc),
+                box("ilst"_cc,
+                    {box("\xA9nam"_cc, {data(2, std::string_view("\0n", 2))}), leaf("free"_cc, "x")})});
+        auto texts
+            = international("\xA9nam"_cc, {{0, "caf\x8E"}, {0x15C7, "caf\u00E9"}, {0x15C7, "\xFE\xFF"}});
+        texts.head = ByteWriter {}.bytes(texts.head.span()).text("behind").toBytes();
+        return read(box("moov"_cc,
+            {box("udta"_cc, {leaf("XMP_"_cc, "<x/>"), texts, shortKeys}), leaf("free"_cc, "f"), named}));
+    }
+
+    TEST(QTMetaData, AChangedItemKeepsItsPlaceTypeAndLanguageAndTheRestItsBytes)
+    {
+        for (const auto form : {Form::Plain, Form::Versioned}) {
+            const auto before = everyKind(form);
+            const auto metadata = QTMetaData::of(before);
+            for (std::size_t i = 0; i < metadata.items().size(); ++i) {
+                const auto& item = metadata.items()[i];
+                if (!item.isText())
+                    continue;
+                auto after = before;
+                const auto bytes = item.encode("\u00E9\u00E8 longer");
+                ASSERT_TRUE(bytes);
+                metadata.apply(after, {{i, *bytes}});
+                const auto again = QTMetaData::of(read(after));
+                ASSERT_EQ(again.items().size(), metadata.items().size());
+                for (std::size_t k = 0; k < again.items().size(); ++k) {
+                    const auto& other = again.items()[k];
+                    EXPECT_EQ(other.key, metadata.items()[k].key);
+                    EXPECT_EQ(other.dataType, metadata.items()[k].dataType);
+                    EXPECT_EQ(other.locale, metadata.items()[k].locale);
+                    EXPECT_EQ(other.value, k == i ? *bytes : metadata.items()[k].value) << i << ' ' << k;
+                }
+                QTMetaData::of(after).apply(after, {{i, item.value}});
+                EXPECT_TRUE(after.writesSameAs(before)) << "the old text brings the old bytes back: " << i;
+            }
+        }
+    }
+
+    TEST(QTMetaData, RemovedItemsLeaveTheOthersAsTheyWere)
+    {
+        const auto before = everyKind(Form::Plain);
+        const auto metadata = QTMetaData::of(before);
+        const auto all = lines(metadata);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            auto after = before;
+            metadata.apply(after, {{i, std::nullopt}});
+            auto expected = all;
+            expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(i));
+            EXPECT_EQ(lines(QTMetaData::of(read(after))), expected) << i;
+        }
+        std::vector<QTMetaData::Change> everything;
+        for (std::size_t i = 0; i < all.size(); ++i)
+            everything.push_back({i, std::nullopt});
+        auto after = before;
+        metadata.apply(after, everything);
+        EXPECT_THAT(lines(QTMetaData::of(read(after))), ElementsAre());
+        EXPECT_FALSE(after.find("meta"_cc)) << "an empty list is no use";
+        EXPECT_TRUE(after.find({"udta"_cc, "meta"_cc, "ilst"_cc, "free"_cc})) << "one that holds more stays";
+        EXPECT_TRUE(after.find("free"_cc));
+    }
+
+    TEST(QTMetaData, AddedKeysUseTheTableThatIsThereOrMakeOneOfTheFilesKind)
+    {
+        const auto before = everyKind(Form::Versioned);
+        auto after = before;
+        ASSERT_TRUE(
+            QTMetaData::add(after, QTMetaData::Form::QuickTime, {{"hole", "filled"}, {"c\u00E9", "new"}}));
+        auto expected = lines(QTMetaData::of(before));
+        expected.insert(expected.end() - 1, {"hole=filled", "c\u00E9=new"});
+        EXPECT_EQ(lines(QTMetaData::of(read(after))), expected);
+        EXPECT_EQ(after.find({"meta"_cc, "keys"_cc})->children.size(), 4U) << "the hole had its key already";
+
+        const auto count = expected.size();
+        QTMetaData::of(after).apply(after, {{count - 3, std::nullopt}, {count - 2, std::nullopt}});
+        EXPECT_EQ(after.find({"meta"_cc, "keys"_cc})->children.size(), 3U)
+            << "keys in the middle keep their numbers";
+        EXPECT_TRUE(after.writesSameAs(before));
+
+        for (const auto form : {QTMetaData::Form::QuickTime, QTMetaData::Form::Iso}) {
+            const auto empty = read(box("moov"_cc, {leaf("mvhd"_cc, "")}));
+            auto made = empty;
+            ASSERT_TRUE(QTMetaData::add(made, form, {{"k", ""}}));
+            EXPECT_EQ(made.find("meta"_cc)->head.size(), form == QTMetaData::Form::Iso ? 4U : 0U);
+            const auto metadata = QTMetaData::of(read(made));
+            EXPECT_THAT(lines(metadata), ElementsAre("k="));
+            metadata.apply(made, {{0, std::nullopt}});
+            EXPECT_TRUE(made.writesSameAs(empty));
+        }
+
+        auto damaged = read(box("moov"_cc,
+            {meta(Form::Plain,
+                {handler("mdta"_cc), leaf("keys"_cc, std::string_view("\0\0\0\0\0\0\0\x09", 8))})}));
+        EXPECT_FALSE(QTMetaData::add(damaged, QTMetaData::Form::QuickTime, {{"k", "v"}}));
+    }
+
+    TEST(QTMetaData, TextsThatAnItemCannotHoldAreRefused)
+    {
+        struct EncodingFact
+        {
+            Storage storage;
+            std::uint32_t type;
+            std::string text;
+            std::optional<std::string> bytes;
+            const char* why;
+        };
+        const EncodingFact facts[] = {
+            {Storage::UserData, 3, "caf\u00E9", "caf\x8E", "Mac Roman"},
+            {Storage::UserData, 3, "\u65E5", std::nullopt, "not in Mac Roman"},
+            {Storage::NamedKeys, 3, "caf\u00E9", std::nullopt, "under keys readers disagree on type 3"},
+            {Storage::NamedKeys, 3, "cafe", "cafe", "but not on ASCII"},
+            {Storage::ShortKeys, 2, "a\U0001F3A5", std::string("\0a\xD8\x3C\xDF\xA5", 6), "a surrogate pair"},
+            {Storage::UserData, 1, std::string(65'534, 'x'), std::nullopt, "the length is a 16-bit number"},
+            {Storage::NamedKeys, 1, std::string("a\0b", 3), std::nullopt, "readers end at the zero"},
+        };
+        for (const auto& fact : facts) {
+            QTMetaData::Item item;
+            item.storage = fact.storage;
+            item.dataType = fact.type;
+            const auto bytes = item.encode(fact.text);
+            ASSERT_EQ(bytes.has_value(), fact.bytes.has_value()) << fact.why;
+            if (bytes) {
+                EXPECT_EQ(*bytes, Bytes::copyOf(*fact.bytes)) << fact.why;
+            }
+        }
+        QTMetaData::Item nested;
+        nested.dataType = QTMetaData::kOtherText;
+        nested.value = leaf("abcd"_cc, "x").toBytes();
+        EXPECT_FALSE(nested.isText()) << "atoms";
+    }
+
     TEST(QTMetaData, RealFilesSayWhatTheirMakersWrote)
     {
         REELWRIGHT_NEEDS_CORPUS();
