@@ -130,6 +130,7 @@ public:
 
 private:
     friend class MovieSaver;
+    friend class SavePreview;
 
     [[nodiscard]] Result<void> checkEditable() const;
 

@@ -104,6 +104,16 @@ Bytes MediaSources::memory(std::uint64_t offset, std::uint64_t size) const
         static_cast<std::size_t>(offset - block->first), static_cast<std::size_t>(size));
 }
 
+std::shared_ptr<MediaSources> MediaSources::copyFor(std::shared_ptr<const MovieFile> own) const
+{
+    auto copy = std::make_shared<MediaSources>(std::move(own));
+    const std::lock_guard lock {m_mutex};
+    copy->m_files = m_files;
+    copy->m_memory = m_memory;
+    copy->m_memoryEnd = m_memoryEnd;
+    return copy;
+}
+
 void MediaSources::setOwn(std::shared_ptr<const MovieFile> own)
 {
     const std::lock_guard lock {m_mutex};

@@ -44,6 +44,9 @@ public:
     /// Bytes of media in memory at that offset, at most `size`; fewer at a block's end.
     [[nodiscard]] Bytes memory(std::uint64_t offset, std::uint64_t size) const;
 
+    /// The same sources with another own file; what is done to one is not done to the other.
+    [[nodiscard]] std::shared_ptr<MediaSources> copyFor(std::shared_ptr<const MovieFile> own) const;
+
     /// The own file after a save gave the movie another one.
     void setOwn(std::shared_ptr<const MovieFile> own);
 
