@@ -1,6 +1,7 @@
 #include "cli/EditArguments.h"
 
 #include "cli/Command.h"
+#include "edits/TrackEdits.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -12,11 +13,21 @@ namespace {
     constexpr auto kWhere = "Where the result goes";
     constexpr auto kHow = "How it is saved";
 
+    /// The fields of --track, as the help lists them.
+    std::string trackFieldHelp()
+    {
+        std::string text = "\nFields of --track SELECTOR:FIELD=VALUE:\n";
+        for (const auto& field : edits::trackFields())
+            text += fmt::format("  {:<28}  {}\n", fmt::format("{}={}", field.name, field.value), field.help);
+        return text;
+    }
+
 } // namespace
 
 void EditArguments::addTo(CLI::App& app)
 {
     m_app = &app;
+    app.footer(trackFieldHelp() + app.get_footer());
     for (const auto& group : editGroups())
         for (const auto& kind : group.kinds) {
             auto* added = *kind.value == '\0' ? app.add_flag(kind.option, kind.help)->disable_flag_override()

@@ -1,5 +1,6 @@
 #include "edits/EditCatalogue.h"
 
+#include "edits/InsertionEdits.h"
 #include "edits/QuickTasks.h"
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdits.h"
@@ -14,6 +15,7 @@ std::span<const EditGroup> editGroups()
     static const EditGroup kGroups[] = {
         {"Players and picture", edits::settingsKinds()},
         {"Tracks", edits::trackKinds()},
+        {"Tracks in and out", edits::insertionKinds()},
         {"Timecode", edits::timecodeKinds()},
         {"Quick tasks", edits::quickTaskKinds()},
     };

@@ -1,10 +1,14 @@
 #include "edits/TrackEdits.h"
 
+#include "movie/atoms/UserData.h"
 #include "support/KWLog.h"
 #include "times/KWTimecode.h"
 #include "tracks/KWQuickTime.h"
 
 #include <fmt/format.h>
+
+#include <charconv>
+#include <cmath>
 
 namespace reelwright::edits {
 namespace {
@@ -71,10 +75,82 @@ namespace {
             });
     }
 
+    /// The edit of a header field under the option as it was typed.
+    Result<Edit> typedAs(const std::string& option, Edit edit)
+    {
+        edit.option = option;
+        return edit;
+    }
+
+    Result<Edit> nameField(const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        if (!isValidUtf8(std::as_bytes(std::span {value})))
+            return wrongValue("--track SELECTOR:name", value, "a name in UTF-8");
+        return typedAs(option, setTrackName(tracks, std::string(value)));
+    }
+
+    Result<Edit> languageField(const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };
+        if (value.size() != 3 || !std::all_of(value.begin(), value.end(), isLetter))
+            return wrongValue("--track SELECTOR:language", value,
+                "the three letters of a language, such as eng, deu or und (ISO 639-2)");
+        unsigned code = 0;
+        for (const char letter : value)
+            code = code << 5U | static_cast<unsigned>(letter - 0x60);
+        return typedAs(option, setTrackLanguage(tracks, static_cast<std::uint16_t>(code)));
+    }
+
+    std::optional<double> numberBetween(double least, double most, std::string_view value)
+    {
+        double number = 0;
+        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+        const bool isWhole = error == std::errc {} && end == value.data() + value.size();
+        return isWhole && number >= least && number <= most ? std::optional(number) : std::nullopt;
+    }
+
+    std::int16_t fixed8(double value)
+    {
+        return static_cast<std::int16_t>(std::lround(value * 256));
+    }
+
+    Result<Edit> volumeField(const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        const auto volume = numberBetween(0, 127, value);
+        if (!volume)
+            return wrongValue("--track SELECTOR:volume", value, "a number from 0 (silent); 1 is full volume");
+        return typedAs(option, setTrackVolume(tracks, fixed8(*volume)));
+    }
+
+    Result<Edit> balanceField(const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        const auto balance = numberBetween(-1, 1, value);
+        if (!balance)
+            return wrongValue("--track SELECTOR:balance", value, "a number from -1 (left) to 1 (right)");
+        return typedAs(option, setTrackBalance(tracks, fixed8(*balance)));
+    }
+
+    template <Edit (*make)(const TrackSelector&, std::int16_t)>
+    Result<Edit> wholeNumberField(
+        const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        std::int16_t number = 0;
+        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+        if (error != std::errc {} || end != value.data() + value.size())
+            return wrongValue("--track", value, "a whole number from -32768 to 32767");
+        return typedAs(option, make(tracks, number));
+    }
+
     constexpr TrackField kFields[] = {
         {"enabled", "on|off", "whether it plays", enabledField},
         {"in", "TIMECODE", "where it starts in the movie", rangeField<RangeField::In>},
         {"duration", "TIMECODE", "how long it plays", rangeField<RangeField::Duration>},
+        {"name", "TEXT", "its own name; an empty one takes it away", nameField},
+        {"language", "LETTERS", "of its media: eng, deu, und (ISO 639-2)", languageField},
+        {"volume", "N", "of a sound track; 1 is full", volumeField},
+        {"balance", "N", "of a sound track, from -1 (left) to 1 (right)", balanceField},
+        {"layer", "N", "tracks of lower layers stand in front", wholeNumberField<setTrackLayer>},
+        {"group", "N", "of tracks of one group, one plays; 0 is none", wholeNumberField<setTrackGroup>},
     };
 
     constexpr auto kSelectorForms
@@ -130,9 +206,8 @@ namespace {
 
     constexpr EditKind kKinds[] = {
         {"--track", "SELECTOR:FIELD=VALUE",
-            "Change a track: enabled=on|off, in=TIMECODE (where it\nstarts in the movie) or "
-            "duration=TIMECODE; "
-            "see below",
+            "Change a track: enabled=on|off, in=TIMECODE (where it\nstarts in the movie), duration=TIMECODE "
+            "and more fields;\nsee below",
             single<track>},
         {"--remove-track", "SELECTOR", "Remove the tracks", single<removal>},
     };
@@ -177,6 +252,55 @@ Edit setTrackDuration(const TrackSelector& tracks, const QTTime& time)
     return makeEdit(fmt::format("--track {}:duration={}", tracks.text(), QTStringFromTime(time)),
         "Track Duration", fmt::format("Set duration of track {}", tracks.text()),
         [=](QTMovie& movie) { return setRangeField(movie, tracks, RangeField::Duration, time); });
+}
+
+namespace {
+
+    /// An edit of one field of the header of each selected track.
+    Edit headerEdit(const TrackSelector& tracks, const char* field, const std::string& value,
+        std::string undoName, std::function<Result<void>(const QTTrack&)> set)
+    {
+        return makeEdit(fmt::format("--track {}:{}={}", tracks.text(), field, value), std::move(undoName),
+            fmt::format("Set {} of track {} to {}", field, tracks.text(), value),
+            [=](QTMovie& movie) { return forSelected(movie, tracks, set); });
+    }
+
+} // namespace
+
+Edit setTrackName(const TrackSelector& tracks, const std::string& name)
+{
+    return headerEdit(
+        tracks, "name", name, "Track Name", [=](const QTTrack& track) { return track.setName(name); });
+}
+
+Edit setTrackLanguage(const TrackSelector& tracks, std::uint16_t language)
+{
+    return headerEdit(tracks, "language", std::to_string(language), "Track Language",
+        [=](const QTTrack& track) { return track.media().setLanguage(language); });
+}
+
+Edit setTrackVolume(const TrackSelector& tracks, std::int16_t volume)
+{
+    return headerEdit(tracks, "volume", fmt::format("{:g}", volume / 256.0), "Track Volume",
+        [=](const QTTrack& track) { return track.setVolume(volume); });
+}
+
+Edit setTrackBalance(const TrackSelector& tracks, std::int16_t balance)
+{
+    return headerEdit(tracks, "balance", fmt::format("{:g}", balance / 256.0), "Track Balance",
+        [=](const QTTrack& track) { return track.media().setBalance(balance); });
+}
+
+Edit setTrackLayer(const TrackSelector& tracks, std::int16_t layer)
+{
+    return headerEdit(tracks, "layer", std::to_string(layer), "Track Layer",
+        [=](const QTTrack& track) { return track.setLayer(layer); });
+}
+
+Edit setTrackGroup(const TrackSelector& tracks, std::int16_t group)
+{
+    return headerEdit(tracks, "group", std::to_string(group), "Alternate Group",
+        [=](const QTTrack& track) { return track.setAlternateGroup(group); });
 }
 
 Edit removeTrack(const TrackSelector& tracks)

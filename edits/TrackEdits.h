@@ -24,6 +24,16 @@ Edit setTrackEnabled(const TrackSelector& tracks, bool enabled);
 Edit setTrackIn(const TrackSelector& tracks, const QTTime& time);
 Edit setTrackDuration(const TrackSelector& tracks, const QTTime& time);
 
+/// The track's own name; an empty one takes it away.
+Edit setTrackName(const TrackSelector& tracks, const std::string& name);
+/// As MediaHeader has it.
+Edit setTrackLanguage(const TrackSelector& tracks, std::uint16_t language);
+/// 8.8 fixed point each: 256 is full volume, -256 left and 256 right.
+Edit setTrackVolume(const TrackSelector& tracks, std::int16_t volume);
+Edit setTrackBalance(const TrackSelector& tracks, std::int16_t balance);
+Edit setTrackLayer(const TrackSelector& tracks, std::int16_t layer);
+Edit setTrackGroup(const TrackSelector& tracks, std::int16_t group);
+
 /// Removes the tracks, and other tracks' references to them.
 Edit removeTrack(const TrackSelector& tracks);
 

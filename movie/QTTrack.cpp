@@ -142,6 +142,27 @@ Result<void> QTTrack::setEnabled(bool enabled) const
     return setHeader(changed);
 }
 
+Result<void> QTTrack::setVolume(std::int16_t volume) const
+{
+    auto changed = header();
+    changed.volume = volume;
+    return setHeader(changed);
+}
+
+Result<void> QTTrack::setLayer(std::int16_t layer) const
+{
+    auto changed = header();
+    changed.layer = layer;
+    return setHeader(changed);
+}
+
+Result<void> QTTrack::setAlternateGroup(std::int16_t group) const
+{
+    auto changed = header();
+    changed.alternateGroup = group;
+    return setHeader(changed);
+}
+
 std::uint64_t QTTrack::implicitDuration() const
 {
     const auto own = header().duration;
@@ -184,6 +205,11 @@ Result<void> QTTrack::setEditList(const EditList& list) const
     return {};
 }
 
+bool QTTrack::isEmptied(const std::vector<EditList::Edit>& edits) const
+{
+    return contentOf(edits) == edits.end() && media().sampleCount() == 0;
+}
+
 QTTimeRange QTTrack::range() const
 {
     const auto scale = timeScale();
@@ -194,7 +220,8 @@ QTTimeRange QTTrack::range() const
     if (!list) // a list that cannot be understood leaves the track header's word
         return {time(0), time(implicitDuration())};
     const auto& edits = list->edits;
-    const auto content = contentOf(edits);
+    // A track that was emptied keeps its length as a gap, which is not a late start of something.
+    const auto content = isEmptied(edits) ? edits.begin() : contentOf(edits);
     return {time(durationOf(edits.begin(), content)), time(durationOf(content, edits.end()))};
 }
 
@@ -213,6 +240,8 @@ Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
     RW_TRY(auto list, editList());
     auto& edits = list.edits;
     const auto before = edits;
+    if (isEmptied(edits))
+        edits.insert(edits.begin(), EditList::Edit {0, 0, 1 << 16});
     const auto gap = durationOf(edits.begin(), contentOf(edits));
     const auto present = durationOf(contentOf(edits), edits.end());
 
@@ -266,6 +295,19 @@ std::string QTTrack::name() const
     if (const auto zero = text.find('\0'); zero != std::string::npos)
         text.resize(zero);
     return text;
+}
+
+Result<void> QTTrack::setName(std::string_view name) const
+{
+    auto* trak = editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
+    if (name.empty()) {
+        userData::removeItem(*trak, "name"_cc);
+        return {};
+    }
+    userData::setItem(*trak, "name"_cc, Bytes::copyOf(name));
+    return {};
 }
 
 std::map<FourCC, std::vector<std::uint32_t>> QTTrack::references() const
@@ -361,6 +403,52 @@ QTTime QTMedia::duration() const
     const auto known = header().duration;
     const auto value = known == kUnknownDuration ? sampleTable().duration() : known;
     return {static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX)), timeScale()};
+}
+
+std::optional<std::int16_t> QTMedia::balance() const
+{
+    const auto* mdia = atom();
+    const auto* smhd = mdia ? mdia->find({"minf"_cc, "smhd"_cc}) : nullptr;
+    if (!smhd || smhd->head.size() < 6)
+        return std::nullopt;
+    ByteReader in {smhd->head.span()};
+    in.skip(4); // version, flags
+    return in.i16();
+}
+
+Result<void> QTMedia::setBalance(std::int16_t balance) const
+{
+    if (!this->balance())
+        return failure(MovieError::Code::Refused, fmt::format("track {}", m_track.trackID()),
+            "only sound has a balance");
+    auto* trak = m_track.editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_track.movie().fileName(), "the movie is not editable");
+    auto* minf = trak->edit({"mdia"_cc, "minf"_cc});
+    const auto before = minf->find("smhd"_cc)->head;
+    ByteWriter out;
+    out.bytes(before.slice(0, 4).span())
+        .u16(static_cast<std::uint16_t>(balance))
+        .bytes(before.slice(6).span());
+    minf->setLeaf("smhd"_cc, out.toBytes());
+    return {};
+}
+
+Result<void> QTMedia::setLanguage(std::uint16_t language) const
+{
+    const auto* mdia = atom();
+    const auto* mdhd = mdia ? mdia->find("mdhd"_cc) : nullptr;
+    auto header = mdhd ? MediaHeader::parse(mdhd->head)
+                       : failure(MovieError::Code::Corrupt, fmt::format("track {}", m_track.trackID()),
+                           "the track has no media header (mdhd)");
+    if (!header)
+        return tl::unexpected<MovieError>(std::move(header).error());
+    auto* trak = m_track.editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_track.movie().fileName(), "the movie is not editable");
+    header->language = language;
+    trak->edit("mdia"_cc)->setLeaf("mdhd"_cc, header->write());
+    return {};
 }
 
 SampleTable QTMedia::sampleTable() const

@@ -35,6 +35,12 @@ public:
     [[nodiscard]] bool isEnabled() const { return (header().flags & TrackHeader::kEnabled) != 0; }
     Result<void> setEnabled(bool enabled) const;
 
+    /// Fields of the track header: 8.8 fixed point, 256 is full; in front of others the lower one; of tracks
+    /// of one group, which is not 0, one plays.
+    Result<void> setVolume(std::int16_t volume) const;
+    Result<void> setLayer(std::int16_t layer) const;
+    Result<void> setAlternateGroup(std::int16_t group) const;
+
     /// QTTrackTimeScaleAttribute: the movie's time scale, in which tracks keep their edits.
     [[nodiscard]] std::int32_t timeScale() const { return m_movie->timeScale(); }
     /// QTTrackRangeAttribute: where in the movie the track plays: start (the leading empty edits) and
@@ -69,6 +75,8 @@ public:
 
     /// The track's own name: the `name` item of its user data, or the empty string.
     [[nodiscard]] std::string name() const;
+    /// An empty name takes the item away.
+    Result<void> setName(std::string_view name) const;
     /// IDs of the tracks that this one refers to, by kind of reference.
     [[nodiscard]] std::map<FourCC, std::vector<std::uint32_t>> references() const;
 
@@ -83,6 +91,8 @@ public:
 private:
     [[nodiscard]] const Atom* find() const;
     [[nodiscard]] std::uint64_t implicitDuration() const;
+    /// Are these edits the gap that is left of a track without media?
+    [[nodiscard]] bool isEmptied(const std::vector<EditList::Edit>& edits) const;
     Result<void> setHeader(const TrackHeader& header) const;
 
     QTMovie* m_movie;
@@ -107,6 +117,11 @@ public:
     [[nodiscard]] std::int32_t timeScale() const;
     /// QTMediaDurationAttribute.
     [[nodiscard]] QTTime duration() const;
+    /// Of a sound media (`smhd`): 8.8 fixed point, -256 left to 256 right; nothing for other media.
+    [[nodiscard]] std::optional<std::int16_t> balance() const;
+    Result<void> setBalance(std::int16_t balance) const;
+    /// As MediaHeader has it. Errors: Corrupt where there is no media header.
+    Result<void> setLanguage(std::uint16_t language) const;
     /// QTMediaSampleCountAttribute.
     [[nodiscard]] std::uint32_t sampleCount() const { return sampleTable().sampleCount(); }
     [[nodiscard]] SampleTable sampleTable() const;

@@ -85,6 +85,11 @@ Json trackJson(const TrackFacts& facts)
         {"channels", isSound ? Json(facts.channels) : Json {}},
         {"channelLabel", textOrNull(facts.channelLabel)},
         {"sampleRate", isSound ? number(facts.sampleRate) : Json {}},
+        {"language", textOrNull(facts.language)},
+        {"volume", isSound ? number(facts.volume) : Json {}},
+        {"balance", facts.balance ? number(*facts.balance) : Json {}},
+        {"layer", facts.layer},
+        {"alternateGroup", facts.alternateGroup},
         {"references", std::move(references)},
     };
     if (facts.mediaType == QTMediaTypeTimeCode)

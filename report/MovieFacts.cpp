@@ -108,6 +108,12 @@ namespace {
         const auto label = placed.record.audioChannelDescription().mChannelLabel;
         if (const auto name = KWQuickTime::friendlyAudioChannelLabel(label); name != "Unknown")
             facts.channelLabel = name;
+        const auto header = track.header();
+        facts.volume = header.volume / 256.0;
+        if (const auto balance = media.balance())
+            facts.balance = *balance / 256.0;
+        facts.layer = header.layer;
+        facts.alternateGroup = header.alternateGroup;
         facts.language = languageName(media.header().language);
         facts.references = track.references();
         facts.timecode = timecodeFacts(track);

@@ -56,6 +56,10 @@ struct TrackFacts
     Matrix matrix;
     std::uint32_t channels = 0;
     std::string channelLabel; ///< of the first channel, empty when it has none
+    double volume = 0; ///< 1 is full
+    std::optional<double> balance; ///< of sound: from -1, left, to 1, right
+    int layer = 0; ///< tracks of lower layers stand in front
+    int alternateGroup = 0; ///< of tracks of one group one plays; 0 is none
     std::string language; ///< of the media: "eng", "English"; empty when it is not said
     std::map<FourCC, std::vector<std::uint32_t>> references;
     std::optional<TimecodeFacts> timecode;

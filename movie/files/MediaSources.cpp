@@ -9,15 +9,25 @@ namespace reelwright {
 Result<std::shared_ptr<StorageFile>> MediaSources::open(const DataReference& reference)
 {
     const std::lock_guard lock {m_mutex};
+    for (const auto& path : reference.candidates)
+        if (const auto known = m_files.find(path); known != m_files.end()) {
+            const auto& [file, added] = known->second;
+            if (added) {
+                RW_TRY(const auto now, file->state());
+                if (now.size != added->size || now.modifiedNanos != added->modifiedNanos)
+                    return failure(MovieError::Code::Refused, path,
+                        "the file was changed after its media were added to the movie; undo that and add "
+                        "them again");
+            }
+            return file;
+        }
     if (!m_own)
         return failure(MovieError::Code::Refused, {}, "the movie has no file that could hold its media");
     if (reference.isSelf)
         return m_own->file;
     for (const auto& path : reference.candidates) {
-        if (const auto known = m_files.find(path); known != m_files.end())
-            return known->second;
         if (auto file = m_own->storage->open(path, Storage::Access::Read)) {
-            m_files.emplace(path, *file);
+            m_files.emplace(path, KnownFile {*file, std::nullopt});
             return *file;
         }
     }
@@ -26,6 +36,15 @@ Result<std::shared_ptr<StorageFile>> MediaSources::open(const DataReference& ref
             ? fmt::format(
                 "media lie in another file, which its {} reference does not name", reference.type.text())
             : fmt::format("the media file \"{}\" is missing; put it beside the movie", reference.name));
+}
+
+Result<void> MediaSources::addFile(const std::string& path, Storage& storage)
+{
+    RW_TRY(auto file, storage.open(path, Storage::Access::Read));
+    RW_TRY(const auto state, file->state());
+    const std::lock_guard lock {m_mutex};
+    m_files.insert_or_assign(path, KnownFile {std::move(file), state});
+    return {};
 }
 
 Result<Bytes> MediaSources::read(const DataReference& reference, std::uint64_t offset, std::uint64_t size)

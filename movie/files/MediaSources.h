@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -27,6 +28,9 @@ public:
 
     /// The file of a reference. Errors: Io when none of its paths can be opened, naming what is missing.
     Result<std::shared_ptr<StorageFile>> open(const DataReference& reference);
+    /// Keeps the file of a reference that an edit adds, as it is now: it can be read until the save whatever
+    /// becomes of its name. A file that is changed meanwhile is refused.
+    Result<void> addFile(const std::string& path, Storage& storage);
     /// `size` bytes of media of that reference.
     Result<Bytes> read(const DataReference& reference, std::uint64_t offset, std::uint64_t size);
     /// The same, for a few bytes that are asked for again and again: from the second time on they come from
@@ -57,7 +61,12 @@ private:
 
     mutable std::mutex m_mutex;
     std::shared_ptr<const MovieFile> m_own;
-    std::map<std::string, std::shared_ptr<StorageFile>> m_files;
+    struct KnownFile
+    {
+        std::shared_ptr<StorageFile> file;
+        std::optional<FileState> added; ///< of files that edits added: as it was then
+    };
+    std::map<std::string, KnownFile> m_files;
     std::map<std::uint64_t, Bytes> m_memory; ///< by offset
     std::uint64_t m_memoryEnd = kMemoryBase;
     std::map<Place, Result<Bytes>> m_kept;

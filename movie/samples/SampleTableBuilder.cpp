@@ -101,6 +101,50 @@ SampleTableBuilder SampleTableBuilder::continuing(const Atom& stbl)
     return builder;
 }
 
+Result<void> SampleTableBuilder::append(const SampleTableBuilder& other, std::uint32_t descriptionsBefore)
+{
+    constexpr std::size_t kMost = UINT32_MAX - 1;
+    if (kMost - sampleCount() < other.sampleCount() || kMost - m_chunks.size() < other.m_chunks.size())
+        return failure(MovieError::Code::Refused, {}, "a media cannot have more than 4 294 967 294 samples");
+    const auto join = [](auto& runs, const auto& more) {
+        for (const auto& run : more.runs)
+            runs.add(run.count, run.value);
+    };
+    join(m_durations, other.m_durations);
+    join(m_sizes, other.m_sizes);
+    join(m_offsets, other.m_offsets);
+    join(m_sync, other.m_sync);
+    join(m_dependencies, other.m_dependencies);
+    for (auto row : other.m_rows) {
+        row.firstChunk += static_cast<std::uint32_t>(m_chunks.size());
+        row.description += descriptionsBefore;
+        m_rows.push_back(row);
+    }
+    m_chunks.insert(m_chunks.end(), other.m_chunks.begin(), other.m_chunks.end());
+    m_duration += other.m_duration;
+    m_chunkPending = true;
+    m_wideOffsets = m_wideOffsets || other.m_wideOffsets;
+    m_keepDependencies = m_keepDependencies || other.m_keepDependencies;
+    return {};
+}
+
+Result<void> SampleTableBuilder::multiplyTimes(std::uint32_t factor)
+{
+    for (auto& run : m_durations.runs) {
+        if (run.value > UINT32_MAX / factor)
+            return failure(MovieError::Code::Refused, {}, "a sample's duration would not fit its table");
+        run.value *= factor;
+    }
+    for (auto& run : m_offsets.runs) {
+        const auto scaled = static_cast<std::int64_t>(run.value) * factor;
+        if (scaled > INT32_MAX || scaled < INT32_MIN)
+            return failure(MovieError::Code::Refused, {}, "a sample's time would not fit its table");
+        run.value = static_cast<std::int32_t>(scaled);
+    }
+    m_duration *= factor;
+    return {};
+}
+
 std::uint64_t SampleTableBuilder::compositionEnd() const
 {
     // Within a stretch of one duration and one offset the last sample ends last.

@@ -41,6 +41,11 @@ public:
     void beginChunk(std::uint64_t offset, std::uint32_t description);
     /// Adds samples alike to the chunk. Refused when a table cannot count them.
     Result<void> add(const Sample& sample, std::uint32_t count = 1);
+    /// Adds the samples of another table behind these; its first sample description becomes number
+    /// `descriptionsBefore` + 1. Refused when a table cannot count them.
+    Result<void> append(const SampleTableBuilder& other, std::uint32_t descriptionsBefore);
+    /// Multiplies all times, to count in a finer time scale. Refused when one does not fit 32 bits.
+    Result<void> multiplyTimes(std::uint32_t factor);
     /// Makes the last sample longer or shorter. Answers false, and changes nothing, when there is none or its
     /// duration would not be one.
     bool changeLastDuration(std::int64_t by);

@@ -1,5 +1,7 @@
 #include "movie/saving/MovieSaver.h"
 
+#include "movie/QTTrack.h"
+#include "movie/files/DataReference.h"
 #include "movie/files/MediaSources.h"
 #include "movie/saving/FlattenPlan.h"
 #include "movie/saving/InPlaceUpdate.h"
@@ -10,6 +12,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <set>
 #include <vector>
 
 namespace reelwright {
@@ -151,6 +154,27 @@ namespace {
         return present;
     }
 
+    /// The files that tracks of the movie refer to beside its own.
+    std::set<std::vector<std::string>> otherFiles(const QTMovie& movie)
+    {
+        std::set<std::vector<std::string>> files;
+        for (const auto& track : movie.tracks())
+            for (const auto& reference : track.media().dataReferences())
+                if (!reference.isSelf)
+                    files.insert(reference.candidates);
+        return files;
+    }
+
+    /// Did edits add media of other files? The movie would depend on them if only its header were saved.
+    bool hasAddedMedia(const QTMovie& movie)
+    {
+        if (!movie.isChanged())
+            return false;
+        const auto now = otherFiles(movie);
+        const auto before = now.empty() ? now : otherFiles(movie.asSaved());
+        return !std::ranges::includes(before, now);
+    }
+
 } // namespace
 
 Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule volumes)
@@ -165,6 +189,8 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         return refuse("the file is no movie file but was opened as one; it can be saved as a movie");
     if (movie.isFragmented())
         return refuse("the file is fragmented; it has to be flattened");
+    if (hasAddedMedia(movie))
+        return refuse("media of other files were added, which have to be copied into this one");
     switch (file->layout.ending) {
     case FileLayout::Ending::ToEnd:
         return refuse("the file ends in an atom without a size; it has to be flattened");
