@@ -25,10 +25,7 @@ namespace {
             const auto format
                 = description ? KWConformController::formatWithOwnRate(description->format()) : std::nullopt;
             if (format)
-                warnings.push_back(
-                    fmt::format("track {}: the sound will not follow: {} decoders go by the sample "
-                                "rate in the sound's own data",
-                        track.trackID(), *format));
+                warnings.push_back(KWConformController::ownRateWarning(track.trackID(), *format));
         }
         return warnings;
     }
@@ -144,6 +141,13 @@ std::optional<std::string> KWConformController::formatWithOwnRate(FourCC format)
     default:
         return std::nullopt;
     }
+}
+
+std::string KWConformController::ownRateWarning(std::uint32_t trackID, const std::string& format)
+{
+    return fmt::format(
+        "track {}: the sound will not follow: {} decoders go by the sample rate in the sound's own data",
+        trackID, format);
 }
 
 Result<KWConformController::Forecast> KWConformController::forecast(

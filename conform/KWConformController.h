@@ -61,6 +61,8 @@ public:
 
     /// Formats of sound whose decoder takes the sample rate from its own data: "AAC", or nothing.
     static std::optional<std::string> formatWithOwnRate(FourCC format);
+    /// The sentence that says so.
+    static std::string ownRateWarning(std::uint32_t trackID, const std::string& format);
 
 private:
     static Result<void> save(QTMovie& movie);
