@@ -1,5 +1,6 @@
 #include "movie/QTMovie.h"
 
+#include "movie/Apertures.h"
 #include "movie/QTTrack.h"
 #include "movie/TrackBuilder.h"
 #include "movie/atoms/ByteReader.h"
@@ -169,56 +170,6 @@ namespace {
         MovieHeader header;
         header.nextTrackID = 1;
         return header.write();
-    }
-
-    struct Pixels
-    {
-        double width = 0;
-        double height = 0;
-    };
-
-    /// A `clef`, `prof` or `enof` atom: version, flags, width and height in 16.16.
-    Atom apertureAtom(FourCC type, Pixels size)
-    {
-        const auto fixed = [](double pixels) {
-            return static_cast<std::uint32_t>(std::lround(std::clamp(pixels, 0.0, 65535.0) * 65536.0));
-        };
-        ByteWriter out;
-        out.u32(0).u32(fixed(size.width)).u32(fixed(size.height));
-        return Atom {type, out.toBytes()};
-    }
-
-    /// The three aperture sizes of a video description. Clean: the clean aperture at square pixels;
-    /// production: all encoded pixels at square pixels; encoded: the encoded pixels as they are.
-    std::optional<Atom> apertureDimensions(const SampleDescription& description)
-    {
-        const auto video = description.video();
-        if (!video || video->width == 0 || video->height == 0)
-            return std::nullopt;
-        double aspect = 1.0;
-        if (const auto pasp = description.extension(QTMediaTypeVideo, "pasp"_cc)) {
-            ByteReader in {pasp->span()};
-            const auto horizontal = in.u32();
-            const auto vertical = in.u32();
-            if (in.ok() && horizontal != 0 && vertical != 0)
-                aspect = static_cast<double>(horizontal) / vertical;
-        }
-        const Pixels encoded {static_cast<double>(video->width), static_cast<double>(video->height)};
-        Pixels clean = encoded;
-        if (const auto clap = description.extension(QTMediaTypeVideo, "clap"_cc)) {
-            ByteReader in {clap->span()};
-            const double widthN = in.u32();
-            const double widthD = in.u32();
-            const double heightN = in.u32();
-            const double heightD = in.u32();
-            if (in.ok() && widthD != 0 && heightD != 0)
-                clean = {widthN / widthD, heightN / heightD};
-        }
-        auto tapt = Atom::container("tapt"_cc);
-        tapt.append(apertureAtom("clef"_cc, {clean.width * aspect, clean.height}));
-        tapt.append(apertureAtom("prof"_cc, {encoded.width * aspect, encoded.height}));
-        tapt.append(apertureAtom("enof"_cc, encoded));
-        return tapt;
     }
 
     /// Damage in the tracks that edits and saves live with, but that a user should know of.
@@ -551,19 +502,19 @@ Result<void> QTMovie::generateApertureModeDimensions()
 {
     RW_CHECK(checkEditable());
     for (const auto& track : tracksOfMediaType(QTMediaTypeVideo)) {
-        const auto description = track.media().sampleDescription(1);
-        auto tapt = description ? apertureDimensions(*description) : std::nullopt;
-        if (!tapt)
-            continue;
-        auto* trak = track.editAtom();
-        if (const auto* old = trak->find("tapt"_cc)) {
-            if (old->writesSameAs(*tapt))
-                continue;
-            trak->remove("tapt"_cc);
-        }
-        // Behind the track header, where the dimensions are looked for first.
-        trak->insertBefore(trak->find("edts"_cc) ? "edts"_cc : "mdia"_cc, std::move(*tapt));
+        const bool follows = apertures::hasSizeOfAperture(track);
+        RW_CHECK(apertures::generate(track));
+        if (follows)
+            RW_CHECK(apertures::follow(track));
     }
+    return {};
+}
+
+Result<void> QTMovie::removeApertureModeDimensions()
+{
+    RW_CHECK(checkEditable());
+    for (const auto& track : tracks())
+        RW_CHECK(apertures::remove(track));
     return {};
 }
 

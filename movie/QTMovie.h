@@ -114,9 +114,12 @@ public:
     Result<void> setUserDataItem(FourCC type, Bytes payload, std::size_t index = 1);
     Result<void> removeUserDataItem(FourCC type, std::size_t index = 1);
 
-    /// Makes the aperture dimensions (`tapt`) of each video track from its clean aperture, pixel aspect ratio
-    /// and encoded size. QuickTime File Format, "Track Aperture Mode Dimensions Atoms".
+    /// Makes the aperture dimensions (`tapt`) of each video track anew from its clean aperture, pixel aspect
+    /// ratio and encoded size; see Apertures.h for the rules. A track whose size was one of those that its
+    /// apertures give then follows the aperture mode in force.
     Result<void> generateApertureModeDimensions();
+    /// Removes them from all tracks. The tracks' sizes stay.
+    Result<void> removeApertureModeDimensions();
     /// The aperture mode in force ('clas', 'clea', 'prod', 'enco'); zero while none was applied. Not stored
     /// by itself.
     [[nodiscard]] FourCC apertureMode() const { return m_apertureMode; }

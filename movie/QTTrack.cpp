@@ -284,6 +284,20 @@ Result<void> QTTrack::setMatrix(const Matrix& matrix) const
     return setHeader(changed);
 }
 
+QTSize QTTrack::size() const
+{
+    const auto track = header();
+    return {track.width / 65536.0, track.height / 65536.0};
+}
+
+Result<void> QTTrack::setSize(const QTSize& size) const
+{
+    auto changed = header();
+    changed.width = fixed16(size.width);
+    changed.height = fixed16(size.height);
+    return setHeader(changed);
+}
+
 std::string QTTrack::name() const
 {
     const auto* trak = find();
@@ -472,6 +486,19 @@ std::optional<SampleDescription> QTMedia::sampleDescription(std::size_t index) c
     if (!stsd || index == 0 || index > stsd->children.size())
         return std::nullopt;
     return SampleDescription {*stsd->children[index - 1]};
+}
+
+Result<void> QTMedia::setSampleDescription(std::size_t index, Atom entry) const
+{
+    auto* trak = m_track.editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, m_track.movie().fileName(), "the movie is not editable");
+    auto* stsd = trak->edit({"mdia"_cc, "minf"_cc, "stbl"_cc, "stsd"_cc});
+    if (!stsd || index == 0 || index > stsd->children.size())
+        return failure(MovieError::Code::Corrupt, fmt::format("track {}", m_track.trackID()),
+            "the track has no sample description");
+    stsd->children[index - 1] = Cow<Atom>(std::move(entry));
+    return {};
 }
 
 std::vector<DataReference> QTMedia::dataReferences() const

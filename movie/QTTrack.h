@@ -21,6 +21,8 @@ public:
 
     [[nodiscard]] bool isValid() const { return find() != nullptr; }
     [[nodiscard]] const QTMovie& movie() const { return *m_movie; }
+    /// For operations that are given a track and change its movie.
+    [[nodiscard]] QTMovie& editMovie() const { return *m_movie; }
     /// The `trak` atom. The view must be valid.
     [[nodiscard]] const Atom& atom() const;
     /// For changing; null when the movie is not editable or the track is gone.
@@ -72,6 +74,9 @@ public:
     [[nodiscard]] QTRect bounds() const;
     [[nodiscard]] Matrix matrix() const { return header().matrix; }
     Result<void> setMatrix(const Matrix& matrix) const;
+    /// Size of the picture before the matrix, in pixels (the track header's width and height).
+    [[nodiscard]] QTSize size() const;
+    Result<void> setSize(const QTSize& size) const;
 
     /// The track's own name: the `name` item of its user data, or the empty string.
     [[nodiscard]] std::string name() const;
@@ -128,6 +133,9 @@ public:
     [[nodiscard]] std::size_t sampleDescriptionCount() const;
     /// 1-based. Borrows the movie's header: read it before the next edit.
     [[nodiscard]] std::optional<SampleDescription> sampleDescription(std::size_t index) const;
+    /// Puts an entry in the place of that one. Errors: Refused when the movie is not editable; Corrupt when
+    /// there is no such entry.
+    Result<void> setSampleDescription(std::size_t index, Atom entry) const;
     [[nodiscard]] std::vector<struct DataReference> dataReferences() const;
     /// Packing of constant-rate sound under a description (1-based), nothing for other media.
     [[nodiscard]] SoundPacking soundPacking(std::size_t descriptionIndex) const;

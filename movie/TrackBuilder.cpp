@@ -1,18 +1,11 @@
 #include "movie/TrackBuilder.h"
 
-#include <algorithm>
-#include <cmath>
 #include <string_view>
 
 namespace reelwright {
 namespace {
 
     using Family = NewTrack::Family;
-
-    std::uint32_t fixed16(double value)
-    {
-        return static_cast<std::uint32_t>(std::lround(std::clamp(value, 0.0, 65535.0) * 65536.0));
-    }
 
     std::string_view handlerName(FourCC mediaType)
     {

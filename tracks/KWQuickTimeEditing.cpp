@@ -134,14 +134,17 @@ FourCC KWQuickTimeEditing::apertureModeForMovie(QTMovie& movie)
 
 Result<void> KWQuickTimeEditing::setApertureMode(FourCC mode, QTMovie& movie)
 {
+    const auto previous = movie.apertureMode();
+    movie.setApertureMode(mode); // the dimensions and the tracks' sizes follow it
     const auto store = [&]() -> Result<void> {
         const EditableScope scope {movie};
         RW_CHECK(movie.generateApertureModeDimensions());
         return setCodeSetting(movie, kApertureMode, mode);
     };
-    RW_CHECK(reported(store(), "aperture mode"));
-    movie.setApertureMode(mode);
-    return {};
+    auto done = reported(store(), "aperture mode");
+    if (!done)
+        movie.setApertureMode(previous);
+    return done;
 }
 
 Result<void> KWQuickTimeEditing::rotateMovieLeft(QTMovie& movie)

@@ -1,5 +1,8 @@
 #include "movie/atoms/HeaderAtoms.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace reelwright {
 namespace {
 
@@ -79,6 +82,11 @@ namespace {
     }
 
 } // namespace
+
+std::uint32_t fixed16(double pixels)
+{
+    return static_cast<std::uint32_t>(std::lround(std::clamp(pixels, 0.0, 65535.0) * 65536.0));
+}
 
 Result<MovieHeader> MovieHeader::parse(const Bytes& payload)
 {

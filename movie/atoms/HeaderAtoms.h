@@ -12,6 +12,9 @@ namespace reelwright {
 /// A duration field of all ones: not known. Held as 64 bits whatever the version of the atom.
 constexpr std::uint64_t kUnknownDuration = UINT64_MAX;
 
+/// Pixels as the headers have them: 16.16 fixed point, cut to what fits.
+std::uint32_t fixed16(double pixels);
+
 /// Movie header (`mvhd`, ISO/IEC 14496-12 8.2.2; QuickTime File Format "Movie Header Atoms").
 /// Times are seconds since 1904-01-01 UTC. `parse` takes the payload; `write` gives a payload, in version 1
 /// only when the atom had it or a value needs it. Bytes behind the known fields are kept.

@@ -227,4 +227,69 @@ std::optional<Bytes> SampleDescription::extension(FourCC mediaType, FourCC type)
     return std::nullopt;
 }
 
+std::optional<PixelAspectRatio> SampleDescription::pixelAspectRatio() const
+{
+    const auto payload = extension("vide"_cc, "pasp"_cc);
+    if (!payload)
+        return std::nullopt;
+    ByteReader in {payload->span()};
+    const PixelAspectRatio ratio {in.u32(), in.u32()};
+    return in.ok() ? std::optional(ratio) : std::nullopt;
+}
+
+std::optional<CleanAperture> SampleDescription::cleanAperture() const
+{
+    const auto payload = extension("vide"_cc, "clap"_cc);
+    if (!payload)
+        return std::nullopt;
+    ByteReader in {payload->span()};
+    const CleanAperture clean {
+        in.u32(), in.u32(), in.u32(), in.u32(), in.i32(), in.u32(), in.i32(), in.u32()};
+    return in.ok() ? std::optional(clean) : std::nullopt;
+}
+
+std::optional<std::uint32_t> SampleDescription::gamma() const
+{
+    const auto payload = extension("vide"_cc, "gama"_cc);
+    if (!payload || payload->size() < 4)
+        return std::nullopt;
+    return ByteReader {payload->span()}.u32();
+}
+
+std::optional<ColorParameters> SampleDescription::color() const
+{
+    for (const auto& atom : extensions("vide"_cc)) {
+        ByteReader in {atom.head.span()};
+        const auto kind = in.fourCC();
+        if (atom.type != "colr"_cc || (kind != "nclc"_cc && kind != "nclx"_cc))
+            continue;
+        ColorParameters color {in.u16(), in.u16(), in.u16()};
+        if (!in.ok())
+            continue;
+        if (kind == "nclx"_cc && in.left() >= 1)
+            color.fullRange = (in.u8() & 0x80U) != 0;
+        return color;
+    }
+    return std::nullopt;
+}
+
+std::optional<Bytes> SampleDescription::colorProfile() const
+{
+    for (const auto& atom : extensions("vide"_cc)) {
+        const auto kind = ByteReader {atom.head.span()}.fourCC();
+        if (atom.type == "colr"_cc && (kind == "prof"_cc || kind == "rICC"_cc))
+            return atom.head.slice(4);
+    }
+    return std::nullopt;
+}
+
+std::optional<FieldLayout> SampleDescription::fieldLayout() const
+{
+    const auto payload = extension("vide"_cc, "fiel"_cc);
+    if (!payload || payload->size() < 2)
+        return std::nullopt;
+    ByteReader in {payload->span()};
+    return FieldLayout {in.u8(), in.u8()};
+}
+
 } // namespace reelwright

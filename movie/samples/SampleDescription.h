@@ -42,6 +42,50 @@ struct VideoDescription
     std::string compressorName;
 };
 
+/// Shape of a pixel (`pasp`): horizontal : vertical spacing.
+struct PixelAspectRatio
+{
+    std::uint32_t horizontal = 0;
+    std::uint32_t vertical = 0;
+    bool operator==(const PixelAspectRatio&) const = default;
+};
+
+/// Clean aperture (`clap`): size and offset of its centre from the picture's, as fractions of pixels.
+struct CleanAperture
+{
+    std::uint32_t widthN = 0;
+    std::uint32_t widthD = 0;
+    std::uint32_t heightN = 0;
+    std::uint32_t heightD = 0;
+    std::int32_t horizontalOffsetN = 0;
+    std::uint32_t horizontalOffsetD = 0;
+    std::int32_t verticalOffsetN = 0;
+    std::uint32_t verticalOffsetD = 0;
+
+    [[nodiscard]] bool isDefined() const { return widthD != 0 && heightD != 0; }
+    [[nodiscard]] double width() const { return static_cast<double>(widthN) / widthD; }
+    [[nodiscard]] double height() const { return static_cast<double>(heightN) / heightD; }
+};
+
+/// Color parameters (`colr` of type 'nclc', or 'nclx' with its range); the codes are those of
+/// ISO/IEC 23091-2.
+struct ColorParameters
+{
+    std::uint16_t primaries = 0;
+    std::uint16_t transfer = 0;
+    std::uint16_t matrix = 0;
+    std::optional<bool> fullRange {}; ///< said by 'nclx' only
+    bool operator==(const ColorParameters&) const = default;
+};
+
+/// Field layout (`fiel`): 1 progressive, 2 interlaced, and the order of the fields.
+struct FieldLayout
+{
+    std::uint8_t count = 0;
+    std::uint8_t detail = 0;
+    bool operator==(const FieldLayout&) const = default;
+};
+
 /// The timecode definition of a timecode description.
 struct TimecodeDefinition
 {
@@ -88,9 +132,18 @@ public:
     /// All extension atoms, in order.
     [[nodiscard]] std::vector<Atom> extensions(FourCC mediaType) const;
 
-private:
+    /// Extensions of a video description; nothing where there is none or it is too short.
+    [[nodiscard]] std::optional<PixelAspectRatio> pixelAspectRatio() const;
+    [[nodiscard]] std::optional<CleanAperture> cleanAperture() const;
+    [[nodiscard]] std::optional<std::uint32_t> gamma() const; ///< `gama`, 16.16 fixed point
+    [[nodiscard]] std::optional<ColorParameters> color() const;
+    [[nodiscard]] std::optional<Bytes> colorProfile() const; ///< `colr` of type 'prof' (or 'rICC')
+    [[nodiscard]] std::optional<FieldLayout> fieldLayout() const;
+
+    /// Where the extension atoms begin in the entry's payload; behind its end in one that is too short.
     [[nodiscard]] std::size_t extensionsOffset(FourCC mediaType) const;
 
+private:
     const Atom* m_entry;
 };
 
