@@ -1,6 +1,7 @@
 #include "cli/AtomsCommand.h"
 #include "cli/Command.h"
 #include "cli/EditCommand.h"
+#include "cli/ExportCommands.h"
 #include "cli/HelpTexts.h"
 #include "cli/ReadCommands.h"
 #include "cli/TasksCommand.h"
@@ -24,6 +25,10 @@ namespace {
         {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
             make<AtomsCommand>},
         {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},
+        {"export", "Write movies in other formats", help::kExportFooter, FilesUse::Optional,
+            make<ExportCommand>},
+        {"frame", "Write single pictures, a series of them, or a sheet", help::kFrameFooter, FilesUse::Needed,
+            make<FrameCommand>},
         {"tasks", "List the quick tasks that \"edit --task\" knows", help::kTasksFooter, FilesUse::None,
             make<TasksCommand>},
     };

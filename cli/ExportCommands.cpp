@@ -31,7 +31,8 @@ namespace {
         const std::string typed {isLabel ? text.substr(kLabel.size()) : text};
         if (typed.find_first_of("0123456789") == std::string::npos
             || typed.find_first_not_of("0123456789:;.,") != std::string::npos)
-            return refusal(fmt::format("\"{}\" is no timecode such as 00:00:10:00, or 10. for ten seconds", text));
+            return refusal(
+                fmt::format("\"{}\" is no timecode such as 00:00:10:00, or 10. for ten seconds", text));
         if (isLabel)
             return KWQuickTime::qtTimeFromTimecode(typed, movie);
         const auto time = QTTimeFromString(KWQuickTime::qtTimeStringFromFormatString(
@@ -85,7 +86,8 @@ namespace {
             return failure(MovieError::Code::Refused, path, "the file exists; --overwrite replaces it");
         const auto hidden = path + ".new";
         std::ofstream out {hidden, std::ios::binary | std::ios::trunc};
-        out.write(reinterpret_cast<const char*>(image.span().data()), static_cast<std::streamsize>(image.size()));
+        out.write(
+            reinterpret_cast<const char*>(image.span().data()), static_cast<std::streamsize>(image.size()));
         out.close();
         std::error_code error;
         if (out)
@@ -119,12 +121,15 @@ namespace {
 void ExportCommand::addOptions(CLI::App& app)
 {
     app.add_flag("--list", m_list, "Print the formats that this machine can write");
-    app.add_option("--format", m_format, "The format, by its name in the list (\"H.264 (MP4)\")")->option_text("NAME");
+    app.add_option("--format", m_format, "The format, by its name in the list (\"H.264 (MP4)\")")
+        ->option_text("NAME");
     app.add_option("--settings", m_settings,
-           "A JSON object: quality, videoBitRate, audioBitRate, width,\nheight, frameRate, channels, sampleRate, "
+           "A JSON object: quality, videoBitRate, audioBitRate, width,\nheight, frameRate, channels, "
+           "sampleRate, "
            "video, audio")
         ->option_text("JSON");
-    app.add_option("--range", m_range, "Only from IN to before OUT (timecodes, or tc: and labels)")->option_text("IN-OUT");
+    app.add_option("--range", m_range, "Only from IN to before OUT (timecodes, or tc: and labels)")
+        ->option_text("IN-OUT");
     app.add_option("-o,--output", m_output, "Write to OUT (one file)")->option_text("OUT");
     app.add_option("--output-dir", m_folder, "Write into DIR")->option_text("DIR");
     app.add_flag("--overwrite", m_overwrite, "May replace a file that exists");
@@ -135,12 +140,14 @@ void ExportCommand::check()
     if (m_output && m_folder)
         throwUsageError("only one of --output-dir and -o can be given");
     if (!MovieExport::formatNamed(m_format))
-        throwUsageError(fmt::format("there is no format \"{}\"; \"reelwright-cli export --list\" names them", m_format));
+        throwUsageError(
+            fmt::format("there is no format \"{}\"; \"reelwright-cli export --list\" names them", m_format));
     if (m_settings)
         if (const auto choices = ExportChoices::parse(asTyped(*m_settings)); !choices)
             throwUsageError("--settings: " + choices.error().detail);
     if (m_range && m_range->find('-') == std::string::npos)
-        throwUsageError(fmt::format("--range takes IN-OUT such as 00:00:10:00-00:00:20:00, not \"{}\"", *m_range));
+        throwUsageError(
+            fmt::format("--range takes IN-OUT such as 00:00:10:00-00:00:20:00, not \"{}\"", *m_range));
 }
 
 int ExportCommand::list(const Invocation& invocation) const
@@ -152,14 +159,16 @@ int ExportCommand::list(const Invocation& invocation) const
     }
     ResultWriter writer {invocation.console, invocation.format, 1};
     if (writer.wantsText()) {
-        TextTable table {{"Format", "Extension", "What it is"}};
+        TextTable table;
+        table.addRow({"Format", "Extension", "What it is"});
         for (const auto* format : *formats)
             table.addRow({format->name, format->extension, format->description});
         writer.addText(0, table.text());
     } else {
         Json json = Json::array();
         for (const auto* format : *formats)
-            json.push_back({{"name", format->name}, {"extension", format->extension}, {"description", format->description}});
+            json.push_back({{"name", format->name}, {"extension", format->extension},
+                {"description", format->description}});
         writer.addJson(0, {{"formats", json}});
     }
     writer.finish();
@@ -171,7 +180,10 @@ int ExportCommand::run(const Invocation& invocation)
     if (m_list)
         return list(invocation);
     if (invocation.files.empty() || (m_output && invocation.files.size() != 1)) {
-        invocation.console.message({}, invocation.files.empty() ? "no file is named" : "-o names the output of one file; give exactly one, or use --output-dir");
+        invocation.console.message({},
+            invocation.files.empty()
+                ? "no file is named"
+                : "-o names the output of one file; give exactly one, or use --output-dir");
         return exitStatus::kWrongUsage;
     }
     return eachFile(invocation, [&](const std::string& file) -> Result<Json> {
@@ -205,10 +217,13 @@ int ExportCommand::run(const Invocation& invocation)
 
 void FrameCommand::addOptions(CLI::App& app)
 {
-    app.add_option("--at", m_at, "The picture at this timecode (tc: and a label of the\ntimecode track); the first one without")
+    app.add_option("--at", m_at,
+           "The picture at this timecode (tc: and a label of the\ntimecode track); the first one without")
         ->option_text("TIMECODE");
-    app.add_option("--every", m_every, "A picture each time so much has gone by, numbered")->option_text("TIMECODE");
-    app.add_option("--sheet", m_sheet, "One PNG of small pictures with timecodes")->option_text("COLUMNSxROWS");
+    app.add_option("--every", m_every, "A picture each time so much has gone by, numbered")
+        ->option_text("TIMECODE");
+    app.add_option("--sheet", m_sheet, "One PNG of small pictures with timecodes")
+        ->option_text("COLUMNSxROWS");
     app.add_option("-o,--output", m_output, "The image file: .png .jpg .tif .bmp")->option_text("OUT");
     app.add_flag("--overwrite", m_overwrite, "May replace a file that exists");
 }
@@ -237,11 +252,14 @@ void FrameCommand::check()
     if ((m_at ? 1 : 0) + (m_every ? 1 : 0) + (m_sheet ? 1 : 0) > 1)
         throwUsageError("only one of --at, --every and --sheet can be given");
     if (m_sheet && !parsedGrid(*m_sheet))
-        throwUsageError(fmt::format("--sheet takes COLUMNSxROWS such as 5x4 (at most 50x50), not \"{}\"", *m_sheet));
+        throwUsageError(
+            fmt::format("--sheet takes COLUMNSxROWS such as 5x4 (at most 50x50), not \"{}\"", *m_sheet));
     if (m_output) {
         const auto extension = lowerExtension(*m_output);
-        if (extension != "png" && (m_sheet || (extension != "jpg" && extension != "tif" && extension != "bmp")))
-            throwUsageError(m_sheet ? "a sheet is a .png file" : "the output ends in .png, .jpg, .tif or .bmp");
+        if (extension != "png"
+            && (m_sheet || (extension != "jpg" && extension != "tif" && extension != "bmp")))
+            throwUsageError(
+                m_sheet ? "a sheet is a .png file" : "the output ends in .png, .jpg, .tif or .bmp");
     }
 }
 
@@ -254,12 +272,14 @@ int FrameCommand::run(const Invocation& invocation)
     return eachFile(invocation, [&](const std::string& file) -> Result<Json> {
         RW_TRY(const auto movie, QTMovie::open(file));
         const std::filesystem::path source = file;
-        const auto output = m_output ? asTyped(*m_output) : (source.parent_path() / (source.stem().string() + ".png")).string();
+        const auto output = m_output ? asTyped(*m_output)
+                                     : (source.parent_path() / (source.stem().string() + ".png")).string();
         Json outputs = Json::array();
         if (m_sheet) {
             const auto [columns, rows] = *parsedGrid(*m_sheet);
-            RW_TRY(const auto image, FrameExport::sheet(movie, columns, rows,
-                                        [&](const QTTime& time) { return labelAt(movie, time); }));
+            RW_TRY(const auto image, FrameExport::sheet(movie, columns, rows, [&](const QTTime& time) {
+                return labelAt(movie, time);
+            }));
             RW_CHECK(writeImage(output, image, m_overwrite));
             outputs.push_back(output);
             return Json {{"outputs", outputs}};
@@ -270,7 +290,8 @@ int FrameCommand::run(const Invocation& invocation)
             constexpr std::size_t kMost = 100'000;
             if (step.value <= 0)
                 return refusal("--every takes a time that is longer than nothing");
-            for (QTTime time {0, movie.timeScale()}; time < movie.duration() && times.size() < kMost; time = time + step)
+            for (QTTime time {0, movie.timeScale()}; time < movie.duration() && times.size() < kMost;
+                 time = time + step)
                 times.push_back(time);
         } else {
             QTTime time {0, movie.timeScale()};
@@ -283,16 +304,15 @@ int FrameCommand::run(const Invocation& invocation)
             times.push_back(time);
         }
         const std::filesystem::path target = output;
-        RW_CHECK(FrameExport::images(movie, times, lowerExtension(output),
-            [&](std::size_t index, const Bytes& image) -> Result<void> {
-                invocation.console.progress(file, static_cast<double>(index) / static_cast<double>(times.size()));
-                const auto path = m_every
-                    ? (target.parent_path() / fmt::format("{}-{:06}{}", target.stem().string(), index + 1, target.extension().string())).string()
-                    : output;
-                RW_CHECK(writeImage(path, image, m_overwrite));
-                outputs.push_back(path);
-                return {};
-            }));
+        const auto take = [&](std::size_t index, const Bytes& image) -> Result<void> {
+            invocation.console.progress(file, static_cast<double>(index) / static_cast<double>(times.size()));
+            const auto numbered
+                = fmt::format("{}-{:06}{}", target.stem().string(), index + 1, target.extension().string());
+            const auto path = m_every ? (target.parent_path() / numbered).string() : output;
+            outputs.push_back(path);
+            return writeImage(path, image, m_overwrite);
+        };
+        RW_CHECK(FrameExport::images(movie, times, lowerExtension(output), take));
         return Json {{"outputs", outputs}};
     });
 }

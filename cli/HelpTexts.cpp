@@ -143,4 +143,34 @@ Examples:
 
 Exit status: 0 done, 2 wrong usage.)";
 
+const char* const kExportFooter = R"help(
+What is exported is the movie as it plays: its enabled tracks, edit lists and turns, with the timecode, and the texts of
+its metadata where the format has a place for them. Each enabled sound track becomes one; formats with one sound mix them.
+Without -o or --output-dir the result lies beside the movie, under its name with the format's extension; image sequences
+are numbered files in a folder. An export takes its name when it is complete; of one that fails nothing stays.
+
+Examples:
+  reelwright-cli export --list
+  reelwright-cli export --format "ProRes 422 HQ" -o master.mov clip.mov
+  reelwright-cli export --format "H.264 (MP4)" --settings '{"width": 1280, "height": 720, "quality": 23}' clip.mov
+  reelwright-cli export --format "Same Media (MP4)" --range 00:00:10:00-00:00:20:00 clip.mov
+
+JSON: file, outputs [paths], format, error.
+
+Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage.)help";
+
+const char* const kFrameFooter = R"(
+Pictures are written at the movie's natural size, turned and in square pixels as a player shows them; with 16 bits a
+colour in PNG and TIFF files where the movie has more than eight. TIMECODE is counted from the movie's first frame;
+tc:01:00:10:00 names the label of its timecode track.
+
+Examples:
+  reelwright-cli frame --at 00:00:10:00 -o still.png clip.mov
+  reelwright-cli frame --every 10. -o stills.jpg clip.mov          stills-000001.jpg, ...
+  reelwright-cli frame --sheet 5x4 -o sheet.png clip.mov
+
+JSON: file, outputs [paths], error.
+
+Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage.)";
+
 } // namespace reelwright::cli::help

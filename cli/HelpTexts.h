@@ -11,6 +11,8 @@ extern const char* const kTimecodeFooter;
 extern const char* const kAtomsFooter;
 extern const char* const kEdit;
 extern const char* const kEditFooter;
+extern const char* const kExportFooter;
+extern const char* const kFrameFooter;
 extern const char* const kTasksFooter;
 
 } // namespace reelwright::cli::help
