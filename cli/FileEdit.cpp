@@ -120,7 +120,7 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     result.warnings = warningTexts(movie);
 
     const auto original = movie;
-    RW_CHECK(m_options.plan.apply(movie));
+    RW_CHECK(m_options.plan.apply(movie, &result.warnings));
     const bool isChanged = movie.isChanged();
     if (isChanged) {
         result.changes = changesBetween(MovieFacts::of(original), MovieFacts::of(movie));

@@ -86,13 +86,17 @@ Selectors (for --track):
   v1 a2 tc1 ...  a kind and its place: v video, a audio, tc timecode, tx text, sp sprite, cc captions
   'a*'           all tracks of a kind      '*'  all tracks      ("reelwright-cli tracks" lists them)
 
-Timecodes are hours:minutes:seconds:frames at the frame rate of the first video track. Digits fill them from the right,
-and a period at the end stands for a pair of zeros: 12 is twelve frames, 10. ten seconds, 1.. one minute.
+Timecodes are hours:minutes:seconds:frames at the frame rate of the first video track, two digits a field. Digits alone
+fill them from the right, and a period at the end stands for a pair of zeros: 12 is twelve frames, 10. ten seconds, 1..
+one minute. Times of tracks may also be 10.5s, 250f, 00:00:10.500, 3003/3000 (seconds) or tc:01:00:00:00 (where the
+timecode track shows that label); with + or - before it a time moves the present one.
 
 The timecode track (one for all timecode options, at the place of the first of them):
   --timecode, --counter and --timecode-from give its start; a movie without the track gets it, but not an mp4 or m4v
-  file. Flags that are not given are off, or what the source of the start has; the reel stays unless --reel is given
-  (--reel "" takes it away). Without a start the one that is there stays, with its flags. A ";" means drop frame.
+  file. What no option names stays as it is, byte for byte: --reel alone changes the reel's name and nothing else, with
+  a start reel and flags stay, but for drop frame, which a ";" in the timecode switches on and its absence off. Drop
+  frame exists at 29.97, 59.94 and 119.88 frames a second. --reel "" takes the reel away. --timecode-offset moves every
+  timecode of the track and keeps its breaks. --timecode-track tc2 begins the options of another track.
   Sources:
     creation, file    the movie's own creation time, that of the file: the local time of day
     now               the time of day, one for all files
@@ -100,6 +104,8 @@ The timecode track (one for all timecode options, at the place of the first of t
     thm:PATH          the time of recording of a still (EXIF DateTimeOriginal)
     thm-folder:DIR    that of the still NAME.THM in this folder
     movies:DIR        start, flags and reel of the movie of the same name in this folder
+  A start from udta or movies: must be a timecode that exists at this movie's rate; the label is taken, also from a movie
+  of another rate, and refused where there is none.
 
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A

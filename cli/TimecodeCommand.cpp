@@ -1,86 +1,23 @@
 #include "cli/TimecodeCommand.h"
 
 #include "cli/FileReports.h"
+#include "movie/FrameRate.h"
+#include "movie/samples/FrameTimes.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "report/MovieFacts.h"
 #include "report/Printable.h"
 #include "report/TextTable.h"
-#include "support/Text.h"
-#include "times/KWTimecode.h"
 #include "tracks/TrackPlaces.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
 namespace reelwright::cli {
 namespace {
 
     __extension__ using Wide = __int128;
-
-    constexpr std::int64_t kMostUnits = std::int64_t {1} << 53U; // far beyond any movie, and safe to multiply
-
-    std::optional<std::int64_t> wholeNumber(std::string_view text, std::int64_t most)
-    {
-        std::int64_t number = 0;
-        const auto* end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, number);
-        if (error != std::errc {} || stop != end || number < 0 || number > most)
-            return std::nullopt;
-        return number;
-    }
-
-    /// The frames of a movie as a user counts them: those of the first video track, at their average rate.
-    struct FrameClock
-    {
-        std::int64_t frames = 0; ///< as many
-        QTTime last; ///< as last so long
-
-        static FrameClock ofPicture(const QTMovie& movie)
-        {
-            const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
-            if (video.empty())
-                return {};
-            const auto media = video.front().media();
-            const auto duration = media.duration();
-            if (media.sampleCount() == 0 || duration.value <= 0 || duration.scale <= 0)
-                return {};
-            return {media.sampleCount(), duration};
-        }
-
-        /// In a movie without a picture the timecode's own frames count.
-        static FrameClock ofTimecode(const TimecodeDefinition& definition)
-        {
-            if (definition.timeScale > INT32_MAX || definition.timeScale == 0
-                || definition.frameDuration == 0)
-                return {};
-            return {1, {definition.frameDuration, static_cast<std::int32_t>(definition.timeScale)}};
-        }
-
-        [[nodiscard]] bool isRunning() const { return frames != 0; }
-
-        /// When the frame begins; rounded up to the next unit, so that it never falls before the frame.
-        [[nodiscard]] QTTime timeOf(std::int64_t frame) const
-        {
-            if (!isRunning())
-                return {0, 1};
-            const Wide units = (static_cast<Wide>(frame) * last.value + frames - 1) / frames;
-            return {static_cast<std::int64_t>(std::min<Wide>(units, kMostUnits)), last.scale};
-        }
-
-        /// Number of frames in a duration.
-        [[nodiscard]] std::int64_t framesIn(const QTTime& duration) const
-        {
-            const Wide divisor = static_cast<Wide>(duration.scale) * last.value;
-            if (divisor <= 0)
-                return 0;
-            const Wide units = static_cast<Wide>(std::min(duration.value, kMostUnits)) * last.scale;
-            const Wide count = (units * frames * 2 + divisor) / (divisor * 2);
-            return static_cast<std::int64_t>(std::min<Wide>(count, kMostUnits));
-        }
-    };
 
     /// The timecode at one time.
     struct Moment
@@ -106,33 +43,44 @@ namespace {
     }
 
     /// When the movie's last frame begins, or the track ends where that is earlier.
-    QTTime lastTime(const QTTrack& track, const FrameClock& picture)
+    QTTime lastTime(const QTTrack& track, const FrameTimes& picture)
     {
-        const auto& movie = track.movie();
         const auto range = track.range();
         auto end = range.time + range.duration;
         if (end.value > 0)
             --end.value;
-        const auto frames = picture.isRunning() ? picture.framesIn(movie.duration()) : 0;
-        return frames > 0 ? std::min(picture.timeOf(frames - 1), end) : end;
+        const auto last = picture.last();
+        return last ? std::min(*last, end) : end;
     }
 
-    Result<TimecodeReport> reportOn(const PlacedTrack& placed, const TimecodeQuery& query)
+    /// When frame N of the picture begins, counted as they are shown; without a picture those of the timecode
+    /// count. Frames behind the last are thought to go on at the average rate.
+    QTTime timeOfFrame(std::int64_t frame, const FrameTimes& picture, const timecodeMedia::Reading& start,
+        const QTMovie& movie)
+    {
+        if (const auto time = picture.startOf(frame))
+            return *time;
+        const auto rate
+            = FrameRate::averageOfPicture(movie).value_or(FrameRate::of(start.description.definition));
+        if (rate.num <= 0)
+            return {0, 1};
+        constexpr std::int32_t kScale = 1'000'000'000;
+        const auto units = (static_cast<Wide>(frame) * rate.den * kScale + rate.num - 1) / rate.num;
+        return {static_cast<std::int64_t>(std::min<Wide>(units, INT64_MAX / 2)), kScale};
+    }
+
+    Result<TimecodeReport> reportOn(
+        const PlacedTrack& placed, const TimecodeQuery& query, const FrameTimes& picture)
     {
         const auto& track = placed.track;
         RW_TRY(const auto start, timecodeMedia::atMediaTime(track, 0));
         TimecodeReport report {placed, start, {}, {}, {}};
-        const auto picture = FrameClock::ofPicture(track.movie());
         RW_TRY(report.first, momentAt(track, track.range().time));
         RW_TRY(report.last, momentAt(track, lastTime(track, picture)));
-        const auto clock
-            = picture.isRunning() ? picture : FrameClock::ofTimecode(start.description.definition);
         if (query.frame) {
-            RW_TRY(report.asked, momentAt(track, clock.timeOf(*query.frame)));
+            RW_TRY(report.asked, momentAt(track, timeOfFrame(*query.frame, picture, start, track.movie())));
         } else if (query.at) {
-            const auto& typed = *query.at;
-            const auto time
-                = typed.frames() == 0 ? typed.time() : clock.timeOf(typed.frames()) + typed.time();
+            RW_TRY(const auto time, query.at->exactly(track.movie()));
             RW_TRY(report.asked, momentAt(track, time));
         }
         return report;
@@ -145,8 +93,7 @@ namespace {
 
     double rateOf(const TimecodeDefinition& definition)
     {
-        return definition.frameDuration == 0 ? 0
-                                             : double {1} * definition.timeScale / definition.frameDuration;
+        return FrameRate::of(definition).perSecond();
     }
 
     Json momentJson(const Moment& moment)
@@ -226,9 +173,30 @@ namespace {
             + table.text(4);
     }
 
+    FrameTimes pictureTimes(const QTMovie& movie)
+    {
+        const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
+        return video.empty() ? FrameTimes {} : FrameTimes {video.front()};
+    }
+
+    /// Are there frames of different lengths, or shown in another order than stored, whose times the outline
+    /// of the header leaves out?
+    bool isPictureCut(const QTMovie& movie)
+    {
+        const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
+        const auto* tables
+            = video.empty() ? nullptr : video.front().atom().find({"mdia"_cc, "minf"_cc, "stbl"_cc});
+        const auto isCut = [&](FourCC type) { return tables->find(type) && tables->find(type)->isCut; };
+        return tables && (isCut("stts"_cc) || isCut("ctts"_cc));
+    }
+
     Result<FileReport> reportFile(const std::string& file, const TimecodeQuery& query, OutputFormat format)
     {
-        RW_TRY(const auto movie, QTMovie::open(file, Storage::posix(), HeaderReading::Outline));
+        RW_TRY(auto movie, QTMovie::open(file, Storage::posix(), HeaderReading::Outline));
+        if (isPictureCut(movie)) {
+            RW_TRY(movie, QTMovie::open(file));
+        }
+        const auto picture = pictureTimes(movie);
         FileReport report;
         report.text = printable(file) + '\n';
         auto tracks = Json::array();
@@ -237,7 +205,7 @@ namespace {
             if (placed.record.trackType() != KWMovTrack::kTimecode)
                 continue;
             hasTrack = true;
-            const auto read = reportOn(placed, query);
+            const auto read = reportOn(placed, query, picture);
             if (!read) {
                 report.problems.push_back(reasonFor(read.error(), file));
                 continue;
@@ -257,40 +225,6 @@ namespace {
 
 } // namespace
 
-std::optional<TypedTime> TypedTime::parse(std::string_view text)
-{
-    TypedTime result;
-    result.m_text = text;
-    if (const auto slash = text.find('/'); slash != std::string_view::npos) {
-        const auto value = wholeNumber(text.substr(0, slash), kMostUnits);
-        const auto scale = wholeNumber(text.substr(slash + 1), INT32_MAX);
-        if (!value || !scale || *scale == 0)
-            return std::nullopt;
-        result.m_time = {*value, static_cast<std::int32_t>(*scale)};
-        return result;
-    }
-    if (text.find_first_of("0123456789") == std::string_view::npos
-        || text.find_first_not_of("0123456789:;.,") != std::string_view::npos)
-        return std::nullopt;
-    const auto full = KWTimecode::timecodeFromUserString(text, false, "00:00:00:00");
-    const auto parts = split(full, ":;");
-    if (parts.size() != 4)
-        return std::nullopt;
-    std::int64_t seconds = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-        const auto number = wholeNumber(parts[i], INT32_MAX);
-        if (!number)
-            return std::nullopt;
-        seconds = seconds * 60 + *number;
-    }
-    const auto frames = wholeNumber(parts[3], INT32_MAX);
-    if (!frames)
-        return std::nullopt;
-    result.m_time = {seconds, 1};
-    result.m_frames = *frames;
-    return result;
-}
-
 void TimecodeCommand::addOptions(CLI::App& app)
 {
     app.add_option("--at", m_atText,
@@ -308,10 +242,12 @@ void TimecodeCommand::check()
         return;
     if (m_query.frame)
         throwUsageError("--at and --frame exclude each other");
-    m_query.at = TypedTime::parse(*m_atText);
-    if (!m_query.at)
-        throwUsageError(
-            fmt::format("--at takes a time such as 00:00:10:00, 10. or 3003/3000, not \"{}\"", *m_atText));
+    const auto typed = TypedTime::parse(*m_atText);
+    if (!typed || typed->isRelative())
+        throwUsageError(fmt::format("--at: {}",
+            typed ? fmt::format("\"{}\" moves a time, and there is none here; leave out the sign", *m_atText)
+                  : typed.error().detail));
+    m_query.at = *typed;
 }
 
 int TimecodeCommand::run(const Invocation& invocation)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/Command.h"
-#include "movie/QTMovie.h"
+#include "times/TypedTime.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,24 +10,6 @@
 #include <vector>
 
 namespace reelwright::cli {
-
-/// A time of a movie as a user types it: hours:minutes:seconds:frames, or value/scale in seconds.
-class TypedTime
-{
-public:
-    /// Nothing when the text is no time.
-    static std::optional<TypedTime> parse(std::string_view text);
-
-    [[nodiscard]] const std::string& text() const { return m_text; }
-    [[nodiscard]] const QTTime& time() const { return m_time; }
-    /// Those beyond the time; they last as long as frames of the movie do.
-    [[nodiscard]] std::int64_t frames() const { return m_frames; }
-
-private:
-    std::string m_text;
-    QTTime m_time;
-    std::int64_t m_frames = 0;
-};
 
 /// What `reelwright-cli timecode` is asked besides what it always tells.
 struct TimecodeQuery

@@ -1,13 +1,17 @@
 #include "document/MyDocument.h"
 
 #include "edits/SettingsEdits.h"
+#include "edits/TimecodeEdits.h"
 #include "edits/TrackEdits.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
 #include "support/MainThread.h"
 #include "support/Preferences.h"
+#include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
+#include "timecode/RunningTimecode.h"
 #include "times/KWTimecode.h"
+#include "times/TypedTime.h"
 #include "tracks/ApertureModes.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
@@ -36,6 +40,20 @@ namespace {
         const auto name = path.rfind('/') + 1;
         const auto dot = path.rfind('.');
         return dot == std::string::npos || dot <= name ? path : path.substr(0, dot);
+    }
+
+    std::string asSentence(std::string text)
+    {
+        if (!text.empty() && text.front() >= 'a' && text.front() <= 'z')
+            text.front() = static_cast<char>(text.front() - ('a' - 'A'));
+        if (!text.empty() && text.back() != '.')
+            text += '.';
+        return text;
+    }
+
+    std::string sentence(const MovieError& error)
+    {
+        return asSentence(error.message());
     }
 
     /// How often a movie's picture or sound steps on: one for the begin of each edit with media, and one for
@@ -406,12 +424,16 @@ void MyDocument::setColumnText(TrackColumn column, std::size_t row, const std::s
     const auto track = editedTrack(*record);
     if (!track)
         return;
-    const auto timecode = KWTimecode::timecodeFromUserString(text, false, "00:00:00:00");
-    const auto time = QTTimeFromString(qtTimeStringFromFormatString(timecode, m_movie.timeScale()));
-    if (!time)
-        return;
     auto range = record->timeRange();
-    (column == TrackColumn::In ? range.time : range.duration) = *time;
+    auto& field = column == TrackColumn::In ? range.time : range.duration;
+    const auto typed = TypedTime::parse(text, TypedTime::Reading::Field);
+    const auto time = typed ? typed->inMovieUnits(m_movie, field) : tl::unexpected<MovieError>(typed.error());
+    if (!time) {
+        if (m_window)
+            m_window->alert("Invalid time", sentence(time.error()), {"OK"});
+        return;
+    }
+    field = *time;
     const auto selector = TrackSelector::ofTrack(record->trackID());
     static_cast<void>(perform(column == TrackColumn::In ? edits::setTrackIn(selector, range.time)
                                                         : edits::setTrackDuration(selector, range.duration),
@@ -473,10 +495,10 @@ MyDocument::TextBox MyDocument::textBox(const KWMovTrack& record)
 
 // Edits
 
-Result<void> MyDocument::perform(const Edit& edit, ViewUpdate view)
+Result<void> MyDocument::perform(const Edit& edit, ViewUpdate view, std::vector<std::string>* remarks)
 {
     auto edited = m_movie;
-    RW_CHECK(edit.apply(edited));
+    RW_CHECK(edit.apply(edited, remarks));
     takeEdit(edit.undoName, std::move(edited), view);
     return {};
 }
@@ -641,7 +663,10 @@ void MyDocument::addTimecodeTrack()
     std::optional<KWMovTrack> added;
     perform(
         "Add Timecode Track",
-        [&](QTMovie& movie) { added = KWTimecodeController::insertBlankTimecodeTrack(movie); },
+        [&](QTMovie& movie) {
+            if (const auto inserted = KWTimecodeController::insertBlankTimecodeTrack(movie))
+                added = *inserted;
+        },
         ViewUpdate::Reset);
     if (!added)
         return;
@@ -655,58 +680,52 @@ TimecodeSettings MyDocument::loadTimecodeDataForTrack(const KWMovTrack& record)
     return TimecodeSettings::ofTrack(record.track());
 }
 
-void MyDocument::modifyTimecodeData(
+std::string MyDocument::modifyTimecodeData(
     const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition)
 {
     const auto* record = selectedTrack();
     if (!record || record->trackType() != KWMovTrack::kTimecode)
-        return;
+        return {};
     const bool asksForStart = sender != TimecodeControl::Other
-        && settings.start != KWTimecodeController::timecodeForTrack(record->track());
-    modifyTimecodeDataForTrack(*record, settings, isAtPosition && asksForStart);
+        && settings.start != TimecodeSettings::ofTrack(record->track()).start;
+    return modifyTimecodeDataForTrack(*record, settings, isAtPosition && asksForStart);
 }
 
-void MyDocument::modifyTimecodeDataForTrack(
+std::string MyDocument::modifyTimecodeDataForTrack(
     const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos)
 {
-    const auto position = setAtCurrentPos ? std::optional(currentTime()) : std::nullopt;
-    const auto fields = settings.startFields(m_movie, position);
-    if (!fields) {
-        if (m_window)
-            m_window->alert("Invalid timecode format", "Timecode must take the format 00:00:00:00.", {"OK"});
-        return showInfoForSelection();
-    }
     const auto track = editedTrack(record);
-    if (!track || settings == TimecodeSettings::ofTrack(*track))
-        return;
-    perform("Timecode", [&](QTMovie& movie) {
-        const auto& [hours, mins, secs, frames] = *fields;
-        const QTTrack edited {movie, track->atom().id};
-        KWTimecodeController::modifyTimecode(hours, mins, secs, frames, settings.reel, edited, movie,
-            settings.dropFrame, settings.negativeTimes, settings.limit24Hours, settings.isCounter);
-    });
+    if (!track)
+        return {};
+    const auto position = setAtCurrentPos ? std::optional(currentTime()) : std::nullopt;
+    const auto change = settings.changeFrom(TimecodeSettings::ofTrack(*track), *track, position);
+    if (!change) {
+        if (m_window)
+            m_window->alert("Invalid timecode format", change.error().message(), {"OK"});
+        showInfoForSelection();
+        return {};
+    }
+    if (change->isEmpty())
+        return {};
+    std::vector<std::string> remarks;
+    const auto changed = perform(
+        edits::changeTimecode(TrackSelector::ofTrack(record.trackID()), *change), ViewUpdate::None, &remarks);
+    if (!changed && m_window)
+        m_window->alert("Unable to change the timecode", sentence(changed.error()), {"OK"});
     showInfoForSelection();
+    return remarks.empty() ? std::string {} : asSentence(remarks.back());
 }
 
 // The timecode field
 
 std::string MyDocument::timecodeAt(const QTTime& time, const QTMovie& movie)
 {
-    if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie))
-        if (const auto reading = timecodeMedia::atMovieTime(record->track(), time))
-            return *reading ? (*reading)->text : std::string {};
-    return KWQuickTime::timecodeAtTime(atScale(time, movie.timeScale()), movie);
+    return runningTimecode::textAt(time, movie);
 }
 
 bool MyDocument::isTimecodeAtHand(const QTTime& time, const QTMovie& movie)
 {
-    const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie);
-    if (!record)
-        return true;
-    // A track that cannot be read at its time is asked for what its media say at the same number.
-    const auto& track = record->track();
-    return timecodeMedia::isAtHand(track, time)
-        && timecodeMedia::isAtHand(track, atScale(time, movie.timeScale()).value);
+    return runningTimecode::isAtHand(time, movie);
 }
 
 void MyDocument::updateTimecode()
@@ -724,11 +743,27 @@ void MyDocument::changeTimecode()
     const auto text = m_window ? m_window->timecodeFieldText() : std::string {};
     if (text.empty())
         return;
-    const auto start = KWQuickTime::timecodeAtTime({0, m_movie.timeScale()}, m_movie);
-    const auto timecode = KWTimecode::timecodeFromUserString(
-        text, KWQuickTime::getTimingInfoForMovie(m_movie).dropFrame, start);
-    setCurrentTime(KWQuickTime::qtTimeFromTimecode(timecode, m_movie));
+    const auto time = typedPosition(text);
+    if (!time) {
+        m_window->alert("Invalid timecode format", sentence(time.error()), {"OK"});
+        return;
+    }
+    setCurrentTime(*time);
     m_window->focusNextControl();
+}
+
+Result<QTTime> MyDocument::typedPosition(const std::string& text) const
+{
+    RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+    if (typed.form() != TypedTime::Form::Fields || typed.isRelative())
+        return typed.exactly(m_movie, currentTime());
+    const auto start = runningTimecode::textAt({0, m_movie.timeScale()}, m_movie);
+    // A counter's number is no timecode that digits could be filled into.
+    if (!start.empty() && !timecodeMedia::recordOf(start))
+        return runningTimecode::timeOf(text, m_movie);
+    return runningTimecode::timeOf(KWTimecode::timecodeFromUserString(trimmed(text),
+                                       KWQuickTime::getTimingInfoForMovie(m_movie).dropFrame, start),
+        m_movie);
 }
 
 // Saving

@@ -160,8 +160,9 @@ public:
     enum class ViewUpdate { None, Reset };
     /// Makes the edit one step of the undo history: every edit of every panel goes through here. All or
     /// nothing; the error is for the panel to show where it has an alert for it. An edit that changed nothing
-    /// is no step. Afterwards the track list is rebuilt.
-    Result<void> perform(const Edit& edit, ViewUpdate view = ViewUpdate::None);
+    /// is no step. Afterwards the track list is rebuilt. `remarks` receives what the user should know of it.
+    Result<void> perform(
+        const Edit& edit, ViewUpdate view = ViewUpdate::None, std::vector<std::string>* remarks = nullptr);
     /// The same for a change that has no catalogue entry of its own; nothing is rolled back.
     void perform(const std::string& name, const std::function<void(QTMovie&)>& edit,
         ViewUpdate view = ViewUpdate::None);
@@ -198,9 +199,12 @@ public:
     /// The controls of the timecode panel.
     enum class TimecodeControl { StartText, StartType, Other };
     /// One of them was changed: gives the selected timecode track what they hold. `isAtPosition`: the start
-    /// type says that the typed start is that of the frame on show.
-    void modifyTimecodeData(const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition);
-    void modifyTimecodeDataForTrack(
+    /// type says that the typed start is that of the frame on show. Only what differs from the track is
+    /// changed. Answers what the user should know (a start that has no label, one before midnight), or the
+    /// empty text.
+    std::string modifyTimecodeData(
+        const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition);
+    std::string modifyTimecodeDataForTrack(
         const KWMovTrack& record, const TimecodeSettings& settings, bool setAtCurrentPos);
 
     // The timecode field
@@ -263,6 +267,8 @@ private:
 
     void installMovie(QTMovie movie);
     [[nodiscard]] QTTime currentTime() const;
+    /// The time that a text in the timecode field means.
+    [[nodiscard]] Result<QTTime> typedPosition(const std::string& text) const;
     void setCurrentTime(const QTTime& time);
     void setPath(const std::string& path, const std::string& resolvedPath);
     void showInfoForSelection();

@@ -2,10 +2,16 @@
 
 namespace reelwright {
 
-Result<void> Edit::apply(QTMovie& movie) const
+Result<void> Edit::apply(QTMovie& movie, std::vector<std::string>* remarks) const
 {
     auto copy = movie;
-    RW_CHECK(call.perform(copy));
+    if (performAndTell && remarks) {
+        RW_TRY(auto remark, performAndTell(copy));
+        if (!remark.empty())
+            remarks->push_back(std::move(remark));
+    } else {
+        RW_CHECK(call.perform(copy));
+    }
     movie = std::move(copy);
     return {};
 }

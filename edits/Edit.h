@@ -12,10 +12,13 @@ struct Edit
     std::string undoName; ///< "Rotate Left"
     std::string queueLabel; ///< "Rotate left"
     RecordedCall call;
+    /// Does what the call does and answers what the user should know of it (a value that is not taken as
+    /// typed), or the empty text. May be left out.
+    std::function<Result<std::string>(QTMovie&)> performAndTell {};
 
     /// All or nothing: works on a copy, which costs a counter, and then takes it. The error is the
-    /// operation's, which has logged it.
-    Result<void> apply(QTMovie& movie) const;
+    /// operation's, which has logged it. `remarks` receives what the user should know.
+    Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr) const;
 };
 
 /// An edit whose call is a function of its own, for changes that no single class operation makes.

@@ -2,11 +2,11 @@
 
 namespace reelwright {
 
-Result<void> EditPlan::apply(QTMovie& movie) const
+Result<void> EditPlan::apply(QTMovie& movie, std::vector<std::string>* remarks) const
 {
     auto copy = movie;
     for (const auto& edit : edits)
-        RW_CHECK(edit.apply(copy));
+        RW_CHECK(edit.apply(copy, remarks));
     movie = std::move(copy);
     return {};
 }

@@ -28,8 +28,8 @@ struct EditPlan
     std::vector<Edit> edits; ///< in the order given
 
     [[nodiscard]] bool isEmpty() const { return edits.empty(); }
-    /// The edits one after the other, all or nothing.
-    Result<void> apply(QTMovie& movie) const;
+    /// The edits one after the other, all or nothing. `remarks` receives what the user should know of them.
+    Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr) const;
 };
 
 /// The steps of a command line while its options are read, in the order given.
@@ -43,6 +43,14 @@ public:
     {
         for (const auto& step : m_steps)
             if (auto* known = dynamic_cast<Compound*>(step.compound.get()))
+                return *known;
+        return begin<Compound>();
+    }
+    /// The last compound change of that class, made where there is none.
+    template <class Compound> Compound& latest()
+    {
+        for (auto step = m_steps.rbegin(); step != m_steps.rend(); ++step)
+            if (auto* known = dynamic_cast<Compound*>(step->compound.get()))
                 return *known;
         return begin<Compound>();
     }

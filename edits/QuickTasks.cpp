@@ -2,7 +2,6 @@
 
 #include "tasks/KWQuickTaskController.h"
 #include "timecode/KWTimecodeController.h"
-#include "timecode/StillImage.h"
 
 #include <fmt/format.h>
 
@@ -42,17 +41,12 @@ namespace {
             "KWQuickTaskController disableAllAudioTracks:exceptRange:");
     }
 
-    /// A call that adds a timecode track from a source. The sources answer quietly that there is nothing;
-    /// here that is an error, with the sentence for it.
-    template <class Add> RecordedCall timecodeSource(std::string name, Add add, std::string missing)
+    /// A call that adds a timecode track from a source.
+    template <class Add> RecordedCall timecodeSource(std::string name, Add add)
     {
-        return {std::move(name), [add, missing = std::move(missing)](QTMovie& movie) -> Result<void> {
-                    if (Timecodes::isTypeWithoutTimecode(movie.fileName()))
-                        return refusal(
-                            "timecode tracks are not supported for this file format; save the movie "
-                            "under a name that ends in .mov first and edit that");
-                    if (!add(movie))
-                        return refusal(missing);
+        return {std::move(name), [add](QTMovie& movie) -> Result<void> {
+                    if (auto added = add(movie); !added)
+                        return tl::unexpected<MovieError>(std::move(added).error());
                     return {};
                 }};
     }
@@ -65,67 +59,48 @@ namespace {
 
     RecordedCall timecodeFromStill(const std::string& path)
     {
-        const auto missing = [&](std::string sentence) {
-            return StillImage::canBeRead()
-                ? std::move(sentence)
-                : std::string("still images cannot be read: a part of this program is missing or cannot be "
-                              "loaded (the log says which); install it again");
-        };
         constexpr auto kFolderCall = "KWTimecodeController addTimecodeFromTHMFolder:movie:";
         if (path.empty())
-            return timecodeSource(
-                kFolderCall,
-                [](QTMovie& movie) {
-                    return Timecodes::addTimecodeFromTHMFolder(folderOf(movie.fileName()), movie);
-                },
-                missing("no still of the movie's name (.THM) with a time of recording is beside it"));
+            return timecodeSource(kFolderCall, [](QTMovie& movie) {
+                return Timecodes::addTimecodeFromTHMFolder(folderOf(movie.fileName()), movie);
+            });
         std::error_code error;
         if (std::filesystem::is_directory(path, error))
-            return timecodeSource(
-                kFolderCall,
-                [path](QTMovie& movie) { return Timecodes::addTimecodeFromTHMFolder(path, movie); },
-                missing(fmt::format(
-                    "no still of the movie's name (.THM) with a time of recording is in {}", path)));
-        return timecodeSource(
-            "KWTimecodeController addTimecodeFromTHMFile:movie:",
-            [path](QTMovie& movie) { return Timecodes::addTimecodeFromTHMFile(path, movie); },
-            missing(fmt::format("no time of recording (EXIF DateTimeOriginal) can be read from {}", path)));
+            return timecodeSource(kFolderCall,
+                [path](QTMovie& movie) { return Timecodes::addTimecodeFromTHMFolder(path, movie); });
+        return timecodeSource("KWTimecodeController addTimecodeFromTHMFile:movie:",
+            [path](QTMovie& movie) { return Timecodes::addTimecodeFromTHMFile(path, movie); });
     }
 
     RecordedCall timecodeFromMovies(const std::string& path)
     {
-        return timecodeSource(
-            "KWTimecodeController addTimecodeFromMovieInFolder:destMovie:",
-            [path](QTMovie& movie) { return Timecodes::addTimecodeFromMovieInFolder(path, movie); },
-            fmt::format("no movie of the same name with a timecode is in {}", path));
+        return timecodeSource("KWTimecodeController addTimecodeFromMovieInFolder:destMovie:",
+            [path](QTMovie& movie) { return Timecodes::addTimecodeFromMovieInFolder(path, movie); });
     }
 
     RecordedCall timecodeFromNow(const std::string&)
     {
         const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-        return timecodeSource(
-            "KWTimecodeController addTimecodeTrackWithDate:movie:",
-            [now](QTMovie& movie) { return Timecodes::addTimecodeTrackWithDate(now, movie); },
-            "the timecode track could not be made; the log says why");
+        return timecodeSource("KWTimecodeController addTimecodeTrackWithDate:movie:",
+            [now](QTMovie& movie) { return Timecodes::addTimecodeTrackWithDate(now, movie); });
     }
 
     RecordedCall timecodeFromCreation(const std::string&)
     {
-        return timecodeSource("KWQuickTaskController timecodeTrackFromCreationTime:",
-            Tasks::timecodeTrackFromCreationTime, "the movie has no creation time");
+        return timecodeSource(
+            "KWQuickTaskController timecodeTrackFromCreationTime:", Tasks::timecodeTrackFromCreationTime);
     }
 
     RecordedCall timecodeFromFile(const std::string&)
     {
         return timecodeSource("KWQuickTaskController timecodeTrackFromFileCreationTime:",
-            Tasks::timecodeTrackFromFileCreationTime, "neither the file nor the movie has a creation time");
+            Tasks::timecodeTrackFromFileCreationTime);
     }
 
     RecordedCall timecodeFromUserData(const std::string&)
     {
         return timecodeSource("KWQuickTaskController addTimecodeTrackFromUserDataField:",
-            Tasks::addTimecodeTrackFromUserDataField,
-            "the movie's metadata have no timecode under \u00A9TIM");
+            Tasks::addTimecodeTrackFromUserDataField);
     }
 
     RecordedCall removeEmpty(const std::string&)

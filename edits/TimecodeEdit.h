@@ -2,7 +2,8 @@
 
 #include "edits/EditSteps.h"
 #include "movie/QTMovie.h"
-#include "tracks/KWMovTrack.h"
+#include "timecode/TimecodeChange.h"
+#include "tracks/TrackSelector.h"
 
 #include <functional>
 #include <optional>
@@ -11,8 +12,9 @@
 
 namespace reelwright {
 
-/// The one change of the first timecode track that the timecode options of a command line ask for together:
-/// a start, a reel and flags. A movie without such a track gets one.
+/// The one change of a timecode track that the timecode options of a command line ask for together: which
+/// track, a start or an offset, a reel and flags. A movie without such a track gets one where a start is
+/// given.
 class TimecodeEdit final : public CompoundEdit, public std::enable_shared_from_this<TimecodeEdit>
 {
 public:
@@ -20,35 +22,35 @@ public:
     Result<void> setTimecode(std::string_view value);
     Result<void> setCounter(std::string_view value);
     Result<void> setSource(std::string_view value);
+    Result<void> setOffset(std::string_view value);
     Result<void> setReel(std::string_view value);
-    void addFlag(std::uint32_t flag) { m_flags |= flag; }
+    Result<void> setTrack(std::string_view value);
+    void addFlag(std::uint32_t flag);
+    void relink() { m_relinks = true; }
 
     Result<Edit> finish() override;
 
-    /// Without a start the one that the track has stays, and its flags too; the reel stays unless there is a
-    /// new one. Errors: Refused, with the reason, when the movie can have no timecode track or none that
-    /// starts so; the movie is then half changed and not to be saved.
-    Result<void> apply(QTMovie& movie) const;
+    /// What is not asked for stays, byte for byte. Answers what the user should know, or the empty text.
+    /// Errors: Refused, with the reason and what to do, when the movie can have no timecode track or none
+    /// that starts so; the movie is then half changed and not to be saved.
+    Result<std::string> apply(QTMovie& movie) const;
+
+    /// Is it the change of a track that was named, or has it asked for anything? Then the next track's
+    /// options are another change.
+    [[nodiscard]] bool isBegun() const;
 
 private:
     [[nodiscard]] Result<void> check() const;
+    [[nodiscard]] Result<QTTrack> track(QTMovie& movie) const;
 
-    /// What the track is to say at its beginning.
-    struct Start
-    {
-        std::string text; ///< of a timecode: four fields
-        std::uint8_t counter = 0;
-        std::uint32_t flags = 0;
-        std::optional<std::string> reel;
-        bool isExact = true; ///< or may drop frame leave it out?
-    };
-
-    Result<void> takeStart(std::string_view option, std::function<Result<Start>(const QTMovie&)> start);
+    using Start = std::function<Result<TimecodeChange>(const QTMovie&)>;
+    Result<void> takeStart(std::string_view option, Start start);
 
     std::string m_startOption; ///< "--timecode", or nothing
-    std::function<Result<Start>(const QTMovie&)> m_start;
-    std::optional<std::string> m_reel;
-    std::uint32_t m_flags = 0; ///< as TimecodeDefinition has them
+    Start m_start; ///< the start and what comes with it
+    TimecodeChange m_change; ///< the other options
+    std::optional<TrackSelector> m_track; ///< else the first timecode track
+    bool m_relinks = false;
 };
 
 } // namespace reelwright

@@ -2,8 +2,7 @@
 
 #include "movie/atoms/UserData.h"
 #include "support/KWLog.h"
-#include "times/KWTimecode.h"
-#include "tracks/KWQuickTime.h"
+#include "times/TypedTime.h"
 
 #include <fmt/format.h>
 
@@ -38,19 +37,6 @@ namespace {
         });
     }
 
-    /// A time as it is typed into the track table: at the frame rate of the movie, whatever the track's own.
-    Result<QTTime> typedTime(const std::string& text, const QTMovie& movie)
-    {
-        const auto timecode = KWTimecode::timecodeFromUserString(text, false, "00:00:00:00");
-        const auto timeText = KWQuickTime::qtTimeStringFromFormatString(
-            timecode, movie.timeScale(), KWQuickTime::frameLengthForMovie(movie));
-        const auto time = QTTimeFromString(timeText);
-        if (!time)
-            return failure(MovieError::Code::Refused, {},
-                fmt::format("\"{}\" is no time that this movie can have", text));
-        return *time;
-    }
-
     Result<Edit> enabledField(const std::string& option, const TrackSelector& tracks, std::string_view value)
     {
         if (value != "on" && value != "off")
@@ -60,19 +46,36 @@ namespace {
         return edit;
     }
 
+    /// To what was typed; a relative time moves the present one of each track.
+    Result<void> setTypedRange(
+        QTMovie& movie, const TrackSelector& tracks, RangeField field, const TypedTime& typed)
+    {
+        return forSelected(movie, tracks, [&](const QTTrack& track) -> Result<void> {
+            auto range = track.range();
+            auto& time = field == RangeField::In ? range.time : range.duration;
+            RW_TRY(time, typed.inMovieUnits(movie, time));
+            auto done = track.setRange(range);
+            if (!done)
+                KWLog::appendLog("Error setting track range: {}", done.error().status);
+            return done;
+        });
+    }
+
     template <RangeField field>
     Result<Edit> rangeField(const std::string& option, const TrackSelector& tracks, std::string_view value)
     {
-        if (value.find_first_of("0123456789") == std::string_view::npos
-            || value.find_first_not_of("0123456789:;.,") != std::string_view::npos)
-            return wrongValue("--track", value, "a timecode such as 00:00:10:00, or 10. for ten seconds");
+        const auto typed = TypedTime::parse(value);
+        if (!typed || (field == RangeField::Duration && typed->form() == TypedTime::Form::Label))
+            return wrongValue("--track", value, TypedTime::acceptedForms());
         const bool isIn = field == RangeField::In;
-        return makeEdit(option, isIn ? "Track In Point" : "Track Duration",
+        auto edit = makeEdit(option, isIn ? "Track In Point" : "Track Duration",
             fmt::format("Set {} of track {} to {}", isIn ? "in point" : "duration", tracks.text(), value),
-            [tracks, typed = std::string(value)](QTMovie& movie) -> Result<void> {
-                RW_TRY(const auto time, typedTime(typed, movie));
-                return setRangeField(movie, tracks, field, time);
-            });
+            [tracks, typed = *typed](QTMovie& movie) { return setTypedRange(movie, tracks, field, typed); });
+        edit.performAndTell = [tracks, typed = *typed](QTMovie& movie) -> Result<std::string> {
+            RW_CHECK(setTypedRange(movie, tracks, field, typed));
+            return typed.normalisation(movie);
+        };
+        return edit;
     }
 
     /// The edit of a header field under the option as it was typed.

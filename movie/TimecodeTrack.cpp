@@ -3,9 +3,12 @@
 #include "movie/TrackBuilder.h"
 #include "movie/atoms/ByteReader.h"
 #include "movie/atoms/UserData.h"
+#include "movie/files/DataReference.h"
 #include "movie/files/MediaSources.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace reelwright::timecodeMedia {
 namespace {
@@ -102,9 +105,9 @@ Atom changeDescription(const Atom& description, std::uint32_t flags, const std::
     out.bytes(description.head.slice(kFlagsOffset + 4, fixedSize - kFlagsOffset - 4).span());
     bool named = false;
     for (const auto& extension : extensions) {
-        if (extension.type != "name"_cc)
+        if (extension.type != "name"_cc || !reel)
             extension.write(out);
-        else if (!std::exchange(named, true) && reel)
+        else if (!std::exchange(named, true))
             reelItem(*reel).write(out);
     }
     if (!named && reel)
@@ -147,6 +150,119 @@ Result<void> replaceMedia(QTMovie& movie, const QTTrack& track, const NewTimecod
     replace("dinf"_cc);
     replace("stbl"_cc);
     return track.setEditList(wholeMedia(movie));
+}
+
+namespace {
+
+    tl::unexpected<MovieError> notEditable(const QTTrack& track)
+    {
+        return failure(
+            MovieError::Code::Refused, fmt::format("track {}", track.trackID()), "the movie is not editable");
+    }
+
+    tl::unexpected<MovieError> corrupt(const QTTrack& track, std::string detail)
+    {
+        return failure(
+            MovieError::Code::Corrupt, fmt::format("track {}", track.trackID()), std::move(detail));
+    }
+
+    /// A data reference to the movie's own file as the only one, and all descriptions referring to it.
+    void referToOwnFile(const QTMovie& movie, Atom& minf, Atom& stbl)
+    {
+        minf.remove("dinf"_cc);
+        minf.append(*makeTrack(trackFor(movie, {})).find({"mdia"_cc, "minf"_cc, "dinf"_cc}));
+        auto* list = stbl.edit("stsd"_cc);
+        for (std::size_t i = 0; list && i < list->children.size(); ++i) {
+            auto& entry = list->children[i].edit();
+            constexpr std::size_t kReferenceOffset = 6; // of the payload
+            if (entry.head.size() < kReferenceOffset + 2)
+                continue;
+            ByteWriter out;
+            out.bytes(entry.head.slice(0, kReferenceOffset).span()).u16(1);
+            out.bytes(entry.head.slice(kReferenceOffset + 2).span());
+            entry.head = out.toBytes();
+        }
+    }
+
+} // namespace
+
+Result<void> setStoredNumbers(QTMovie& movie, const QTTrack& track, const std::vector<std::uint32_t>& numbers)
+{
+    RW_TRY(const auto samples, storedSamples(track));
+    if (samples.size() != numbers.size() || samples.empty())
+        return failure(MovieError::Code::Refused, fmt::format("track {}", track.trackID()),
+            "the timecode track has another number of samples");
+    const auto references = track.media().dataReferences();
+    const bool isOwn = std::all_of(references.begin(), references.end(),
+        [](const DataReference& reference) { return reference.isSelf; });
+    auto* trak = track.editAtom();
+    if (!trak)
+        return notEditable(track);
+    auto* stbl = editSampleTables(*trak);
+    if (!stbl)
+        return corrupt(track, "the track has no sample tables");
+    ByteWriter media;
+    for (const auto number : numbers)
+        media.u32(number);
+    const auto offset = movie.sources().addMemory(media.toBytes());
+    SampleTableBuilder tables;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        if (i == 0 || samples[i].descriptionIndex != samples[i - 1].descriptionIndex)
+            tables.beginChunk(offset + 4 * i, static_cast<std::uint32_t>(samples[i].descriptionIndex));
+        RW_CHECK(tables.add({samples[i].duration, 4, 0, true, 0}));
+    }
+    tables.write(*stbl);
+    if (!isOwn)
+        referToOwnFile(movie, *trak->edit({"mdia"_cc, "minf"_cc}), *stbl);
+    return {};
+}
+
+Result<void> setDescription(const QTTrack& track, std::size_t index, Atom description)
+{
+    auto* trak = track.editAtom();
+    if (!trak)
+        return notEditable(track);
+    auto* list = trak->edit({"mdia"_cc, "minf"_cc, "stbl"_cc, "stsd"_cc});
+    if (!list || index == 0 || index > list->children.size())
+        return corrupt(track, "the timecode track has no description");
+    auto& entry = list->children[index - 1].edit();
+    entry.head = description.head;
+    entry.children = description.children;
+    entry.tail = description.tail;
+    entry.isContainer = description.isContainer;
+    return {};
+}
+
+Result<bool> completeMediaHeader(QTMovie& movie, const QTTrack& track)
+{
+    auto* trak = track.editAtom();
+    if (!trak)
+        return notEditable(track);
+    auto* minf = trak->edit({"mdia"_cc, "minf"_cc});
+    if (!minf)
+        return corrupt(track, "the media has no information");
+    auto fresh = trackFor(movie, {});
+    fresh.family = NewTrack::Family::QuickTime;
+    const auto whole = makeTrack(fresh);
+    const auto* header = whole.find({"mdia"_cc, "minf"_cc, "gmhd"_cc});
+    if (!minf->find("gmhd"_cc)) {
+        if (minf->find("nmhd"_cc)) // what ISO files have in its place
+            return false;
+        const auto first = minf->children.empty() ? "dinf"_cc : minf->children.front()->type;
+        minf->insertBefore(first, *header);
+        return true;
+    }
+    const bool hasInformation = minf->find({"gmhd"_cc, "tmcd"_cc, "tcmi"_cc}) != nullptr;
+    auto* gmhd = minf->edit("gmhd"_cc);
+    if (!gmhd->find("gmin"_cc))
+        gmhd->append(*header->find("gmin"_cc));
+    else if (hasInformation)
+        return false;
+    if (!hasInformation) {
+        gmhd->remove("tmcd"_cc);
+        gmhd->append(*header->find("tmcd"_cc));
+    }
+    return true;
 }
 
 } // namespace reelwright::timecodeMedia

@@ -103,27 +103,32 @@ Result<std::size_t> KWQuickTaskController::removeAllTimecodeTracks(QTMovie& movi
     return removeTracks(movie.tracksOfMediaType(QTMediaTypeTimeCode), movie);
 }
 
-std::optional<KWMovTrack> KWQuickTaskController::timecodeTrackFromCreationTime(QTMovie& movie)
+Result<KWMovTrack> KWQuickTaskController::timecodeTrackFromCreationTime(QTMovie& movie)
 {
     const auto created = movie.creationTime();
-    return created ? KWTimecodeController::addTimecodeTrackWithDate(*created, movie) : std::nullopt;
+    if (!created)
+        return failure(MovieError::Code::Refused, {}, "the movie has no creation time");
+    return KWTimecodeController::addTimecodeTrackWithDate(*created, movie);
 }
 
-std::optional<KWMovTrack> KWQuickTaskController::timecodeTrackFromFileCreationTime(QTMovie& movie)
+Result<KWMovTrack> KWQuickTaskController::timecodeTrackFromFileCreationTime(QTMovie& movie)
 {
     const auto created = fileCreationTime(movie.fileName());
+    if (!created && !movie.creationTime())
+        return failure(
+            MovieError::Code::Refused, {}, "neither the file nor the movie has a creation time");
     return created ? KWTimecodeController::addTimecodeTrackWithDate(*created, movie)
                    : timecodeTrackFromCreationTime(movie);
 }
 
-bool KWQuickTaskController::addTimecodeTrackFromUserDataField(QTMovie& movie)
+Result<void> KWQuickTaskController::addTimecodeTrackFromUserDataField(QTMovie& movie)
 {
     const auto text = timecodeField(movie);
-    const auto fields = text ? KWTimecodeController::fourFields(trimmed(*text)) : std::nullopt;
-    if (!fields)
-        return false;
-    const auto& [hours, mins, secs, frames] = *fields;
-    return KWTimecodeController::insertTimecodeTrack(hours, mins, secs, frames, movie).has_value();
+    if (!text)
+        return failure(
+            MovieError::Code::Refused, {}, "the movie's metadata have no timecode under \u00A9TIM");
+    RW_CHECK(KWTimecodeController::addTimecodeFromText(*text, "the metadata item \u00A9TIM", movie));
+    return {};
 }
 
 } // namespace reelwright

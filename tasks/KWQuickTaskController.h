@@ -34,15 +34,16 @@ public:
     /// Answers how many.
     static Result<std::size_t> removeAllTimecodeTracks(QTMovie& movie);
 
-    // Each adds a timecode track, see KWTimecodeController; nothing or false where its source is missing.
+    // Each adds a timecode track, see KWTimecodeController; refused where its source is missing or is no
+    // timecode.
 
     /// From the creation time in the movie's header.
-    static std::optional<KWMovTrack> timecodeTrackFromCreationTime(QTMovie& movie);
+    static Result<KWMovTrack> timecodeTrackFromCreationTime(QTMovie& movie);
     /// From the time at which the movie's file was made; of a file system that does not know it, the time of
     /// the file's last change; of a movie without a file, the creation time in its header.
-    static std::optional<KWMovTrack> timecodeTrackFromFileCreationTime(QTMovie& movie);
+    static Result<KWMovTrack> timecodeTrackFromFileCreationTime(QTMovie& movie);
     /// From the timecode text that the movie's metadata have under "©TIM".
-    static bool addTimecodeTrackFromUserDataField(QTMovie& movie);
+    static Result<void> addTimecodeTrackFromUserDataField(QTMovie& movie);
 };
 
 } // namespace reelwright

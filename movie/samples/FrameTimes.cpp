@@ -139,6 +139,51 @@ std::optional<QTTime> FrameTimes::previous(const QTTime& time) const
     return std::nullopt;
 }
 
+std::int64_t FrameTimes::countIn(const Segment& segment, std::int64_t end) const
+{
+    if (segment.isGap || end <= segment.start)
+        return 0;
+    if (segment.rate <= 0)
+        return 1;
+    // The one on show at the segment's beginning, and all that begin behind it.
+    const auto first = toMedia(segment, segment.start);
+    auto last = toMedia(segment, end - 1);
+    auto count = m_samples.displayedBetween(first + 1, last + 1) + 1;
+    // Nothing is displayed yet: then the first picture stands there.
+    if (!m_samples.displayedAt(first) && count > 1)
+        --count;
+    return count;
+}
+
+std::int64_t FrameTimes::countBefore(const QTTime& time) const
+{
+    const auto end = atScale(time, m_scale).value;
+    std::int64_t count = 0;
+    for (const auto& segment : m_segments)
+        count += countIn(segment, std::min(segment.end, end));
+    return count;
+}
+
+std::optional<QTTime> FrameTimes::startOf(std::int64_t number) const
+{
+    for (const auto& segment : m_segments) {
+        const auto count = countIn(segment, segment.end);
+        if (number >= count) {
+            number -= count;
+            continue;
+        }
+        // The earliest end at which that many have begun.
+        auto low = segment.start;
+        auto high = segment.end;
+        while (high - low > 1) {
+            const auto middle = low + (high - low) / 2;
+            (countIn(segment, middle) > number ? high : low) = middle;
+        }
+        return QTTime {high - 1, m_scale};
+    }
+    return std::nullopt;
+}
+
 std::optional<QTTime> FrameTimes::last() const
 {
     if (empty())

@@ -39,6 +39,10 @@ public:
     [[nodiscard]] std::optional<QTTime> next(const QTTime& time) const;
     /// The start of the picture before the one (or the gap) at `time`; nothing before the first.
     [[nodiscard]] std::optional<QTTime> previous(const QTTime& time) const;
+    /// The start of a picture counted from 0 as they are shown; gaps do not count. Nothing behind the last.
+    [[nodiscard]] std::optional<QTTime> startOf(std::int64_t number) const;
+    /// How many pictures begin before a time: the number of the one that begins then.
+    [[nodiscard]] std::int64_t countBefore(const QTTime& time) const;
     /// The start of the last picture.
     [[nodiscard]] std::optional<QTTime> last() const;
 
@@ -61,6 +65,8 @@ private:
     [[nodiscard]] std::size_t segmentAt(std::int64_t time) const;
     [[nodiscard]] std::int64_t toMedia(const Segment& segment, std::int64_t time) const;
     [[nodiscard]] std::int64_t toMovie(const Segment& segment, std::int64_t mediaTime) const;
+    /// Pictures of a segment that begin before `end`.
+    [[nodiscard]] std::int64_t countIn(const Segment& segment, std::int64_t end) const;
     [[nodiscard]] Frame frameIn(const Segment& segment, std::int64_t time) const;
 
     std::int32_t m_scale = 0;

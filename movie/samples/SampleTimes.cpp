@@ -128,4 +128,31 @@ std::optional<std::int64_t> SampleTimes::displayedAfter(std::int64_t time) const
     return best;
 }
 
+std::int64_t SampleTimes::displayedBetween(std::int64_t begin, std::int64_t end) const
+{
+    if (begin >= end || empty())
+        return 0;
+    // Samples (from 1) decoded before a time.
+    const auto decodedBefore
+        = [&](std::int64_t time) { return decodedFrom(time).value_or(std::uint32_t {m_count + 1}) - 1; };
+    if (m_offsets.empty())
+        return std::int64_t {decodedBefore(end)} - decodedBefore(begin);
+    // Only those near enough in decode order can be displayed then; of them run by run.
+    const auto first = decodedBefore(begin - m_highestOffset);
+    const auto last = decodedBefore(end - m_lowestOffset);
+    std::int64_t count = 0;
+    for (std::size_t i = 0; i < m_offsets.size(); ++i) {
+        const auto& run = m_offsets[i];
+        const std::uint64_t runEnd = i + 1 < m_offsets.size() ? m_offsets[i + 1].firstSample : m_count;
+        if (runEnd <= first || run.firstSample >= last)
+            continue;
+        const auto within = [&](std::int64_t time) {
+            return std::clamp<std::int64_t>(decodedBefore(time - run.offset),
+                static_cast<std::int64_t>(run.firstSample), static_cast<std::int64_t>(runEnd));
+        };
+        count += within(end) - within(begin);
+    }
+    return count;
+}
+
 } // namespace reelwright

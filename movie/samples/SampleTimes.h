@@ -37,6 +37,9 @@ public:
     /// The earliest display time after a time; nothing behind the last.
     [[nodiscard]] std::optional<std::int64_t> displayedAfter(std::int64_t time) const;
 
+    /// How many samples are displayed from one time on and before another.
+    [[nodiscard]] std::int64_t displayedBetween(std::int64_t begin, std::int64_t end) const;
+
     /// No time lies farther from 0.
     static constexpr std::int64_t kFarthest = 1LL << 60U;
 

@@ -1,10 +1,12 @@
 #include "movie/samples/TimecodeMedia.h"
 
+#include "movie/FrameRate.h"
 #include "movie/atoms/ByteReader.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 
 namespace reelwright::timecodeMedia {
@@ -19,9 +21,8 @@ namespace {
     std::int64_t labelsPerSecond(const TimecodeDefinition& definition)
     {
         const std::int64_t nominal = definition.numberOfFrames + 1;
-        const bool roundedDown = definition.frameDuration != 0
-            && std::int64_t {definition.timeScale} * 1001 == nominal * 1000 * definition.frameDuration;
-        return roundedDown ? nominal : definition.numberOfFrames;
+        return FrameRate::of(definition) == FrameRate {nominal * 1000, 1001} ? nominal
+                                                                             : definition.numberOfFrames;
     }
 
     /// Frame labels that drop frame leaves out each minute but each tenth; 0 for definitions that leave out
@@ -32,12 +33,6 @@ namespace {
         const bool drops
             = (definition.flags & TimecodeDefinition::kDropFrame) != 0 && rate != 0 && rate % 30 == 0;
         return drops ? rate / 15 : 0;
-    }
-
-    std::int64_t framesPerDay(const TimecodeDefinition& definition)
-    {
-        const std::int64_t dropped = droppedPerMinute(definition) * (kMinutesPerDay - kMinutesPerDay / 10);
-        return labelsPerSecond(definition) * 60 * kMinutesPerDay - dropped;
     }
 
     /// Without its sign, and not so large that counting the left-out labels back in could overflow.
@@ -124,35 +119,56 @@ namespace {
         return std::nullopt;
     }
 
+    /// The description that a sample counts by: files put together from several tapes have one for each.
+    Result<TimecodeDescription> descriptionOf(const QTTrack& track, std::uint32_t sample)
+    {
+        const auto media = track.media();
+        const auto chunk = media.sampleTable().locate(sample);
+        auto description = media.sampleDescription(chunk ? chunk->description : 1);
+        if (!description)
+            description = media.sampleDescription(1);
+        if (!description)
+            return failure(
+                MovieError::Code::Corrupt, placeOf(track), "the timecode track has no description");
+        return description->timecode();
+    }
+
+    Result<std::uint32_t> storedNumber(const QTMedia& media, std::uint32_t sample)
+    {
+        RW_TRY(const auto bytes, media.sampleStart(sample, kSampleSize));
+        ByteReader in {bytes.span(), "timecode sample"};
+        const auto stored = in.u32();
+        RW_CHECK(in.finish(true));
+        return stored;
+    }
+
+    /// The sign bit is a sign only where negative times are allowed; else counts above 2^31 are what they
+    /// say.
+    std::int64_t meantNumber(std::uint32_t stored, const TimecodeDefinition& definition)
+    {
+        const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
+        return isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
+    }
+
     /// The timecode at that time, counted on from the sample that holds it.
     Result<Reading> readingAt(const QTTrack& track, const MediaTime& time)
     {
         const auto media = track.media();
         if (track.mediaType() != QTMediaTypeTimeCode)
             return failure(MovieError::Code::Refused, placeOf(track), "this is no timecode track");
-        const auto description = media.sampleDescription(1);
-        if (!description)
-            return failure(
-                MovieError::Code::Corrupt, placeOf(track), "the timecode track has no description");
         Reading reading;
-        RW_TRY(reading.description, description->timecode());
-        const auto& definition = reading.description.definition;
         const auto sample = sampleHolding(media, wholeUnits(time));
+        RW_TRY(reading.description, descriptionOf(track, sample ? sample->sample : 1));
+        const auto& definition = reading.description.definition;
         if (!sample)
             return failure(MovieError::Code::Corrupt, placeOf(track), "the timecode track has no sample");
-        RW_TRY(const auto bytes, media.sampleStart(sample->sample, kSampleSize));
-        ByteReader in {bytes.span(), "timecode sample"};
-        const auto stored = in.u32();
-        RW_CHECK(in.finish(true));
-        // The sign bit is a sign only where negative times are allowed; else counts above 2^31 are what they
-        // say.
-        const bool isSigned = (definition.flags & TimecodeDefinition::kNegativeTimesOK) != 0;
-        const std::int64_t first
-            = isSigned ? static_cast<std::int32_t>(stored) : static_cast<std::int64_t>(stored);
+        RW_TRY(const auto stored, storedNumber(media, sample->sample));
+        const auto first = meantNumber(stored, definition);
         // Media units to units of the definition, then to the frame that has begun.
         RW_TRY(const auto start, product(track, {sample->start, time.den}));
-        RW_TRY(const auto elapsed, product(track, {time.num - start, definition.timeScale}));
-        RW_TRY(const auto unit, product(track, {media.timeScale(), definition.frameDuration, time.den}));
+        const auto rate = FrameRate::of(definition);
+        RW_TRY(const auto elapsed, product(track, {time.num - start, rate.num}));
+        RW_TRY(const auto unit, product(track, {media.timeScale(), rate.num == 0 ? 0 : rate.den, time.den}));
         const Wide frames = unit <= 0 ? 0 : roundedDown(elapsed, unit);
         reading.frame = saturated(frames > INT64_MAX / 2 ? frames : first + frames);
         reading.text = label(reading.frame, definition);
@@ -160,6 +176,12 @@ namespace {
     }
 
 } // namespace
+
+std::int64_t framesPerDay(const TimecodeDefinition& definition)
+{
+    const std::int64_t dropped = droppedPerMinute(definition) * (kMinutesPerDay - kMinutesPerDay / 10);
+    return labelsPerSecond(definition) * 60 * kMinutesPerDay - dropped;
+}
 
 TimecodeRecord record(std::int64_t frame, const TimecodeDefinition& definition)
 {
@@ -216,6 +238,137 @@ std::string text(const TimecodeRecord& record, const TimecodeDefinition& definit
 std::string label(std::int64_t frame, const TimecodeDefinition& definition)
 {
     return text(record(frame, definition), definition);
+}
+
+std::optional<TimecodeRecord> recordOf(std::string_view text)
+{
+    TimecodeRecord record;
+    if (text.starts_with('-')) {
+        record.negative = true;
+        text.remove_prefix(1);
+    }
+    std::int64_t* const fields[] = {&record.hours, &record.minutes, &record.seconds, &record.frames};
+    for (std::size_t i = 0; i < std::size(fields); ++i) {
+        const auto end = i == 3 ? text.size() : text.find_first_of(":;");
+        if (end == std::string_view::npos)
+            return std::nullopt;
+        std::int32_t number = 0;
+        const auto* stop = text.data() + end;
+        const auto [parsed, error] = std::from_chars(text.data(), stop, number);
+        if (error != std::errc {} || parsed != stop || number < 0)
+            return std::nullopt;
+        *fields[i] = number;
+        text.remove_prefix(i == 3 ? end : end + 1);
+    }
+    return record;
+}
+
+bool hasLabel(const TimecodeRecord& wanted, const TimecodeDefinition& definition)
+{
+    auto found = record(frameNumber(wanted, definition), definition);
+    found.negative = found.negative && wanted.negative; // there is no negative zero
+    return found
+        == TimecodeRecord {wanted.negative && frameNumber(wanted, definition) != 0, wanted.hours,
+            wanted.minutes, wanted.seconds, wanted.frames};
+}
+
+Result<std::vector<StoredSample>> storedSamples(const QTTrack& track)
+{
+    const auto media = track.media();
+    const auto table = media.sampleTable();
+    if (table.sampleCount() > kMostSamples)
+        return failure(MovieError::Code::Refused, placeOf(track),
+            fmt::format("the timecode track has {} samples, more than the {} that are read at once",
+                table.sampleCount(), kMostSamples));
+    std::vector<StoredSample> samples;
+    std::uint64_t start = 0;
+    std::size_t run = 0;
+    std::uint32_t ofRun = 0;
+    for (std::uint32_t number = 1; number <= table.sampleCount(); ++number) {
+        StoredSample sample;
+        const auto chunk = table.locate(number);
+        sample.descriptionIndex
+            = chunk && media.sampleDescription(chunk->description) ? chunk->description : 1;
+        RW_TRY(sample.description, descriptionOf(track, number));
+        RW_TRY(sample.stored, storedNumber(media, number));
+        sample.frame = meantNumber(sample.stored, sample.description.definition);
+        while (run < table.timeRunCount() && ofRun == table.timeRun(run).count) {
+            ++run;
+            ofRun = 0;
+        }
+        sample.start = start;
+        sample.duration = run < table.timeRunCount() ? table.timeRun(run).duration : 0;
+        ++ofRun;
+        start += sample.duration;
+        samples.push_back(std::move(sample));
+    }
+    return samples;
+}
+
+Result<std::optional<QTTime>> movieTimeOf(const QTTrack& track, std::string_view label)
+{
+    const auto wanted = recordOf(label);
+    std::int64_t counter = 0;
+    const auto [end, error] = std::from_chars(label.data(), label.data() + label.size(), counter);
+    const bool isNumber = error == std::errc {} && end == label.data() + label.size();
+    if (!wanted && !isNumber)
+        return std::nullopt;
+    RW_TRY(const auto samples, storedSamples(track));
+    RW_TRY(const auto list, track.editList());
+    const Wide mediaScale = track.media().timeScale();
+    const Wide movieScale = track.timeScale();
+    if (mediaScale <= 0 || movieScale <= 0)
+        return std::nullopt;
+    Wide begin = 0; // of the edit, in the movie's scale
+    for (const auto& edit : list.edits) {
+        const Wide length = edit.duration;
+        const Wide at = begin;
+        begin += length;
+        if (edit.isEmpty() || edit.rate <= 0)
+            continue;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            const auto& sample = samples[i];
+            const auto& definition = sample.description.definition;
+            const bool counts = (definition.flags & TimecodeDefinition::kCounter) != 0;
+            const auto rate = FrameRate::of(definition);
+            if (rate.num <= 0 || counts == wanted.has_value())
+                continue;
+            std::int64_t frames = (counts ? counter : frameNumber(*wanted, definition)) - sample.frame;
+            // Behind midnight labels begin again.
+            if (const auto day = counts ? 0 : framesPerDay(definition); frames < 0 && day > 0)
+                frames = (frames % day + day) % day;
+            if (frames < 0 || (wanted && !hasLabel(*wanted, definition)))
+                continue;
+            // The frame lasts from `shown` to `hidden`, in units of 1 ÷ (media scale × rate.num) of the
+            // media.
+            const Wide start = Wide {static_cast<std::int64_t>(sample.start)} * rate.num;
+            const Wide frameLength = mediaScale * rate.den;
+            const bool isLast = i + 1 == samples.size(); // the last one counts on
+            const Wide until
+                = isLast ? Wide {INT64_MAX} * rate.num : start + Wide {sample.duration} * rate.num;
+            const Wide shown = start + frames * frameLength;
+            const Wide hidden = std::min(shown + frameLength, until);
+            const Wide editStart = Wide {edit.mediaTime} * rate.num;
+            constexpr Wide kOne = 1 << 16;
+            const Wide first = std::max(shown, editStart);
+            if (shown >= until || hidden <= editStart)
+                continue;
+            // Into the movie: media units ÷ the edit's rate.
+            const double seconds = static_cast<double>(first - editStart) / static_cast<double>(mediaScale)
+                / static_cast<double>(rate.num) * static_cast<double>(kOne) / edit.rate;
+            if (seconds * static_cast<double>(movieScale) >= static_cast<double>(length))
+                continue;
+            // Rounded up, so that the time lies in the frame and never before it.
+            constexpr std::int32_t kScale = 1'000'000'000;
+            const Wide unit = mediaScale * rate.num * edit.rate;
+            const Wide inEdit = ((first - editStart) * kOne * kScale + unit - 1) / unit;
+            const Wide time = (at * kScale + movieScale - 1) / movieScale + inEdit;
+            if (time > INT64_MAX)
+                return std::nullopt;
+            return QTTime {static_cast<std::int64_t>(time), kScale};
+        }
+    }
+    return std::nullopt;
 }
 
 Result<Reading> atMediaTime(const QTTrack& track, std::int64_t mediaTime)

@@ -4,6 +4,8 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace reelwright {
 
@@ -31,6 +33,13 @@ namespace timecodeMedia {
     /// value in decimal.
     std::string text(const TimecodeRecord& record, const TimecodeDefinition& definition);
     std::string label(std::int64_t frame, const TimecodeDefinition& definition);
+    /// The record of a text of four numbers with ":" or ";" between them and perhaps a "-" before; nothing
+    /// for any other.
+    std::optional<TimecodeRecord> recordOf(std::string_view text);
+    /// Is there such a label at that rate and with those flags, or only a nearest one?
+    bool hasLabel(const TimecodeRecord& wanted, const TimecodeDefinition& definition);
+    /// How many frames a day of labels has.
+    std::int64_t framesPerDay(const TimecodeDefinition& definition);
 
     /// What a timecode track says at one time.
     struct Reading
@@ -54,6 +63,24 @@ namespace timecodeMedia {
     /// where the track shows none of its media.
     /// Errors: as above, and those of QTTrack::editList.
     Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time);
+    /// The first time of the movie at which the track shows that label (or counter's number), through its
+    /// samples and its edit list; nothing where it never does. Errors: as above, and Refused for a track of
+    /// more than `kMostSamples`.
+    Result<std::optional<QTTime>> movieTimeOf(const QTTrack& track, std::string_view label);
+
+    /// A sample as it is stored.
+    struct StoredSample
+    {
+        std::uint32_t stored = 0;
+        std::int64_t frame = 0; ///< what it means: with its sign where negative times are allowed
+        std::uint64_t start = 0; ///< in the media's time scale
+        std::uint32_t duration = 0;
+        std::size_t descriptionIndex = 1;
+        TimecodeDescription description;
+    };
+    constexpr std::uint32_t kMostSamples = 100'000;
+    /// All of them. Errors: as `atMediaTime`, and Refused for a track of more than `kMostSamples`.
+    Result<std::vector<StoredSample>> storedSamples(const QTTrack& track);
 
 } // namespace timecodeMedia
 

@@ -49,8 +49,8 @@ namespace {
                 "startFrame": 900000, "reel": "A 1", "dropFrame": false, "limit24h": true, "negative": false,
                 "counter": false, "flags": 2, "frameRate": 25.0, "timeScale": 12800, "frameDuration": 512,
                 "numberOfFrames": 25,
-                "first": {"time": {"value": 0, "scale": 64000}, "timecode": "10:00:00:00", "frame": 900000},
-                "last": {"time": {"value": 25088, "scale": 12800}, "timecode": "10:00:01:24", "frame": 900049},
+                "first": {"time": {"value": 0, "scale": 1000}, "timecode": "10:00:00:00", "frame": 900000},
+                "last": {"time": {"value": 125440, "scale": 64000}, "timecode": "10:00:01:24", "frame": 900049},
                 "at": {"time": {"value": 1, "scale": 1}, "timecode": "10:00:01:00", "frame": 900025}}])"));
     }
 

@@ -206,5 +206,43 @@ namespace {
         EXPECT_FALSE(FrameTimes {}.last());
     }
 
+    TEST(FrameTimes, PicturesAreCountedAsTheyAreShown)
+    {
+        auto movie = test::emptyMovie(600);
+        test::TestTrack video;
+        video.times = {{10, 24}, {1, 600}, {10, 48}}; // held once, then half as many
+        video.edits.emplace().edits
+            = {{60, -1, 1 << 16}, {1320, 0, 1 << 16}, {48, 480, 0}, {96, 48, 1 << 16}};
+        const FrameTimes times {test::addTrack(movie, video)};
+        const std::int64_t starts[] = {60, 84, 108, 132, 156, 180, 204, 228, 252, 276, 300, 900, 948, 996,
+            1044, 1092, 1140, 1188, 1236, 1284, 1332, 1380, 1428, 1452, 1476, 1500};
+        for (std::size_t i = 0; i < std::size(starts); ++i) {
+            const auto number = static_cast<std::int64_t>(i);
+            ASSERT_EQ(times.startOf(number), (std::optional<QTTime> {{starts[i], 600}})) << i;
+            EXPECT_EQ(times.countBefore({starts[i], 600}), number);
+        }
+        EXPECT_FALSE(times.startOf(std::size(starts)));
+    }
+
+    TEST(FrameTimes, PicturesStoredInAnotherOrderAreCountedAsShown)
+    {
+        auto movie = test::emptyMovie(600);
+        test::TestTrack video;
+        video.times = {{7, 24}};
+        const auto track = test::addTrack(movie, video);
+        const EditableScope scope {movie};
+        ByteWriter offsets; // I P B B P B B: decoded 0 1 2 3 4 5 6, shown 0 3 1 2 6 4 5, a frame later
+        offsets.u32(0).u32(7);
+        for (const std::uint32_t frames : {1U, 3U, 0U, 0U, 3U, 0U, 0U})
+            offsets.u32(1).u32(frames * 24);
+        editSampleTables(*track.editAtom())->setLeaf("ctts"_cc, offsets.toBytes());
+        const EditList list {0, 0, {{144, 24, 1 << 16}}};
+        ASSERT_TRUE(track.setEditList(list));
+        const FrameTimes times {track};
+        for (std::int64_t i = 0; i < 6; ++i)
+            EXPECT_EQ(times.startOf(i), (std::optional<QTTime> {{i * 24, 600}})) << i;
+        EXPECT_FALSE(times.startOf(6));
+    }
+
 } // namespace
 } // namespace reelwright::test

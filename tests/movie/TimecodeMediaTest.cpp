@@ -1,5 +1,9 @@
 #include "movie/samples/TimecodeMedia.h"
 
+#include "movie/FrameRate.h"
+#include "movie/TimecodeTrack.h"
+#include "movie/TrackBuilder.h"
+#include "movie/files/MediaSources.h"
 #include "tests/helpers/TestMovie.h"
 
 #include <fmt/format.h>
@@ -310,6 +314,104 @@ namespace {
                 const auto reading = timecodeMedia::atMediaTime(test::addTrack(movie, source), mediaTime);
                 ASSERT_TRUE(reading);
                 EXPECT_FALSE(reading->text.empty());
+            }
+        }
+    }
+
+    struct RoundedRate
+    {
+        TimecodeDefinition definition;
+        QTTime frame; ///< of the picture
+    };
+
+    TEST(TimecodeMedia, RatesWrittenAsRoundedFractionsAreThoseThatTheyMean)
+    {
+        const RoundedRate facts[] = {
+            {{kDrop, 2997, 100, 30}, {1001, 30000}}, {{0, 23976, 1000, 24}, {1001, 24000}},
+            {{kDrop, 5994, 100, 60}, {1001, 60000}},
+            {{0, 2997, 100, 29}, {1001, 30000}}, // and the number of frames rounded down
+        };
+        for (const auto& fact : facts) {
+            auto movie = test::emptyMovie(fact.frame.scale);
+            test::addTrack(movie,
+                timecodeTrack(
+                    fact.definition, {0}, {{1, 3'000'000}}, static_cast<std::uint32_t>(fact.frame.scale)));
+            auto exact = fact.definition;
+            exact.timeScale = static_cast<std::uint32_t>(fact.frame.scale);
+            exact.frameDuration = 1001;
+            const auto track = movie.tracks().front();
+            for (const std::int64_t frame : {0, 1, 2, 30, 1800, 2900}) {
+                const auto reading
+                    = timecodeMedia::atMovieTime(track, {frame * fact.frame.value, fact.frame.scale});
+                ASSERT_TRUE(reading && *reading) << frame;
+                EXPECT_EQ((*reading)->frame, frame);
+                EXPECT_EQ((*reading)->text, timecodeMedia::label(frame, exact));
+            }
+        }
+        EXPECT_EQ(FrameRate::meant(2398, 100), (FrameRate {2398, 100})) << "farther off than rounding goes";
+        EXPECT_TRUE(FrameRate::meant(2997, 100).hasDropFrame());
+        EXPECT_TRUE(FrameRate::meant(120000, 1001).hasDropFrame());
+        for (const auto& rate : {FrameRate {30, 1}, FrameRate {25, 1}, FrameRate {24000, 1001}, FrameRate {}})
+            EXPECT_FALSE(rate.hasDropFrame()) << rate.num;
+    }
+
+    /// Two tapes one after the other, a second each: 25 frames from 10:00:00:00, then 30 from 01:00:00;00.
+    QTMovie twoTapes()
+    {
+        auto movie = test::emptyMovie(30000);
+        auto tapes = timecodeTrack({0, 25, 1, 25}, {900000, 107892}, {{1, 30000}, {1, 30000}});
+        tapes.descriptions = {
+            timecodeMedia::makeDescription({0, 25, 1, 25}, "ONE"),
+            timecodeMedia::makeDescription({kDrop, 30000, 1001, 30}, "TWO"),
+        };
+        tapes.edits.emplace().edits = {{15000, -1, 1 << 16}, {60000, 0, 1 << 16}};
+        const auto track = test::addTrack(movie, tapes);
+        // The second sample lies in a chunk of the second description.
+        const EditableScope scope {movie};
+        SampleTableBuilder tables;
+        const auto media = movie.sources().addMemory(ByteWriter {}.u32(900000).u32(107892).toBytes());
+        for (const std::uint32_t i : {0U, 1U}) {
+            tables.beginChunk(media + 4 * i, i + 1);
+            EXPECT_TRUE(tables.add({30000, 4, 0, true, 0}));
+        }
+        tables.write(*editSampleTables(*track.editAtom()));
+        return movie;
+    }
+
+    TEST(TimecodeMedia, EachSampleCountsByItsOwnDescriptionAndEachLabelHasItsTime)
+    {
+        const auto movie = twoTapes();
+        const auto track = movie.tracks().front();
+        const auto readAt = [&](std::int64_t units) {
+            const auto reading = timecodeMedia::atMovieTime(track, {units, 30000});
+            return reading && *reading ? (*reading)->text + ' ' + (*reading)->description.reel : "none";
+        };
+        EXPECT_EQ(readAt(0), "none");
+        EXPECT_EQ(readAt(15000 + 1200), "10:00:00:01 ONE");
+        EXPECT_EQ(readAt(45000 + 1001), "01:00:00;01 TWO");
+        struct PlaceFact
+        {
+            const char* label;
+            std::int64_t units; ///< below 0: never shown
+        };
+        const PlaceFact facts[] = {
+            {"10:00:00:00", 15000},
+            {"10:00:00:24", 15000 + 24 * 1200},
+            {"10:00:01:00", -1},
+            {"01:00:00;00", 45000},
+            {"01:00:00:10", 45000 + 10 * 1001},
+            {"01:00:00;29", 45000 + 29 * 1001},
+            {"00:01:00;00", -1},
+            {"-01:00:00:00", -1},
+            {"12", -1},
+        };
+        for (const auto& fact : facts) {
+            const auto time = timecodeMedia::movieTimeOf(track, fact.label);
+            ASSERT_TRUE(time) << fact.label;
+            ASSERT_EQ(time->has_value(), fact.units >= 0) << fact.label;
+            if (*time) {
+                EXPECT_GE(**time, (QTTime {fact.units, 30000})) << fact.label;
+                EXPECT_LT(**time, (QTTime {fact.units + 1, 30000})) << fact.label;
             }
         }
     }

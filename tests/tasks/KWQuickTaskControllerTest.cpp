@@ -160,7 +160,8 @@ namespace {
                 ASSERT_TRUE(movie.setUserDataItem(fact.type,
                     ByteWriter {}.u16(static_cast<std::uint16_t>(text.size())).u16(0).text(text).toBytes()));
             }
-            EXPECT_EQ(KWQuickTaskController::addTimecodeTrackFromUserDataField(movie), *fact.start != '\0')
+            EXPECT_EQ(KWQuickTaskController::addTimecodeTrackFromUserDataField(movie).has_value(),
+                *fact.start != '\0')
                 << fact.why;
             EXPECT_EQ(starts(movie), fact.start) << fact.why;
         }

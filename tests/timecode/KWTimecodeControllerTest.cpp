@@ -5,7 +5,7 @@
 #include "tests/helpers/TestMovie.h"
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace reelwright {
 namespace {
@@ -219,6 +219,220 @@ namespace {
             std::string reel;
             KWTimecodeController::timecodeForTrack(timecodeTrack(movie), nullptr, &reel);
             EXPECT_EQ(reel, fact.stored);
+        }
+    }
+
+    struct LongMovie
+    {
+        std::uint32_t movieScale;
+        std::uint32_t mediaScale;
+        std::uint32_t hours;
+        QTTime frame;
+    };
+
+    TEST(TimecodeController, WhereTheTimeScaleCannotBeRaisedTheDefinitionCountsInThePictures)
+    {
+        const LongMovie facts[] = {
+            {90000, 24000, 4, {1001, 24000}}, {48000, 30000, 4, {1001, 30000}},
+            {90000, 600, 10, {1001, 30000}}, // whose own times only round the rate
+        };
+        for (const auto& fact : facts) {
+            auto movie = test::emptyMovie(fact.movieScale);
+            test::TestTrack video;
+            video.mediaScale = fact.mediaScale;
+            const auto frames
+                = static_cast<std::uint32_t>(std::int64_t {fact.hours} * 3600 * fact.frame.scale / 1001);
+            if (fact.mediaScale == 600)
+                video.times = {{frames / 50 * 49, 20}, {frames / 50, 21}};
+            else
+                video.times = {{frames, 1001}};
+            test::addTrack(movie, video);
+            ASSERT_TRUE(KWTimecodeController::insertTimecodeTrack(0, 0, 0, 0, 0, std::nullopt, movie));
+            EXPECT_EQ(movie.timeScale(), static_cast<std::int32_t>(fact.movieScale)) << "it has no room";
+            const auto track = timecodeTrack(movie);
+            for (const auto frame : {std::int64_t {1}, std::int64_t {1000}, std::int64_t {frames} - 100}) {
+                const auto reading
+                    = timecodeMedia::atMovieTime(track, {frame * fact.frame.value, fact.frame.scale});
+                ASSERT_TRUE(reading && *reading);
+                EXPECT_EQ((*reading)->frame, frame) << fact.mediaScale;
+            }
+        }
+    }
+
+    /// A clip of that rate whose timecode track has these samples, a unit of 25 apart, behind a gap.
+    QTMovie labelled(const TimecodeDefinition& definition, const std::vector<std::uint32_t>& starts)
+    {
+        auto movie = clipOf(25, 1);
+        auto track
+            = test::timecodeTrack(definition, starts, {{static_cast<std::uint32_t>(starts.size()), 5}}, 25);
+        track.trackID = 2;
+        track.descriptions = {timecodeMedia::makeDescription(definition, "OLD")};
+        track.edits.emplace().edits = {{200, -1, 1 << 16}, {400, 1, 1 << 16}};
+        test::addTrack(movie, track);
+        return movie;
+    }
+
+    struct PartFact
+    {
+        const char* why;
+        TimecodeDefinition definition;
+        std::vector<std::uint32_t> stored;
+        TimecodeChange change;
+        std::uint32_t flags; ///< afterwards
+        std::vector<std::uint32_t> after;
+    };
+
+    TEST(TimecodeController, WhatAChangeDoesNotNameStays)
+    {
+        const auto changed = [](auto set) {
+            TimecodeChange change;
+            set(change);
+            return change;
+        };
+        const auto reel = changed([](auto& change) { change.reel = "NEW"; });
+        const auto counter = [&](bool on) { return changed([on](auto& change) { change.counter = on; }); };
+        const auto drop = [&](bool on) { return changed([on](auto& change) { change.dropFrame = on; }); };
+        const auto moved
+            = [&](TimecodeRecord by) { return changed([by](auto& change) { change.offset = by; }); };
+        constexpr TimecodeDefinition k25 {0, 25, 1, 25};
+        constexpr TimecodeDefinition k30 {0, 30000, 1001, 30};
+        const PartFact facts[] = {
+            {"a reel, with breaks", k25, {90000, 5, 77}, reel, 0, {90000, 5, 77}},
+            {"a reel, below zero", {4, 25, 1, 25}, {0xFFFFFFFB}, reel, 4, {0xFFFFFFFB}},
+            {"a reel of a counter", {8, 25, 1, 25}, {100000}, reel, 8, {100000}},
+            {"a reel where the flags are odd", {1 | 0x100, 25, 1, 25}, {3}, reel, 0x101, {3}},
+            {"timecode to counter", k30, {108000, 7}, counter(true), 8, {108000, 7}},
+            {"and back", {8, 30000, 1001, 30}, {108000, 7}, counter(false), 0, {108000, 7}},
+            {"labels stay where drop frame begins", k30, {108000, 1802}, drop(true), 1, {107892, 1800}},
+            {"and ends", {1, 30000, 1001, 30}, {107892, 1800}, drop(false), 0, {108000, 1802}},
+            {"an hour on", k25, {90000, 5}, moved({false, 1, 0, 0, 0}), 0, {180000, 90005}},
+            {"an hour on in drop frame", {1, 2997, 100, 30}, {107892}, moved({false, 1, 0, 0, 0}), 1,
+                {215784}},
+            {"behind midnight", k25, {2159999}, moved({false, 0, 0, 0, 1}), 0, {0}},
+            {"before midnight", k25, {5}, moved({true, 0, 0, 0, 10}), 0, {2159995}},
+            {"below zero", {4, 25, 1, 25}, {5}, moved({true, 0, 0, 0, 10}), 4, {0xFFFFFFFB}},
+            {"negative times end", {4, 25, 1, 25}, {0xFFFFFFFB},
+                changed([](auto& change) { change.negativeTimes = false; }), 0, {2159995}},
+        };
+        for (const auto& fact : facts) {
+            SCOPED_TRACE(fact.why);
+            auto movie = labelled(fact.definition, fact.stored);
+            const auto track = timecodeTrack(movie);
+            const auto edits = track.editList()->edits;
+            const auto before = track.media().atom()->find({"minf"_cc, "stbl"_cc})->toBytes();
+            const auto answer = KWTimecodeController::changeTimecode(fact.change, track, movie);
+            ASSERT_TRUE(answer) << answer.error().message();
+            const auto samples = timecodeMedia::storedSamples(track);
+            ASSERT_TRUE(samples);
+            std::vector<std::uint32_t> stored;
+            for (const auto& sample : *samples) {
+                stored.push_back(sample.stored);
+                EXPECT_EQ(sample.duration, 5U);
+                EXPECT_EQ(sample.description.definition.flags, fact.flags);
+                EXPECT_EQ(sample.description.reel, fact.change.reel ? "NEW" : "OLD");
+            }
+            EXPECT_EQ(stored, fact.after);
+            EXPECT_EQ(track.editList()->edits, edits);
+            EXPECT_EQ(movie.timeScale(), 1000);
+            // The same once more changes nothing, and a reel nothing but its description.
+            if (fact.change.reel) {
+                auto back = fact.change;
+                back.reel = "OLD";
+                ASSERT_TRUE(KWTimecodeController::changeTimecode(back, track, movie));
+                EXPECT_TRUE(track.media().atom()->find({"minf"_cc, "stbl"_cc})->toBytes() == before);
+            }
+        }
+    }
+
+    struct RefusedChange
+    {
+        TimecodeDefinition definition;
+        TimecodeChange change;
+        const char* sentence;
+    };
+
+    TEST(TimecodeController, WhatARateOrACounterHasNotIsRefusedInWordsOrLeftOut)
+    {
+        const auto started = [](TimecodeRecord start, std::optional<bool> drop = {}) {
+            TimecodeChange change;
+            change.start = start;
+            change.dropFrame = drop;
+            return change;
+        };
+        TimecodeChange drop;
+        drop.dropFrame = true;
+        TimecodeChange moved;
+        moved.offset = TimecodeRecord {false, 1, 0, 0, 0};
+        const RefusedChange facts[] = {
+            {{0, 25, 1, 25}, drop, "drop frame is for 29.97 and 59.94"},
+            {{0, 30, 1, 30}, drop, "has 30 frames a second"},
+            {{8, 25, 1, 25}, drop, "a counter has no drop frame"},
+            {{8, 25, 1, 25}, moved, "--counter N"},
+            {{0, 24, 1, 24}, started({false, 10, 11, 12, 25}), "the nearest is 10:11:13:01"},
+            {{0, 25, 1, 25}, started({true, 0, 0, 0, 1}),
+                "without negative times; the nearest is 23:59:59:24"},
+            {{0, 30000, 1001, 30}, started({false, 0, 1, 0, 0}, true), "the nearest is 00:01:00;02"},
+        };
+        for (const auto& fact : facts) {
+            auto movie = labelled(fact.definition, {5});
+            const auto answer
+                = KWTimecodeController::changeTimecode(fact.change, timecodeTrack(movie), movie);
+            ASSERT_FALSE(answer) << fact.sentence;
+            EXPECT_THAT(answer.error().message(), testing::HasSubstr(fact.sentence));
+        }
+        // The operations of old leave the flag out.
+        auto movie = clipOf(25, 1);
+        ASSERT_TRUE(KWTimecodeController::insertTimecodeTrack(1, 0, 0, 0, kDrop, std::nullopt, movie));
+        EXPECT_EQ(KWTimecodeController::timecodeForTrack(timecodeTrack(movie)), "01:00:00:00");
+        ASSERT_TRUE(KWTimecodeController::modifyTimecode(
+            2, 0, 0, 0, std::nullopt, timecodeTrack(movie), movie, true, false, false, false));
+        ASSERT_TRUE(KWTimecodeController::replaceTimecodeTrack(timecodeTrack(movie), movie));
+        EXPECT_EQ(KWTimecodeController::timecodeForTrack(timecodeTrack(movie)), "02:00:00:00");
+    }
+
+    TEST(TimecodeController, ATrackThatNobodyRefersToIsLinkedAgain)
+    {
+        auto movie = labelled({0, 25, 1, 25}, {5});
+        const auto track = timecodeTrack(movie);
+        const auto picture = movie.tracksOfMediaType(QTMediaTypeVideo).front();
+        EXPECT_TRUE(picture.references().empty());
+        {
+            const EditableScope scope {movie};
+            track.editAtom()->edit({"mdia"_cc, "minf"_cc})->remove("gmhd"_cc);
+        }
+        ASSERT_TRUE(KWTimecodeController::relinkTimecode(track, movie));
+        EXPECT_EQ(picture.references().at("tmcd"_cc), std::vector<std::uint32_t> {2});
+        EXPECT_TRUE(track.media().atom()->find({"minf"_cc, "gmhd"_cc, "tmcd"_cc, "tcmi"_cc}));
+        EXPECT_TRUE(track.media().atom()->find({"minf"_cc, "gmhd"_cc, "gmin"_cc}));
+        const auto linked = movie.header().toBytes();
+        ASSERT_TRUE(KWTimecodeController::relinkTimecode(track, movie)) << "nothing is missing any more";
+        EXPECT_TRUE(movie.header().toBytes() == linked);
+    }
+
+    TEST(TimecodeController, AStartFromElsewhereIsCheckedFirst)
+    {
+        struct TextFact
+        {
+            const char* text;
+            const char* start; ///< null: refused
+        };
+        const TextFact facts[] = {
+            {" 01:02:03:04\n", "01:02:03:04"},
+            {"01:02:03;04", "01:02:03:04"},
+            {"25:61:61:99", nullptr},
+            {"aa:bb:cc:dd", nullptr},
+            {"10:11:12:25", nullptr},
+            {"-1:00:00:00", nullptr},
+            {"10:11:12", nullptr},
+        };
+        for (const auto& fact : facts) {
+            auto movie = clipOf(24, 1);
+            const auto added = KWTimecodeController::addTimecodeFromText(fact.text, "the card", movie);
+            ASSERT_EQ(added.has_value(), fact.start != nullptr) << fact.text;
+            if (added)
+                EXPECT_EQ(KWTimecodeController::timecodeForTrack(added->track()), fact.start);
+            else
+                EXPECT_THAT(added.error().message(), testing::HasSubstr("--timecode"));
         }
     }
 
