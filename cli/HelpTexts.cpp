@@ -60,9 +60,14 @@ Examples:
   reelwright-cli timecode clip.mov
   reelwright-cli timecode --at 00:01:00:00 clip.mov         a minute into the movie
   reelwright-cli timecode --frame 1799 --json clip.mov | jq -r '.tracks[0].at.timecode'
+  reelwright-cli timecode --all *.mov                       every timecode of each file, and whether they agree
+
+--all lists the timecode tracks with their breaks, the timecode and reel items of user data and metadata (©TIM and the
+like), XMP, and the clocks: creation dates, the file's date, the .THM still beside it. JSON: {file, timecodes [{source,
+kind, track, start, reel, inUse, difference, unit, disagrees, breaks, remarks}], agree, warnings}. Clocks never disagree.
 
 Exit status: 0 done (also for a movie without timecode), 1 a file or one of its timecode tracks could not be read (named
-on standard error), 2 wrong usage.)";
+on standard error) or, with --all, its timecodes disagree, 2 wrong usage.)";
 
 const char* const kAtomsFooter = R"(
 Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,

@@ -1,6 +1,7 @@
 #include "cli/TimecodeCommand.h"
 
 #include "cli/FileReports.h"
+#include "cli/TimecodeList.h"
 #include "movie/FrameRate.h"
 #include "movie/samples/FrameTimes.h"
 #include "movie/samples/TimecodeMedia.h"
@@ -234,10 +235,15 @@ void TimecodeCommand::addOptions(CLI::App& app)
     app.add_option("--frame", m_query.frame, "Also the timecode at frame N of the picture, from 0")
         ->option_text("N")
         ->check(CLI::Range(std::int64_t {0}, std::int64_t {1} << 40U));
+    app.add_flag("--all", m_all,
+        "Instead every place of the file that carries timecode,\nside by side; what disagrees is marked and "
+        "fails the file");
 }
 
 void TimecodeCommand::check()
 {
+    if (m_all && (m_atText || m_query.frame))
+        throwUsageError("--all goes without --at and --frame");
     if (!m_atText)
         return;
     if (m_query.frame)
@@ -252,6 +258,8 @@ void TimecodeCommand::check()
 
 int TimecodeCommand::run(const Invocation& invocation)
 {
+    if (m_all)
+        return reportEach(invocation, listTimecodes);
     return reportEach(
         invocation, [&](const std::string& file) { return reportFile(file, m_query, invocation.format); });
 }

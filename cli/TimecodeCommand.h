@@ -19,7 +19,8 @@ struct TimecodeQuery
 };
 
 /// `reelwright-cli timecode`: start, reel, flags, rate and last frame of each timecode track. The exit
-/// status: 1 when a file or one of its timecode tracks could not be read, else 0.
+/// status: 1 when a file or one of its timecode tracks could not be read, or, of all timecodes of a file, two
+/// disagree; else 0.
 class TimecodeCommand final : public Command
 {
 public:
@@ -30,6 +31,7 @@ public:
 private:
     TimecodeQuery m_query;
     std::optional<std::string> m_atText;
+    bool m_all = false;
 };
 
 } // namespace reelwright::cli

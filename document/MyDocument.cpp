@@ -680,6 +680,12 @@ TimecodeSettings MyDocument::loadTimecodeDataForTrack(const KWMovTrack& record)
     return TimecodeSettings::ofTrack(record.track());
 }
 
+std::string MyDocument::timecodeAtPosition(const KWMovTrack& record) const
+{
+    const auto reading = timecodeMedia::atMovieTime(record.track(), currentTime());
+    return reading && *reading ? (*reading)->text : std::string {};
+}
+
 std::string MyDocument::modifyTimecodeData(
     const TimecodeSettings& settings, TimecodeControl sender, bool isAtPosition)
 {

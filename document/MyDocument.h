@@ -196,6 +196,8 @@ public:
     void addTimecodeTrack();
     /// What the timecode panel shows of that track.
     [[nodiscard]] static TimecodeSettings loadTimecodeDataForTrack(const KWMovTrack& record);
+    /// What that track says where the movie view stands; empty where it shows nothing.
+    [[nodiscard]] std::string timecodeAtPosition(const KWMovTrack& record) const;
     /// The controls of the timecode panel.
     enum class TimecodeControl { StartText, StartType, Other };
     /// One of them was changed: gives the selected timecode track what they hold. `isAtPosition`: the start

@@ -1,5 +1,6 @@
 #include "report/FactsJson.h"
 
+#include "report/TimecodePlaces.h"
 #include "tracks/ApertureModes.h"
 
 #include <cmath>
@@ -114,7 +115,7 @@ Json movieJson(const MovieFacts& facts)
             {{"autoPlay", facts.autoPlay}, {"autoClose", facts.autoClose}, {"autoQuit", facts.autoQuit},
                 {"controller", facts.controller == "none"_cc ? "hide" : "show"},
                 {"apertureMode", textOrNull(apertureModeName(facts.apertureMode))}}},
-        {"startTimecode", facts.startTimecode},
+        {"startTimecode", textOrNull(facts.startTimecode)},
     };
     auto tracks = Json::array();
     for (const auto& track : facts.tracks)
@@ -135,6 +136,7 @@ Json factsJson(const MovieFacts& facts)
         {"fragmented", facts.fragmented},
     };
     json.update(movieJson(facts));
+    json["timecodes"] = timecodesJson(facts.timecodes);
     json["warnings"] = facts.warnings;
     return json;
 }

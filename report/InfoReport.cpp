@@ -2,10 +2,13 @@
 
 #include "report/Printable.h"
 #include "report/TextTable.h"
+#include "report/TimecodePlaces.h"
 #include "support/FileHelper.h"
 #include "tracks/ApertureModes.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace reelwright {
 namespace {
@@ -84,6 +87,9 @@ namespace {
     std::string startText(const MovieFacts& facts)
     {
         for (const auto& track : facts.tracks)
+            if (!track.timecodeProblem.empty() && facts.startTimecode.empty())
+                return fmt::format("not known: the timecode track {} cannot be read", track.id);
+        for (const auto& track : facts.tracks)
             if (track.timecode)
                 return fmt::format("{} (track {})", facts.startTimecode, track.id);
         return facts.startTimecode + " (no timecode track)";
@@ -133,6 +139,8 @@ namespace {
             details.push_back("first channel: " + track.channelLabel);
         if (track.timecode)
             details.push_back(timecodeText(*track.timecode));
+        if (!track.timecodeProblem.empty())
+            details.emplace_back("cannot be read");
         for (const auto& [kind, ids] : track.references)
             details.push_back(fmt::format("{} -> {}", printable(kind.text()), fmt::join(ids, " ")));
         std::string text;
@@ -207,6 +215,11 @@ std::string infoReport(const MovieFacts& facts)
     for (const auto& row : movieRows(facts))
         table.addRow({row.name, row.value});
     auto text = printable(facts.file) + '\n' + table.text(2) + "  Tracks\n" + trackTable(facts, 4);
+    const auto& places = facts.timecodes.places;
+    if (std::count_if(places.begin(), places.end(),
+            [](const auto& place) { return place.kind != TimecodePlace::Kind::Clock; })
+        > 1)
+        text += "  Timecodes\n" + timecodeTable(facts.timecodes, 4);
     if (!facts.warnings.empty())
         text += "  Warnings\n";
     for (const auto& warning : facts.warnings)

@@ -117,6 +117,8 @@ namespace {
         facts.language = languageName(media.header().language);
         facts.references = track.references();
         facts.timecode = timecodeFacts(track);
+        if (track.mediaType() == QTMediaTypeTimeCode && !facts.timecode)
+            facts.timecodeProblem = timecodeMedia::atMediaTime(track, 0).error().message();
         facts.apertures = apertureFacts(track);
         return facts;
     }
@@ -161,7 +163,14 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
     for (const auto& placed : placedTracks(movie))
         facts.tracks.push_back(trackFacts(placed, movie));
+    // The number of the first frame must not pass for what a track says that cannot be read.
+    if (const auto tracks = movie.tracksOfMediaType(QTMediaTypeTimeCode);
+        !tracks.empty() && !timecodeMedia::atMediaTime(tracks.front(), 0))
+        facts.startTimecode.clear();
+    facts.timecodes = TimecodeSurvey::of(movie, TimecodeSurvey::Scope::Header);
     facts.warnings = warningTexts(movie);
+    facts.warnings.insert(
+        facts.warnings.end(), facts.timecodes.warnings.begin(), facts.timecodes.warnings.end());
     return facts;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "movie/samples/TimecodeMedia.h"
+#include "timecode/TimecodeSurvey.h"
 #include "tracks/TrackPlaces.h"
 
 namespace reelwright {
@@ -63,6 +64,7 @@ struct TrackFacts
     std::string language; ///< of the media: "eng", "English"; empty when it is not said
     std::map<FourCC, std::vector<std::uint32_t>> references;
     std::optional<TimecodeFacts> timecode;
+    std::string timecodeProblem; ///< why a timecode track has none
     std::optional<ApertureFacts> apertures;
 };
 
@@ -88,7 +90,8 @@ struct MovieFacts
     bool autoQuit = false;
     FourCC controller; ///< zero where the movie says nothing
     FourCC apertureMode; ///< zero where the movie says nothing
-    std::string startTimecode;
+    std::string startTimecode; ///< empty where the timecode track cannot be read
+    TimecodeSurvey timecodes; ///< every place that carries one, without files beside the movie
     std::vector<TrackFacts> tracks; ///< in ascending order of their IDs
     std::vector<std::string> warnings;
 

@@ -1,12 +1,10 @@
 #include "tasks/KWQuickTaskController.h"
 
 #include "movie/QTMetaData.h"
+#include "support/FileDates.h"
 #include "support/KWLog.h"
 #include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -14,15 +12,6 @@
 
 namespace reelwright {
 namespace {
-
-    std::optional<std::chrono::sys_seconds> fileCreationTime(const std::string& path)
-    {
-        struct statx info = {};
-        if (path.empty() || ::statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME | STATX_MTIME, &info) != 0)
-            return std::nullopt;
-        const auto& time = (info.stx_mask & STATX_BTIME) != 0 ? info.stx_btime : info.stx_mtime;
-        return std::chrono::sys_seconds {std::chrono::seconds {time.tv_sec}};
-    }
 
     /// The first text under the key, which some programs write in the other order.
     std::optional<std::string> timecodeField(const QTMovie& movie)
@@ -115,8 +104,7 @@ Result<KWMovTrack> KWQuickTaskController::timecodeTrackFromFileCreationTime(QTMo
 {
     const auto created = fileCreationTime(movie.fileName());
     if (!created && !movie.creationTime())
-        return failure(
-            MovieError::Code::Refused, {}, "neither the file nor the movie has a creation time");
+        return failure(MovieError::Code::Refused, {}, "neither the file nor the movie has a creation time");
     return created ? KWTimecodeController::addTimecodeTrackWithDate(*created, movie)
                    : timecodeTrackFromCreationTime(movie);
 }

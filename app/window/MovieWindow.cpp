@@ -96,7 +96,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels = new PanelTabWidget(*m_document, this);
     m_panels->addPane(Panel::Information, new InformationPane(*m_document, *m_facts));
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
-    m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document));
+    m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
     layOut();
     m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);

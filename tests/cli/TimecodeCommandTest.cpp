@@ -117,6 +117,37 @@ namespace {
         EXPECT_EQ(track["last"]["timecode"], "05:00:01:29") << "two seconds at 30";
     }
 
+    TEST_F(TimecodeCommand, AllTimecodesOfAFileAreListedAndComparedWithTheOneInUse)
+    {
+        REELWRIGHT_NEEDS_PROGRAM("exiftool");
+        sample("timecode-25.mov");
+        const auto sources = [&](int exitCode) {
+            const auto result = json({"timecode", "--all", "--json", "timecode-25.mov"}, exitCode);
+            EXPECT_EQ(result["agree"], exitCode == 0);
+            return result["timecodes"];
+        };
+        const auto alone = sources(0);
+        EXPECT_EQ(alone[0]["inUse"], true);
+        EXPECT_EQ(alone[0]["start"], "10:00:00:00");
+        // Another program's note says the same, then twelve frames more.
+        run({"exiftool", "-q", "-overwrite_original", "-UserData:StartTimecode=10:00:00:00",
+            path("timecode-25.mov")});
+        const auto same = sources(0);
+        ASSERT_GE(same.size(), 2U);
+        EXPECT_EQ(same[1]["start"], "10:00:00:00");
+        EXPECT_EQ(same[1]["difference"], 0);
+        run({"exiftool", "-q", "-overwrite_original", "-UserData:StartTimecode=10:00:00:12",
+            path("timecode-25.mov")});
+        const auto other = sources(1);
+        EXPECT_EQ(other[1]["difference"], 12);
+        EXPECT_EQ(other[1]["disagrees"], true);
+        EXPECT_THAT(cli({"timecode", "--all", "timecode-25.mov"}).output, HasSubstr("! +12 fr"));
+        EXPECT_THAT(
+            cli({"info", "timecode-25.mov"}).output, AllOf(HasSubstr("disagree"), HasSubstr("10:00:00:12")));
+        ASSERT_EQ(cli({"edit", "--timecode-offset", "+00:00:00:12", "timecode-25.mov"}).exitCode, 0);
+        sources(0);
+    }
+
     TEST_F(TimecodeCommand, AgreesWithFfprobeOnEveryRealFile)
     {
         REELWRIGHT_NEEDS_CORPUS();
