@@ -1,8 +1,10 @@
 #include "movie/samples/FrameTimes.h"
 
+#include "movie/TrackBuilder.h"
 #include "movie/atoms/ByteWriter.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/SimulatedStorage.h"
+#include "tests/helpers/TestMovie.h"
 
 #include <gmock/gmock.h>
 

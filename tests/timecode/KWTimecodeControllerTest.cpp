@@ -233,7 +233,7 @@ namespace {
     TEST(TimecodeController, WhereTheTimeScaleCannotBeRaisedTheDefinitionCountsInThePictures)
     {
         const LongMovie facts[] = {
-            {90000, 24000, 4, {1001, 24000}}, {48000, 30000, 4, {1001, 30000}},
+            {90000, 24000, 4, {1001, 24000}}, {48000, 30000, 5, {1001, 30000}},
             {90000, 600, 10, {1001, 30000}}, // whose own times only round the rate
         };
         for (const auto& fact : facts) {

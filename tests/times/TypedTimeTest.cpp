@@ -18,7 +18,7 @@ namespace {
         video.times = {{250, 24}};
         video.samples.resize(250);
         test::addTrack(movie, video);
-        auto timecode = test::timecodeTrack({0, 600, 24, 25}, {90000}, {{6000, 1}}, 600);
+        auto timecode = test::timecodeTrack({0, 600, 24, 25}, {90000}, {{1, 6000}}, 600);
         timecode.trackID = 2;
         timecode.edits.emplace().edits = {{600, -1, 1 << 16}, {5400, 0, 1 << 16}};
         test::addTrack(movie, timecode);
