@@ -121,6 +121,8 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
 
     const auto original = movie;
     RW_CHECK(m_options.plan.apply(movie, &result.warnings));
+    if (m_options.plan.conform)
+        RW_CHECK(conform(result, movie, output));
     const bool isChanged = movie.isChanged();
     if (isChanged) {
         result.changes = changesBetween(MovieFacts::of(original), MovieFacts::of(movie));
@@ -155,7 +157,11 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
         result.status = EditStatus::Updated;
         return {};
     }
+    RW_TRY(const auto kept,
+        m_options.plan.conform ? m_options.plan.conform->keepOldHeader(original) : std::string {});
     if (auto saved = save(result, movie, inPlace); !saved) {
+        if (!kept.empty() && result.bytesWritten == 0)
+            ::unlink(kept.c_str());
         if (result.bytesWritten == 0) {
             result.mode = SaveMode::None;
             result.output.clear();
@@ -165,6 +171,17 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     if (m_options.preserveTimes)
         RW_CHECK(times.give(result.output));
     result.status = EditStatus::Updated;
+    return {};
+}
+
+Result<void> FileEdit::conform(EditResult& result, QTMovie& movie, const std::string& output)
+{
+    const bool inPlace = output.empty() && !m_options.forceResave && MovieSaver::canUpdateMovieFile(movie);
+    RW_TRY(auto conformed,
+        m_options.plan.conform->conformed(
+            movie, inPlace ? SavePreview::Mode::InPlace : SavePreview::Mode::Flattened));
+    movie = std::move(conformed.movie);
+    result.warnings.insert(result.warnings.end(), conformed.warnings.begin(), conformed.warnings.end());
     return {};
 }
 

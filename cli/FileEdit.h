@@ -54,6 +54,8 @@ public:
 
 private:
     Result<void> edit(EditResult& result, const std::string& output);
+    /// The change of the frame rate that the save makes.
+    Result<void> conform(EditResult& result, QTMovie& movie, const std::string& output);
     Result<void> save(EditResult& result, QTMovie& movie, bool inPlace);
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;

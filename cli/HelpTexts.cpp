@@ -112,6 +112,15 @@ The timecode track (one for all timecode options, at the place of the first of t
   A start from udta or movies: must be a timecode that exists at this movie's rate; the label is taken, also from a movie
   of another rate, and refused where there is none.
 
+The frame rate (after all edits, in the same save):
+  --conform divides time scales by the ratio of the two rates and rounds them, as editors are used to; rates next to 24,
+  30 and 60 are taken for 23.976, 29.97 and 59.94, and from 59.94 every other way is by 29.97 with frames twice as long.
+  --conform-exact chooses time scales in which a frame is a whole number of units, so that nothing of the picture is
+  rounded, and changes the sound's sample rate to the nearest whole number; what this leaves of drift is stated, and
+  refused above one frame at the end. Both rebuild the timecode track. AAC, AC-3, Opus and other sound whose data carry
+  their own sample rate do not follow. --conform refuses headers with 64-bit times, and files whose atoms it cannot go
+  over to the end; --conform-exact takes them.
+
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A
   file for which that is impossible (fragmented, cut short, on a volume without a journal) is written anew as a whole
@@ -133,6 +142,8 @@ Examples:
   reelwright-cli edit --track a1:in=10. --track a1:duration=1.. clip.mov
   reelwright-cli edit --timecode '10:00:00;00' --reel A001 clip.mov
   reelwright-cli edit --timecode-from thm-folder:stills *.mov
+  reelwright-cli edit --conform 24 --keep-header headers/ *.mov
+  reelwright-cli edit --conform-exact 24000/1001 -n clip.mov
   reelwright-cli edit --rotate left -n *.mov                      shows what would change
   reelwright-cli edit --aperture clean --suffix -clean --verify --jobs 4 *.mov
   find . -name '*.mov' -print0 | reelwright-cli edit --autoplay off --files-from - -0

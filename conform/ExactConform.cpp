@@ -100,7 +100,7 @@ namespace {
     }
 
     /// The time scale that files of such a rate usually have: 24000 for 24000/1001, 25000 for 25.
-    std::int64_t usualScale(const FrameRate& rate)
+    std::int64_t usualScale(const ExactRate& rate)
     {
         constexpr std::int64_t kFine = 1000;
         return rate.den >= kFine || rate.num > INT32_MAX / kFine ? rate.num : rate.num * kFine;
@@ -434,13 +434,13 @@ namespace {
     };
 
     /// The whole or NTSC rate whose frames those of the table are, rounded to its time scale.
-    std::optional<FrameRate> nominalRate(const SampleTable& table, std::uint32_t scale)
+    std::optional<ExactRate> nominalRate(const SampleTable& table, std::uint32_t scale)
     {
         const auto average
             = static_cast<double>(table.sampleCount()) * scale / static_cast<double>(table.duration());
         const auto whole = std::llround(average);
         const auto ntsc = std::llround(average * 1.001);
-        for (const auto& rate : {FrameRate {whole, 1}, FrameRate {ntsc * 1000, 1001}}) {
+        for (const auto& rate : {ExactRate {whole, 1}, ExactRate {ntsc * 1000, 1001}}) {
             if (rate.num <= 0 || (rate.den != 1 && ntsc % 24 != 0 && ntsc % 30 != 0))
                 continue;
             const auto length = scale / rate.value();
@@ -456,7 +456,7 @@ namespace {
 
 } // namespace
 
-std::optional<FrameRate> ExactConform::pictureRate(const QTMovie& movie)
+std::optional<ExactRate> ExactConform::pictureRate(const QTMovie& movie)
 {
     const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
     if (video.empty())
@@ -468,7 +468,7 @@ std::optional<FrameRate> ExactConform::pictureRate(const QTMovie& movie)
         return std::nullopt;
     const auto rate = [](Wide num, Wide den) {
         const auto factor = Factor::of(num, den);
-        return factor ? std::optional {FrameRate {factor->num, factor->den}} : std::nullopt;
+        return factor ? std::optional {ExactRate {factor->num, factor->den}} : std::nullopt;
     };
     const auto runs = table.timeRunCount();
     if (runs == 1)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "conform/FrameRate.h"
+#include "conform/ExactRate.h"
 #include "movie/QTMovie.h"
 
 #include <string>
@@ -22,7 +22,7 @@ class ExactConform
 public:
     struct Request
     {
-        FrameRate rate;
+        ExactRate rate;
         bool acceptDrift = false;
     };
     struct Sound
@@ -34,7 +34,7 @@ public:
     };
     struct Report
     {
-        FrameRate from; ///< the rate that the picture had
+        ExactRate from; ///< the rate that the picture had
         std::vector<Sound> sounds;
         std::vector<std::string> warnings;
     };
@@ -46,7 +46,7 @@ public:
 
     /// The rate that the picture's samples have, perhaps only rounded in their time scale; nothing without a
     /// picture.
-    static std::optional<FrameRate> pictureRate(const QTMovie& movie);
+    static std::optional<ExactRate> pictureRate(const QTMovie& movie);
 };
 
 } // namespace reelwright

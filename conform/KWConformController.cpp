@@ -154,15 +154,16 @@ Result<KWConformController::Forecast> KWConformController::forecast(
     const QTMovie& movie, const Request& request, SaveMode mode, Notes notes)
 {
     RW_TRY(const auto preview, SavePreview::make(movie, mode));
-    RW_TRY(auto plan,
-        ConformPlan::make(
-            *preview, {request.fromFrameRate, request.toFrameRate, request.stripEditLists, notes}));
-    if (auto checked = plan.checkAgainst(preview->header()); !checked) {
+    auto planned = ConformPlan::make(
+        *preview, {request.fromFrameRate, request.toFrameRate, request.stripEditLists, notes});
+    const auto checked = planned ? planned->checkAgainst(preview->header())
+                                 : Result<void> {tl::unexpected<MovieError>(planned.error())};
+    if (!checked) {
         if (notes == Notes::Log)
             KWLog::appendLog("Error: unable to conform file - {}", checked.error().message());
-        return tl::unexpected<MovieError>(std::move(checked).error());
+        return tl::unexpected<MovieError>(checked.error());
     }
-    Forecast result {std::move(plan), movie, {}};
+    Forecast result {std::move(*planned), movie, {}};
     result.warnings = result.plan.warnings;
     const auto sound = soundWarnings(movie);
     result.warnings.insert(result.warnings.end(), sound.begin(), sound.end());
@@ -204,20 +205,24 @@ Result<void> KWConformController::conformFile(
 Result<void> KWConformController::conformFile(
     const std::string& path, const Request& request, std::shared_ptr<Storage> storage)
 {
-    const auto logged = [](MovieError error) {
-        KWLog::appendLog("Error: unable to conform file - {}", error.message());
-        return tl::unexpected<MovieError>(std::move(error));
-    };
     auto movie = QTMovie::open(path, std::move(storage));
-    if (!movie)
-        return logged(std::move(movie).error());
-    const auto mode = MovieSaver::canUpdateMovieFile(*movie) ? SaveMode::InPlace : SaveMode::Flattened;
-    auto conformed = forecast(*movie, request, mode);
+    if (!movie) {
+        KWLog::appendLog("Error: unable to conform file - {}", movie.error().message());
+        return tl::unexpected<MovieError>(std::move(movie).error());
+    }
+    return conformSaved(*movie, request);
+}
+
+Result<void> KWConformController::conformSaved(const QTMovie& movie, const Request& request)
+{
+    const auto mode = MovieSaver::canUpdateMovieFile(movie) ? SaveMode::InPlace : SaveMode::Flattened;
+    auto conformed = forecast(movie, request, mode);
     if (!conformed)
         return tl::unexpected<MovieError>(std::move(conformed).error());
-    if (auto saved = save(conformed->movie); !saved)
-        return logged(std::move(saved).error());
-    return {};
+    auto saved = save(conformed->movie);
+    if (!saved)
+        KWLog::appendLog("Error: unable to conform file - {}", saved.error().message());
+    return saved;
 }
 
 bool KWConformController::conformMovie(QTMovie& movie, double toFrameRate)

@@ -31,6 +31,10 @@ public:
     static Result<void> conformFile(
         const std::string& path, const Request& request, std::shared_ptr<Storage> storage = Storage::posix());
 
+    /// Conforms the file of a movie without unsaved changes, which is refused when it is not as it was
+    /// opened.
+    static Result<void> conformSaved(const QTMovie& movie, const Request& request);
+
     /// What a conform writes, and what it makes of the movie.
     struct Forecast
     {

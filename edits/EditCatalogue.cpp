@@ -1,5 +1,6 @@
 #include "edits/EditCatalogue.h"
 
+#include "edits/ConformEdits.h"
 #include "edits/InsertionEdits.h"
 #include "edits/QuickTasks.h"
 #include "edits/SettingsEdits.h"
@@ -17,6 +18,7 @@ std::span<const EditGroup> editGroups()
         {"Tracks", edits::trackKinds()},
         {"Tracks in and out", edits::insertionKinds()},
         {"Timecode", edits::timecodeKinds()},
+        {"Frame rate", edits::conformKinds()},
         {"Quick tasks", edits::quickTaskKinds()},
     };
     return kGroups;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "edits/ConformRequest.h"
 #include "edits/Edit.h"
 
 #include <memory>
@@ -26,9 +27,11 @@ public:
 struct EditPlan
 {
     std::vector<Edit> edits; ///< in the order given
+    std::optional<ConformRequest> conform; ///< of the frame rate, after them, by the save
 
-    [[nodiscard]] bool isEmpty() const { return edits.empty(); }
-    /// The edits one after the other, all or nothing. `remarks` receives what the user should know of them.
+    [[nodiscard]] bool isEmpty() const { return edits.empty() && !conform; }
+    /// The edits one after the other, all or nothing, without the conform. `remarks` receives what the user
+    /// should know of them.
     Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr) const;
 };
 
@@ -37,6 +40,14 @@ class EditSteps
 {
 public:
     void add(Edit edit) { m_steps.push_back({std::move(edit), nullptr}); }
+    /// A change that leaves nothing of others.
+    void addAlone(Edit edit)
+    {
+        m_alone = edit.option;
+        add(std::move(edit));
+    }
+    /// The change of the frame rate that several options describe.
+    ConformRequest& conform() { return m_conform ? *m_conform : m_conform.emplace(); }
     /// The compound change of that class, made at its first use; its step stands where the first of its
     /// options does.
     template <class Compound> Compound& compound()
@@ -76,7 +87,11 @@ private:
         Edit edit; ///< unless there is a compound change
         std::shared_ptr<CompoundEdit> compound;
     };
+    [[nodiscard]] Result<void> checkConform() const;
+
     std::vector<Step> m_steps;
+    std::optional<ConformRequest> m_conform;
+    std::string m_alone; ///< the option of a change that goes with no other
 };
 
 } // namespace reelwright

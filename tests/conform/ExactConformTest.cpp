@@ -13,10 +13,10 @@ namespace {
     struct RateFact
     {
         const char* text;
-        FrameRate rate; ///< 0 for none
+        ExactRate rate; ///< 0 for none
     };
 
-    TEST(FrameRate, TextsAreExactRates)
+    TEST(ExactRate, TextsAreExactRates)
     {
         const RateFact facts[] = {
             {"25", {25, 1}},
@@ -32,7 +32,7 @@ namespace {
             {"-25", {0, 1}},
         };
         for (const auto& fact : facts)
-            EXPECT_EQ(FrameRate::parse(fact.text).value_or(FrameRate {}), fact.rate) << fact.text;
+            EXPECT_EQ(ExactRate::parse(fact.text).value_or(ExactRate {}), fact.rate) << fact.text;
     }
 
     struct ExactFact
@@ -40,8 +40,8 @@ namespace {
         std::uint32_t movieScale;
         std::uint32_t mediaScale;
         std::vector<SampleTable::TimeRun> times;
-        FrameRate from;
-        FrameRate to;
+        ExactRate from;
+        ExactRate to;
         std::uint32_t newScale; ///< of the picture
         std::vector<SampleTable::TimeRun> newTimes;
         const char* why;

@@ -1,4 +1,4 @@
-#include "conform/FrameRate.h"
+#include "conform/ExactRate.h"
 
 #include "conform/ConformRates.h"
 
@@ -20,10 +20,10 @@ namespace {
         return value;
     }
 
-    std::optional<FrameRate> reduced(std::int64_t num, std::int64_t den)
+    std::optional<ExactRate> reduced(std::int64_t num, std::int64_t den)
     {
         const auto common = std::gcd(num, den);
-        const FrameRate rate {num / common, den / common};
+        const ExactRate rate {num / common, den / common};
         return rate.value() >= 1 && rate.value() <= 1000 ? std::optional {rate} : std::nullopt;
     }
 
@@ -42,7 +42,7 @@ std::optional<double> typedRate(std::string_view text)
     return value;
 }
 
-std::optional<FrameRate> FrameRate::parse(std::string_view text)
+std::optional<ExactRate> ExactRate::parse(std::string_view text)
 {
     if (const auto slash = text.find('/'); slash != std::string_view::npos) {
         const auto num = wholeNumber(text.substr(0, slash));
@@ -62,7 +62,7 @@ std::optional<FrameRate> FrameRate::parse(std::string_view text)
     return reduced(std::llround(rate * static_cast<double>(kPlaces)), kPlaces);
 }
 
-std::string FrameRate::text() const
+std::string ExactRate::text() const
 {
     return den == 1 ? fmt::format("{}", num) : fmt::format("{}/{}", num, den);
 }
