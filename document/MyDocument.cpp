@@ -207,6 +207,7 @@ bool MyDocument::loadQTMovie(QTMovie movie)
     const bool wasEdited = isEdited();
     m_history.reset();
     m_savedOtherChanges = m_otherChanges;
+    m_opened = movie;
     installMovie(std::move(movie));
     tellChanges(wasEdited);
     return true;
@@ -499,7 +500,7 @@ Result<void> MyDocument::perform(const Edit& edit, ViewUpdate view, std::vector<
 {
     auto edited = m_movie;
     RW_CHECK(edit.apply(edited, remarks));
-    takeEdit(edit.undoName, std::move(edited), view);
+    takeEdit(edit.undoName, std::move(edited), view, edit);
     return {};
 }
 
@@ -510,7 +511,7 @@ void MyDocument::perform(const std::string& name, const std::function<void(QTMov
     takeEdit(name, std::move(edited), view);
 }
 
-void MyDocument::takeEdit(const std::string& name, QTMovie edited, ViewUpdate view)
+void MyDocument::takeEdit(const std::string& name, QTMovie edited, ViewUpdate view, std::optional<Edit> edit)
 {
     // The copy shares the header, so an edit had to make another one.
     if (&edited.header() == &m_movie.header())
@@ -518,7 +519,7 @@ void MyDocument::takeEdit(const std::string& name, QTMovie edited, ViewUpdate vi
     const bool wasEdited = isEdited();
     if (m_movie.timeScale() != edited.timeScale())
         m_oneFrameLength = 0;
-    m_history.push(name, std::exchange(m_movie, std::move(edited)));
+    m_history.push(name, std::exchange(m_movie, std::move(edited)), std::move(edit));
     KWLog::appendLog("movie was edited");
     loadTracks(SelectionNotice::Quiet);
     if (view == ViewUpdate::Reset)
@@ -540,6 +541,28 @@ void MyDocument::movieEdited()
     loadTracks(SelectionNotice::Quiet);
     if (m_trackList.rowCount() != rows)
         updateChangeCount();
+}
+
+Result<void> MyDocument::undoStep(std::size_t index)
+{
+    const auto steps = m_history.unsavedSteps();
+    const auto known
+        = std::find_if(steps.begin(), steps.end(), [&](const auto& step) { return step.index == index; });
+    if (known == steps.end())
+        return failure(MovieError::Code::Refused, {}, "the change is not there any more");
+    RW_TRY(auto movie, m_history.without(index));
+    takeEdit("Undo " + known->name, std::move(movie), ViewUpdate::Reset, {});
+    return {};
+}
+
+void MyDocument::revertToSaved()
+{
+    takeEdit("Revert to Saved", m_movie.asSaved(), ViewUpdate::Reset, {});
+}
+
+void MyDocument::revertToOpened()
+{
+    takeEdit("Revert to As Opened", UndoHistory::rebased(m_opened, m_movie), ViewUpdate::Reset, {});
 }
 
 void MyDocument::undo()

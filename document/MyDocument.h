@@ -174,6 +174,12 @@ public:
     [[nodiscard]] const UndoHistory& history() const { return m_history; }
     void undo();
     void redo();
+    /// Takes one of the unsaved steps (UndoHistory::unsavedSteps) back and keeps those that came after it, as
+    /// a step of its own. Errors: those of UndoHistory::without.
+    Result<void> undoStep(std::size_t index);
+    /// The movie as its file has it, or as it was when it was opened; a step that can be undone.
+    void revertToSaved();
+    void revertToOpened();
 
     // Movie settings
 
@@ -280,7 +286,7 @@ private:
     /// One edit of the movie settings: marks the document changed even when nothing came of it.
     void performSetting(const Edit& edit, ViewUpdate view = ViewUpdate::None);
     /// Makes the edited copy the movie, as one step of the undo history.
-    void takeEdit(const std::string& name, QTMovie edited, ViewUpdate view);
+    void takeEdit(const std::string& name, QTMovie edited, ViewUpdate view, std::optional<Edit> edit = {});
     void showState(QTMovie movie, bool wasEdited);
     void tellChanges(bool wasEdited);
 
@@ -296,6 +302,7 @@ private:
     DocumentEnvironment m_environment;
     std::string m_path;
     QTMovie m_movie;
+    QTMovie m_opened; ///< as it was opened, or written anew
     TrackList m_trackList {m_movie};
     std::optional<std::size_t> m_selectedRow;
     UndoHistory m_history;

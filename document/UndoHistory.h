@@ -1,11 +1,14 @@
 #pragma once
 
+#include "edits/Edit.h"
 #include "movie/QTMovie.h"
 
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace reelwright {
 
@@ -18,7 +21,8 @@ public:
     void reset();
 
     /// An edit was made: `before` is the movie as it was. What could be redone is forgotten.
-    void push(std::string name, QTMovie before);
+    /// `edit` is the edit itself, where it can be repeated.
+    void push(std::string name, QTMovie before, std::optional<Edit> edit = {});
     /// Steps back or forward: takes the present movie and answers the one to go on with. There must be a
     /// step.
     QTMovie undo(QTMovie present);
@@ -29,6 +33,20 @@ public:
     /// "Rotate Left"; empty when there is no step.
     [[nodiscard]] std::string undoName() const;
     [[nodiscard]] std::string redoName() const;
+
+    /// A step that can be undone, for showing.
+    struct StepCopy
+    {
+        std::size_t index; ///< from the oldest
+        std::string name;
+        QTMovie before;
+        bool canBeRepeated;
+    };
+    /// The steps since the saved state, the oldest first; all of them where that is not among them.
+    [[nodiscard]] std::vector<StepCopy> unsavedSteps() const;
+    /// The movie as it would be without that step: the steps behind it repeated on what was before it.
+    /// Errors: Refused where one of them cannot be; the error of one that fails.
+    [[nodiscard]] Result<QTMovie> without(std::size_t index) const;
 
     /// Tells states apart.
     using State = std::uint64_t;
@@ -51,6 +69,7 @@ private:
         std::string name;
         QTMovie movie;
         State state;
+        std::optional<Edit> edit;
     };
 
     QTMovie step(std::deque<Step>& from, std::deque<Step>& to, QTMovie present);

@@ -25,7 +25,8 @@ void FactsLoader::begin()
 {
     m_watcher.setFuture(
         QtConcurrent::run(backgroundThreads(), [movie = *std::exchange(m_next, std::nullopt)] {
-            return std::make_shared<const MovieFacts>(MovieFacts::of(movie));
+            return Loaded {std::make_shared<const MovieFacts>(MovieFacts::of(movie)),
+                std::make_shared<const PendingSave>(PendingSave::of(movie))};
         }));
 }
 
@@ -35,7 +36,9 @@ void FactsLoader::accept()
         begin();
         return;
     }
-    m_facts = m_watcher.result();
+    const auto result = m_watcher.result();
+    m_facts = result.facts;
+    m_pending = result.pending;
     emit loaded();
 }
 

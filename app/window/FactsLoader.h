@@ -1,5 +1,6 @@
 #pragma once
 
+#include "document/PendingSave.h"
 #include "movie/QTMovie.h"
 #include "report/MovieFacts.h"
 
@@ -23,6 +24,8 @@ public:
     void load(const QTMovie& movie);
     /// What was loaded last; null before.
     [[nodiscard]] const std::shared_ptr<const MovieFacts>& facts() const { return m_facts; }
+    /// What a save would do; null before.
+    [[nodiscard]] const std::shared_ptr<const PendingSave>& pendingSave() const { return m_pending; }
 
 signals:
     void loaded();
@@ -32,8 +35,15 @@ private:
     void accept();
 
     std::optional<QTMovie> m_next;
+    struct Loaded
+    {
+        std::shared_ptr<const MovieFacts> facts;
+        std::shared_ptr<const PendingSave> pending;
+    };
+
     std::shared_ptr<const MovieFacts> m_facts;
-    QFutureWatcher<std::shared_ptr<const MovieFacts>> m_watcher;
+    std::shared_ptr<const PendingSave> m_pending;
+    QFutureWatcher<Loaded> m_watcher;
 };
 
 } // namespace reelwright

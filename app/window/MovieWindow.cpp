@@ -8,31 +8,47 @@
 #include "app/player/TransportBar.h"
 #include "app/shell/Background.h"
 #include "app/shell/FileChooser.h"
+#include "app/window/BannerBar.h"
 #include "app/window/FactsLoader.h"
 #include "app/window/PanelTabWidget.h"
 #include "app/window/ProgressSheet.h"
+#include "app/window/ReviewDialog.h"
 #include "app/window/TimecodeField.h"
 #include "app/window/TrackPanel.h"
+#include "app/window/TrackSizeDialog.h"
 #include "app/window/TrackTable.h"
 #include "app/window/TrackTableModel.h"
 #include "app/window/WindowActions.h"
 #include "app/window/WindowMemory.h"
 #include "document/MyDocument.h"
+#include "edits/EditSteps.h"
+#include "edits/InsertionEdits.h"
+#include "edits/TrackEdits.h"
+#include "movie/saving/MovieSaver.h"
 #include "report/InfoReport.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
+#include <QDesktopServices>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSplitter>
+#include <QStatusBar>
+#include <QTextBrowser>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -44,6 +60,17 @@ namespace {
     constexpr int kSpacing = 8;
     constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
     constexpr int kTimecodeMilliseconds = 33;
+    constexpr int kMessageMilliseconds = 8000;
+
+    /// Several edits as one step.
+    Edit allOf(std::string name, std::vector<Edit> edits)
+    {
+        EditPlan plan;
+        plan.edits = std::move(edits);
+        auto label = name;
+        return makeEdit(
+            {}, std::move(name), std::move(label), [plan](QTMovie& movie) { return plan.apply(movie); });
+    }
 
     QString fromUtf8(const std::string& text)
     {
@@ -145,13 +172,26 @@ void MovieWindow::layOut()
         splitter->setChildrenCollapsible(false);
         splitter->setHandleWidth(kSpacing);
     }
-    m_rows->setSizes({440, 224});
-    m_columns->setSizes({800, 360});
+    m_rows->setSizes({488, 232});
+    m_columns->setSizes({768, 488});
 
     auto* central = new QWidget;
     auto* layout = new QVBoxLayout(central);
-    layout->setContentsMargins(kSpacing, kSpacing, kSpacing, kSpacing);
-    layout->addWidget(m_columns);
+    layout->setContentsMargins(kSpacing, kSpacing, kSpacing, 0);
+    layout->setSpacing(kSpacing);
+    m_banners = new BannerBar;
+    layout->addWidget(m_banners);
+    layout->addWidget(m_columns, 1);
+    m_pending = new QLabel;
+    m_pending->setAccessibleName(tr("What a save would do"));
+    m_pending->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_review = new QPushButton(tr("&Review\u2026"));
+    m_review->setAutoDefault(false);
+    m_review->setToolTip(m_actions->review->toolTip());
+    connect(m_review, &QPushButton::clicked, m_actions->review, &QAction::trigger);
+    statusBar()->setSizeGripEnabled(false);
+    statusBar()->addWidget(m_pending, 1);
+    statusBar()->addPermanentWidget(m_review);
     setCentralWidget(central);
     setMinimumSize(kMinimumSize);
 }
@@ -172,6 +212,19 @@ void MovieWindow::connectActions()
     onSave(m_actions->saveCopy, &MyDocument::saveDocumentTo);
     on(m_actions->close, [this] { close(); });
 
+    on(m_actions->review, [this] {
+        finishEditing();
+        auto* review = new ReviewDialog(*m_document, *m_facts, this);
+        review->setAttribute(Qt::WA_DeleteOnClose);
+        review->setWindowModality(Qt::WindowModal);
+        review->open();
+    });
+    on(m_actions->revertToSaved, [&document] { document.revertToSaved(); });
+    on(m_actions->revertToOpened, [&document] { document.revertToOpened(); });
+    on(m_actions->nextArea, [this] { goToNextArea(); });
+    on(m_actions->commandFinder, [this] { findCommand(); });
+    on(m_actions->keys, [this] { showKeys(); });
+
     on(m_actions->undo, [&document] { document.undo(); });
     on(m_actions->redo, [&document] { document.redo(); });
 
@@ -190,11 +243,7 @@ void MovieWindow::connectActions()
     on(m_actions->flop, [&document] { document.movieSettingsFlop(); });
 
     on(m_actions->addTimecodeTrack, [&document] { document.addTimecodeTrack(); });
-    on(m_actions->removeTrack, [&document] { document.removeTrack(); });
-    on(m_actions->enableTrack, [&document](bool isOn) {
-        if (const auto row = document.selectedRow())
-            document.setTrackEnabled(*row, isOn);
-    });
+    connectTrackActions();
     on(m_actions->goToInPoint, [this] {
         if (const auto* track = m_document->selectedTrack())
             setCurrentTime(track->inPoint());
@@ -214,7 +263,7 @@ void MovieWindow::connectViews()
     connect(&table, &TrackTable::nudged, this, [this](int direction) {
         m_document->notifications().post(direction < 0 ? KWTrackDecrementFrame : KWTrackIncrementFrame);
     });
-    connect(&table, &TrackTable::removalAsked, this, [this] { m_document->removeTrack(); });
+    connect(&table, &TrackTable::removalAsked, m_actions->removeTrack, &QAction::trigger);
 
     connect(m_view, &MovieView::playStateChanged, this,
         [this](bool isPlaying) { m_actions->play->setText(isPlaying ? tr("&Pause") : tr("&Play")); });
@@ -230,8 +279,238 @@ void MovieWindow::connectViews()
     connect(&m_timecodeTimer, &QTimer::timeout, this, &MovieWindow::followTime);
 
     connect(m_progress, &ProgressSheet::cancelled, this, [this] { m_document->cancelProgress(); });
-    connect(m_facts, &FactsLoader::loaded, this,
-        [this] { m_tracks->model().setToolTips(toolTips(*m_facts->facts())); });
+    connect(m_facts, &FactsLoader::loaded, this, [this] {
+        m_tracks->model().setToolTips(toolTips(*m_facts->facts()));
+        m_tracks->model().setFacts(*m_facts->facts());
+        showPendingSave();
+    });
+}
+
+void MovieWindow::connectTrackActions()
+{
+    auto& document = *m_document;
+    const auto on = [this](QAction* action, auto work) { connect(action, &QAction::triggered, this, work); };
+    on(m_actions->removeTrack, [this, &document] {
+        const auto tracks = m_tracks->selectedTracks();
+        if (tracks.size() <= 1)
+            return document.removeTrack();
+        const auto title = tr("Are you sure you wish to remove these %1 tracks?").arg(tracks.size());
+        if (alert(title.toStdString(), "", {"Remove", "Cancel"}) != 0)
+            return;
+        std::vector<Edit> edits;
+        for (const auto id : tracks)
+            edits.push_back(edits::removeTrack(TrackSelector::ofTrack(id)));
+        performTold(allOf("Remove Tracks", std::move(edits)), "Unable to remove track");
+    });
+    on(m_actions->enableTrack, [this](bool isOn) {
+        std::vector<Edit> edits;
+        for (const auto id : m_tracks->selectedTracks())
+            edits.push_back(edits::setTrackEnabled(TrackSelector::ofTrack(id), isOn));
+        performTold(allOf(isOn ? "Enable Tracks" : "Disable Tracks", std::move(edits)),
+            "Unable to change the tracks");
+    });
+    on(m_actions->addVideo, [this] {
+        if (const auto path = chooseMediaFile(tr("Add Video")); !path.isEmpty())
+            performTold(edits::insertTrack(KWMovTrack::kVideo, path.toStdString()), "Error loading movie");
+    });
+    on(m_actions->addAudio, [this] {
+        if (const auto path = chooseMediaFile(tr("Add Audio")); !path.isEmpty())
+            performTold(edits::insertTrack(KWMovTrack::kAudio, path.toStdString()), "Error loading movie");
+    });
+    on(m_actions->addTextTrack,
+        [this] { performTold(edits::addEmptyTrack(KWMovTrack::kText), "Unable to add track"); });
+    on(m_actions->addSpriteTrack,
+        [this] { performTold(edits::addEmptyTrack(KWMovTrack::kSprite), "Unable to add track"); });
+    on(m_actions->addVideoTrack, [this] {
+        std::optional<QTSize> size;
+        if (m_document->movie().naturalSize() == QTSize {}) {
+            TrackSizeDialog dialog {this};
+            if (dialog.exec() != QDialog::Accepted)
+                return;
+            size = dialog.size();
+        }
+        performTold(edits::addEmptyTrack(KWMovTrack::kVideo, size), "Unable to add track");
+    });
+    on(m_actions->addMedia, [this] {
+        const auto* track = m_document->selectedTrack();
+        if (!track)
+            return;
+        const auto selector = TrackSelector::ofTrack(track->trackID());
+        if (const auto path = chooseMediaFile(tr("Add Media")); !path.isEmpty())
+            performTold(edits::addMedia(selector, path.toStdString()), "Error loading movie");
+    });
+    on(m_actions->deleteMedia, [this] {
+        const auto* track = m_document->selectedTrack();
+        if (!track)
+            return;
+        const auto selector = TrackSelector::ofTrack(track->trackID());
+        if (alert("Are you sure you wish to delete all media from this track?", "This cannot be undone.",
+                {"Delete", "Cancel"})
+            == 0)
+            performTold(edits::removeAllMedia(selector), "Unable to delete media");
+    });
+    on(m_actions->extractTrack, [this] { extractSelectedTrack(); });
+}
+
+void MovieWindow::performTold(const Edit& edit, const std::string& title)
+{
+    if (const auto done = m_document->perform(edit, MyDocument::ViewUpdate::Reset); !done)
+        alert(title, done.error().detail, {"OK"});
+}
+
+QString MovieWindow::chooseMediaFile(const QString& title)
+{
+    return QFileDialog::getOpenFileName(
+        this, title, {}, tr("Movies and sound (*.mov *.qt *.mp4 *.m4v *.aif *.aiff *.wav);;All files (*)"));
+}
+
+void MovieWindow::extractSelectedTrack()
+{
+    const auto* track = m_document->selectedTrack();
+    if (!track)
+        return;
+    auto single = m_document->movie();
+    const auto id = track->track().atom().id;
+    {
+        const EditableScope scope {single};
+        for (const auto& other : single.tracks())
+            if (other.atom().id != id)
+                static_cast<void>(single.removeTrack(other));
+    }
+    const auto base = QFileInfo(fromUtf8(m_document->displayName())).completeBaseName();
+    const auto path = chooseSavePath(tr("Extract Track").toStdString(),
+        tr("%1 Track %2.mov").arg(base).arg(track->trackID()).toStdString());
+    if (!path)
+        return;
+    runInBackground(
+        this, [single, path = *path] { return MovieSaver::writeToFile(single, path); },
+        [this](const Result<SaveReport>& done) {
+            if (!done)
+                alert("Unable to extract the track", done.error().message(), {"OK"});
+            else
+                statusBar()->showMessage(tr("The track was extracted."), kMessageMilliseconds);
+        });
+}
+
+void MovieWindow::showPendingSave()
+{
+    const auto& pending = m_facts->pendingSave();
+    if (!pending)
+        return;
+    const auto count = static_cast<int>(pending->changes.size());
+    m_pending->setText(count == 0 && !m_document->isEdited()
+            ? tr("No changes")
+            : QStringLiteral("<b>%1</b> \u00B7 %2")
+                  .arg(changesInWords(count), saveInWords(*m_facts).toHtmlEscaped()));
+    m_review->setEnabled(m_document->isEdited());
+    m_actions->review->setEnabled(m_document->isEdited());
+    m_actions->revertToSaved->setEnabled(m_document->isEdited());
+
+    std::vector<BannerBar::Banner> banners;
+    const BannerBar::Button saveAs {tr("Save As\u2026"), [this] { m_actions->saveAs->trigger(); }};
+    const BannerBar::Button showInFolder {tr("Show in Folder"), [this] {
+                                              QDesktopServices::openUrl(QUrl::fromLocalFile(
+                                                  QFileInfo(fromUtf8(m_document->path())).absolutePath()));
+                                          }};
+    if (pending->isChangedByOthers)
+        banners.push_back(
+            {QStringLiteral("changed"), BannerBar::Kind::Warning, tr("Another program changed this file."),
+                count == 0 ? tr("What is shown is the movie as it was opened.")
+                           : tr("Your %1 are kept here.").arg(changesInWords(count)),
+                {{tr("Reload"), [this] { m_document->loadMovieFromURL(m_document->path()); }}, saveAs}});
+    if (pending->isWriteProtected)
+        banners.push_back(
+            {QStringLiteral("protected"), BannerBar::Kind::Information, tr("The file is write-protected."),
+                tr("Changes can be made and saved under another name."), {showInFolder, saveAs}});
+    if (!pending->missingMedia.empty())
+        banners.push_back({QStringLiteral("missing"), BannerBar::Kind::Warning, tr("Some media are missing."),
+            fromUtf8(pending->missingMedia), {showInFolder}});
+    if (pending->isEncrypted)
+        banners.push_back(
+            {QStringLiteral("encrypted"), BannerBar::Kind::Information, tr("The media are encrypted."),
+                tr("The header can be read and changed; pictures and sound cannot be played."), {}});
+    if (pending->hasFile && !pending->inPlace && !pending->isChangedByOthers)
+        banners.push_back({QStringLiteral("anew"), BannerBar::Kind::Information,
+            tr("A save writes the whole file anew:"), fromUtf8(pending->whyAnew), {}});
+    m_banners->show(banners);
+}
+
+void MovieWindow::goToNextArea()
+{
+    const std::vector<QWidget*> areas {m_banners, m_view, &m_tracks->table(), m_panels, statusBar()};
+    std::size_t present = areas.size() - 1;
+    for (std::size_t i = 0; i < areas.size(); ++i)
+        if (focusWidget() && (areas[i] == focusWidget() || areas[i]->isAncestorOf(focusWidget())))
+            present = i;
+    for (std::size_t step = 1; step <= areas.size(); ++step) {
+        auto* area = areas[(present + step) % areas.size()];
+        if (!area->isVisible())
+            continue;
+        auto* target = area->focusPolicy() != Qt::NoFocus ? area : nullptr;
+        for (auto* child : area->findChildren<QWidget*>())
+            if (!target && child->isVisibleTo(area) && child->isEnabled()
+                && (child->focusPolicy() & Qt::TabFocus) != 0)
+                target = child;
+        if (target) {
+            target->setFocus(Qt::ShortcutFocusReason);
+            return;
+        }
+    }
+}
+
+void MovieWindow::findCommand()
+{
+    QStringList names;
+    QList<QAction*> actions;
+    for (auto* action : m_actions->findChildren<QAction*>()) {
+        const auto name = action->text().remove(QLatin1Char('&'));
+        if (name.isEmpty() || !action->isEnabled() || action == m_actions->commandFinder)
+            continue;
+        names << name;
+        actions << action;
+    }
+    QInputDialog dialog {this};
+    dialog.setWindowTitle(tr("Find a Command"));
+    dialog.setLabelText(tr("Command:"));
+    dialog.setComboBoxItems(names);
+    dialog.setComboBoxEditable(true);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const auto typed = dialog.textValue();
+    for (qsizetype i = 0; i < names.size(); ++i)
+        if (names[i].compare(typed, Qt::CaseInsensitive) == 0)
+            return actions[i]->trigger();
+    for (qsizetype i = 0; i < names.size(); ++i)
+        if (names[i].contains(typed, Qt::CaseInsensitive))
+            return actions[i]->trigger();
+}
+
+void MovieWindow::showKeys()
+{
+    QString rows;
+    const auto add = [&](const QString& keys, const QString& text) {
+        rows += QStringLiteral("<tr><td><b>%1</b>&nbsp;&nbsp;</td><td>%2</td></tr>")
+                    .arg(keys, text.toHtmlEscaped());
+    };
+    add(tr("Space, K"), tr("Play and pause"));
+    add(tr("J, L"), tr("Play backward and forward, faster each time"));
+    add(tr("Left, Right in the picture"), tr("A frame back or forward"));
+    add(tr("Left, Right in the table"), tr("Move the selected track by 100 units of the movie's time"));
+    add(tr("Alt+Left, Alt+Right"), tr("Move the selected track by one frame"));
+    for (auto* action : m_actions->findChildren<QAction*>())
+        if (!action->shortcut().isEmpty() && action->shortcutContext() != Qt::WidgetShortcut)
+            add(action->shortcut().toString(QKeySequence::NativeText),
+                action->text().remove(QLatin1Char('&')));
+    QDialog dialog {this};
+    dialog.setWindowTitle(tr("Keys"));
+    auto* text = new QTextBrowser;
+    text->setHtml(QStringLiteral("<table>%1</table>").arg(rows));
+    text->setAccessibleName(tr("Keys"));
+    auto* layout = new QVBoxLayout(&dialog);
+    layout->addWidget(text);
+    constexpr QSize kUsualSize {480, 480};
+    dialog.resize(kUsualSize);
+    dialog.exec();
 }
 
 void MovieWindow::finishEditing()
@@ -275,8 +554,9 @@ void MovieWindow::readTimecode(const QTTime& time)
 void MovieWindow::updateActions()
 {
     const auto* track = m_document->selectedTrack();
-    for (auto* action : {m_actions->removeTrack, m_actions->enableTrack, m_actions->goToInPoint,
-             m_actions->nudgeEarlier, m_actions->nudgeLater})
+    for (auto* action :
+        {m_actions->removeTrack, m_actions->enableTrack, m_actions->goToInPoint, m_actions->nudgeEarlier,
+            m_actions->nudgeLater, m_actions->addMedia, m_actions->deleteMedia, m_actions->extractTrack})
         action->setEnabled(track != nullptr);
     m_actions->enableTrack->setChecked(track && track->enabled());
 }
@@ -475,6 +755,38 @@ void MovieWindow::hideEvent(QHideEvent* event)
 {
     m_timecodeTimer.stop();
     QMainWindow::hideEvent(event);
+}
+
+void MovieWindow::keyPressEvent(QKeyEvent* event)
+{
+    const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+    const auto* track = m_document->selectedTrack();
+    if (event->modifiers() == Qt::AltModifier && track
+        && (event->key() == Qt::Key_Left || event->key() == Qt::Key_Right)) {
+        const auto frame
+            = QTTime {KWQuickTime::frameLengthForMovie(m_document->movie()), m_document->movie().timeScale()};
+        const auto start = event->key() == Qt::Key_Left ? track->inPoint() - frame : track->inPoint() + frame;
+        auto edit = edits::setTrackIn(TrackSelector::ofTrack(track->trackID()), start);
+        edit.undoName = "Nudge Track";
+        performTold(edit, "Unable to move the track");
+        return;
+    }
+    // The transport's keys work wherever no text is typed.
+    const bool isTransport = event->key() == Qt::Key_Space || event->key() == Qt::Key_J
+        || event->key() == Qt::Key_K || event->key() == Qt::Key_L;
+    if (isPlain && isTransport && focusWidget() != m_view && !qobject_cast<QLineEdit*>(focusWidget())) {
+        QApplication::sendEvent(m_view, event);
+        return;
+    }
+    QMainWindow::keyPressEvent(event);
+}
+
+void MovieWindow::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    // Other programs were in front: what they did to the file is looked at.
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && !m_isClosed)
+        m_facts->load(m_document->movie());
 }
 
 void MovieWindow::dragEnterEvent(QDragEnterEvent* event)

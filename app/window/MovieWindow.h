@@ -2,16 +2,20 @@
 
 #include "app/shell/ApplicationActions.h"
 #include "document/DocumentWindow.h"
+#include "edits/Edit.h"
 
 #include <QMainWindow>
 #include <QTimer>
 
 #include <memory>
 
+class QLabel;
+class QPushButton;
 class QSplitter;
 
 namespace reelwright {
 
+class BannerBar;
 class FactsLoader;
 class FullScreen;
 class MovieView;
@@ -75,6 +79,8 @@ protected:
     void hideEvent(QHideEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void layOut();
@@ -85,6 +91,18 @@ private:
     void showController(bool shown);
     /// What is being typed somewhere counts, before a save or a question.
     void finishEditing();
+    void connectTrackActions();
+    /// The strip at the bottom and the banners: what a save would do, and what is true of the file.
+    void showPendingSave();
+    void goToNextArea();
+    void findCommand();
+    void showKeys();
+    /// The file that the user chose to take media from.
+    QString chooseMediaFile(const QString& title);
+    /// Performs an edit of tracks, and tells why where it cannot be done.
+    void performTold(const Edit& edit, const std::string& title);
+    void extractSelectedTrack();
+
     /// Shows the timecode where it may have changed.
     void followTime();
     /// Has the timecode for `followTime` read where that may take its time.
@@ -100,6 +118,9 @@ private:
     TrackPanel* m_tracks;
     PanelTabWidget* m_panels;
     ProgressSheet* m_progress;
+    BannerBar* m_banners;
+    QLabel* m_pending; ///< what a save would do
+    QPushButton* m_review;
     QSplitter* m_columns; ///< what it is | what can be done
     QSplitter* m_rows; ///< picture above the tracks
     QTimer m_timecodeTimer;

@@ -3,6 +3,8 @@
 #include "app/panes/Pane.h"
 #include "document/MyDocument.h"
 
+#include <QTabBar>
+
 #include <utility>
 
 namespace reelwright {
@@ -14,6 +16,7 @@ PanelTabWidget::PanelTabWidget(MyDocument& document, QWidget* parent)
     constexpr int kMinimumWidth = 296;
     setMinimumWidth(kMinimumWidth);
     setUsesScrollButtons(true);
+    tabBar()->setExpanding(false);
     setElideMode(Qt::ElideNone);
     setAccessibleName(tr("Panels"));
 }

@@ -1,5 +1,7 @@
 #include "app/window/TrackCellDelegate.h"
 
+#include "app/window/TrackTableModel.h"
+
 #include <QApplication>
 #include <QLineEdit>
 
@@ -33,7 +35,8 @@ namespace {
 void TrackCellDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
 {
     QStyledItemDelegate::initStyleOption(option, index);
-    option->displayAlignment = Qt::AlignCenter;
+    const bool isName = index.column() == TrackTableModel::kName;
+    option->displayAlignment = isName ? Qt::AlignLeft | Qt::AlignVCenter : Qt::Alignment(Qt::AlignCenter);
 }
 
 QWidget* TrackCellDelegate::createEditor(
@@ -41,7 +44,7 @@ QWidget* TrackCellDelegate::createEditor(
 {
     auto* editor = QStyledItemDelegate::createEditor(parent, option, index);
     if (auto* field = qobject_cast<QLineEdit*>(editor))
-        field->setAlignment(Qt::AlignCenter);
+        field->setAlignment(index.column() == TrackTableModel::kName ? Qt::AlignLeft : Qt::AlignCenter);
     return editor;
 }
 

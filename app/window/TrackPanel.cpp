@@ -15,10 +15,13 @@
 #include <QScopedValueRollback>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace reelwright {
 namespace {
 
     constexpr int kSpacing = 8;
+    constexpr int kLeastColumn = 40;
 
 } // namespace
 
@@ -32,8 +35,18 @@ TrackPanel::TrackPanel(MyDocument& document, const WindowActions& actions, QWidg
     m_table->setItemDelegate(new TrackCellDelegate(m_table));
     m_table->setItemDelegateForColumn(TrackTableModel::kTrack, new TrackLabelDelegate(m_table));
     auto* header = m_table->horizontalHeader();
-    header->setSectionResizeMode(QHeaderView::Stretch);
-    header->setSectionResizeMode(TrackTableModel::kEnabled, QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setSectionResizeMode(TrackTableModel::kName, QHeaderView::Stretch);
+    header->setMinimumSectionSize(kLeastColumn);
+    for (const auto& [column, width] : {std::pair {TrackTableModel::kTrack, 160}, {TrackTableModel::kIn, 104},
+             {TrackTableModel::kDuration, 104}, {TrackTableModel::kEnabled, 64},
+             {TrackTableModel::kNumber, 64}, {TrackTableModel::kLanguage, 88}, {TrackTableModel::kFormat, 72},
+             {TrackTableModel::kDetails, 112}})
+        m_table->setColumnWidth(column, width);
+    for (int column = TrackTableModel::kFirstOptional; column < TrackTableModel::kColumnCount; ++column)
+        m_table->setColumnHidden(column, true);
+    header->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(header, &QWidget::customContextMenuRequested, this, &TrackPanel::chooseColumns);
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(kSpacing);
@@ -67,9 +80,37 @@ void TrackPanel::selectRow()
 {
     if (m_isReloading)
         return;
+    // Of several rows the panes show the current one.
     const auto rows = m_table->selectionModel()->selectedRows();
-    m_document.selectRow(
-        rows.isEmpty() ? std::nullopt : std::optional(static_cast<std::size_t>(rows.front().row())));
+    const auto current = m_table->currentIndex();
+    const bool currentCounts = m_table->selectionModel()->isRowSelected(current.row());
+    const int row = rows.isEmpty() ? -1 : currentCounts ? current.row() : rows.front().row();
+    if (row < 0)
+        m_document.selectRow(std::nullopt);
+    else if (m_document.selectedRow() != static_cast<std::size_t>(row))
+        m_document.selectRow(static_cast<std::size_t>(row));
+}
+
+void TrackPanel::chooseColumns(const QPoint& position)
+{
+    QMenu menu;
+    for (int column = TrackTableModel::kFirstOptional; column < TrackTableModel::kColumnCount; ++column) {
+        auto* action = menu.addAction(m_model->headerData(column, Qt::Horizontal).toString());
+        action->setCheckable(true);
+        action->setChecked(!m_table->isColumnHidden(column));
+        connect(action, &QAction::toggled, this,
+            [this, column](bool shown) { m_table->setColumnHidden(column, !shown); });
+    }
+    menu.exec(m_table->horizontalHeader()->mapToGlobal(position));
+}
+
+std::vector<std::uint32_t> TrackPanel::selectedTracks() const
+{
+    std::vector<std::uint32_t> tracks;
+    for (const auto& index : m_table->selectionModel()->selectedRows())
+        if (const auto* track = m_document.trackList().track(static_cast<std::size_t>(index.row())))
+            tracks.push_back(track->trackID());
+    return tracks;
 }
 
 void TrackPanel::reload()
@@ -91,7 +132,7 @@ void TrackPanel::showSelection()
     }
     const int number = static_cast<int>(*row);
     const auto rows = m_table->selectionModel()->selectedRows();
-    if (rows.size() == 1 && rows.front().row() == number)
+    if (std::any_of(rows.begin(), rows.end(), [&](const auto& index) { return index.row() == number; }))
         return;
     const auto current = m_table->currentIndex();
     const auto index = m_model->index(number, current.isValid() ? current.column() : 0);

@@ -2,6 +2,9 @@
 
 #include <QWidget>
 
+#include <cstdint>
+#include <vector>
+
 namespace reelwright {
 
 class MyDocument;
@@ -21,8 +24,11 @@ public:
     [[nodiscard]] TrackTableModel& model() { return *m_model; }
     /// Rows, values and the selected row as the document has them.
     void reload();
+    /// The IDs of the tracks whose rows are selected.
+    [[nodiscard]] std::vector<std::uint32_t> selectedTracks() const;
 
 private:
+    void chooseColumns(const QPoint& position);
     void selectRow();
     void showSelection();
 

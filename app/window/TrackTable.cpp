@@ -20,7 +20,7 @@ TrackTable::TrackTable(QWidget* parent)
     setWatchDelegate(this);
     addWatchKeys({Qt::Key_Delete, Qt::Key_Backspace}, "removalAsked");
     setSelectionBehavior(SelectRows);
-    setSelectionMode(SingleSelection);
+    setSelectionMode(ExtendedSelection);
     setEditTriggers(DoubleClicked | EditKeyPressed);
     setTabKeyNavigation(false);
     setShowGrid(false);
@@ -94,14 +94,12 @@ void TrackTable::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Enter:
         editSelected();
         break;
-    case Qt::Key_Space: {
-        const auto cell = currentIndex().siblingAtColumn(TrackTableModel::kEnabled);
-        if (model()->flags(cell) & Qt::ItemIsUserCheckable) {
-            const bool isOn = cell.data(Qt::CheckStateRole).value<Qt::CheckState>() == Qt::Checked;
-            model()->setData(cell, isOn ? Qt::Unchecked : Qt::Checked, Qt::CheckStateRole);
-        }
+    case Qt::Key_Space:
+    case Qt::Key_J:
+    case Qt::Key_K:
+    case Qt::Key_L: // the transport's, wherever no text is typed
+        event->ignore();
         break;
-    }
     default:
         KWTableView::keyPressEvent(event);
         break;

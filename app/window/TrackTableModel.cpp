@@ -1,14 +1,59 @@
 #include "app/window/TrackTableModel.h"
 
 #include "document/MyDocument.h"
+#include "edits/TrackEdits.h"
+#include "report/MovieFacts.h"
+
+#include <QGuiApplication>
+#include <QPalette>
+#include <QRegularExpression>
 
 #include <algorithm>
 
 namespace reelwright {
 namespace {
 
-    constexpr TrackColumn kColumns[]
-        = {TrackColumn::TrackView, TrackColumn::In, TrackColumn::Duration, TrackColumn::Enabled};
+    /// The document's column of one of the table's; nothing for those that are the table's own.
+    std::optional<TrackColumn> documentColumn(int column)
+    {
+        switch (column) {
+        case TrackTableModel::kTrack:
+            return TrackColumn::TrackView;
+        case TrackTableModel::kIn:
+            return TrackColumn::In;
+        case TrackTableModel::kDuration:
+            return TrackColumn::Duration;
+        case TrackTableModel::kEnabled:
+            return TrackColumn::Enabled;
+        default:
+            return std::nullopt;
+        }
+    }
+
+    /// What kind of track it is, where its label says "Text" or "Unknown".
+    QString kindOfTrack(const TrackFacts& track, const MovieFacts& facts)
+    {
+        for (const auto& other : facts.tracks)
+            if (const auto chapters = other.references.find("chap"_cc); chapters != other.references.end()
+                && std::find(chapters->second.begin(), chapters->second.end(), track.id)
+                    != chapters->second.end())
+                return TrackTableModel::tr("Chapters");
+        struct Name
+        {
+            FourCC mediaType;
+            const char* name;
+        };
+        constexpr Name kNames[] = {
+            {"meta"_cc, QT_TRANSLATE_NOOP("reelwright::TrackTableModel", "Metadata")},
+            {"hint"_cc, QT_TRANSLATE_NOOP("reelwright::TrackTableModel", "Hint")},
+            {"sbtl"_cc, QT_TRANSLATE_NOOP("reelwright::TrackTableModel", "Subtitles")},
+            {"subt"_cc, QT_TRANSLATE_NOOP("reelwright::TrackTableModel", "Subtitles")},
+        };
+        for (const auto& known : kNames)
+            if (track.mediaType == known.mediaType)
+                return TrackTableModel::tr(known.name);
+        return {};
+    }
 
 } // namespace
 
@@ -33,6 +78,8 @@ TrackTableModel::Row TrackTableModel::makeRow(std::size_t row) const
     }
     made.typeCode = list.typeCode(row);
     made.title = QString::fromStdString(list.title(row));
+    made.name = track ? QString::fromStdString(track->track().name())
+                      : QString::fromStdString(m_document.displayName());
     made.in = text(TrackColumn::In);
     made.duration = text(TrackColumn::Duration);
     return made;
@@ -62,6 +109,26 @@ void TrackTableModel::reload()
     }
 }
 
+void TrackTableModel::setFacts(const MovieFacts& facts)
+{
+    std::map<std::uint32_t, Details> details;
+    for (const auto& track : facts.tracks) {
+        auto& made = details[track.id];
+        made.kind = kindOfTrack(track, facts);
+        made.language = QString::fromStdString(track.language);
+        made.format = track.format ? QString::fromStdString(track.format->text()) : QString();
+        if (track.kind && track.kind->typeCode == KWMovTrack::kVideo && track.size)
+            made.more = tr("%1 \u00D7 %2").arg(track.size->width).arg(track.size->height);
+        else if (track.sampleRate > 0)
+            made.more = tr("%1 Hz").arg(track.sampleRate);
+    }
+    if (details == m_details)
+        return;
+    m_details = std::move(details);
+    if (!m_rows.empty())
+        emit dataChanged(index(0, kName), index(rowCount() - 1, kColumnCount - 1), {Qt::DisplayRole});
+}
+
 void TrackTableModel::setToolTips(QStringList toolTips)
 {
     m_toolTips = std::move(toolTips);
@@ -81,9 +148,21 @@ int TrackTableModel::columnCount(const QModelIndex& parent) const
 
 QVariant TrackTableModel::text(const Row& row, int column) const
 {
+    const auto known = row.trackID ? m_details.find(*row.trackID) : m_details.end();
+    const auto details = known == m_details.end() ? Details {} : known->second;
     switch (column) {
     case kTrack:
         return row.title;
+    case kName:
+        return row.name;
+    case kNumber:
+        return row.trackID ? QVariant(*row.trackID) : QVariant();
+    case kLanguage:
+        return details.language;
+    case kFormat:
+        return details.format;
+    case kDetails:
+        return details.more;
     case kIn:
         return row.in;
     case kDuration:
@@ -100,6 +179,18 @@ QVariant TrackTableModel::data(const QModelIndex& index, int role) const
     const auto& row = m_rows[static_cast<std::size_t>(index.row())];
     switch (role) {
     case Qt::DisplayRole:
+        // A track without a name of its own still tells itself apart.
+        if (index.column() == kName && row.trackID && row.name.isEmpty())
+            if (const auto known = m_details.find(*row.trackID); known != m_details.end())
+                return QStringList(
+                    {known->second.kind, known->second.language, known->second.format, known->second.more})
+                    .filter(QRegularExpression(QStringLiteral(".")))
+                    .join(QStringLiteral(" \u00B7 "));
+        return text(row, index.column());
+    case Qt::ForegroundRole:
+        if (index.column() == kName && row.trackID && row.name.isEmpty())
+            return QGuiApplication::palette().color(QPalette::PlaceholderText);
+        return {};
     case Qt::EditRole:
         return text(row, index.column());
     case Qt::CheckStateRole:
@@ -130,6 +221,16 @@ QVariant TrackTableModel::headerData(int section, Qt::Orientation orientation, i
     switch (section) {
     case kTrack:
         return tr("Track");
+    case kName:
+        return tr("Name");
+    case kNumber:
+        return tr("Number");
+    case kLanguage:
+        return tr("Language");
+    case kFormat:
+        return tr("Format");
+    case kDetails:
+        return tr("Details");
     case kIn:
         return tr("In");
     case kDuration:
@@ -146,9 +247,11 @@ Qt::ItemFlags TrackTableModel::flags(const QModelIndex& index) const
     if (!index.isValid())
         return Qt::NoItemFlags;
     auto flags = Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemNeverHasChildren;
-    const auto column = kColumns[index.column()];
-    if (m_document.trackList().isEditable(column, static_cast<std::size_t>(index.row())))
-        flags |= column == TrackColumn::Enabled ? Qt::ItemIsUserCheckable : Qt::ItemIsEditable;
+    const auto column = documentColumn(index.column());
+    if (column && m_document.trackList().isEditable(*column, static_cast<std::size_t>(index.row())))
+        flags |= *column == TrackColumn::Enabled ? Qt::ItemIsUserCheckable : Qt::ItemIsEditable;
+    if (index.column() == kName && index.row() > 0)
+        flags |= Qt::ItemIsEditable;
     return flags;
 }
 
@@ -164,9 +267,16 @@ bool TrackTableModel::setData(const QModelIndex& index, const QVariant& value, i
     }
     if (role != Qt::EditRole || !(flags & Qt::ItemIsEditable))
         return false;
+    if (index.column() == kName) {
+        const auto name = value.toString();
+        if (name != m_rows[row].name && m_rows[row].trackID)
+            static_cast<void>(m_document.perform(
+                edits::setTrackName(TrackSelector::ofTrack(*m_rows[row].trackID), name.toStdString())));
+        return true;
+    }
     // The text is rounded to whole frames: an editor that was only opened must not move the track to them.
     if (value.toString() != text(m_rows[row], index.column()).toString())
-        m_document.setColumnText(kColumns[index.column()], row, value.toString().toStdString());
+        m_document.setColumnText(*documentColumn(index.column()), row, value.toString().toStdString());
     return true;
 }
 

@@ -2,12 +2,14 @@
 
 #include <QAbstractTableModel>
 
+#include <map>
 #include <optional>
 #include <vector>
 
 namespace reelwright {
 
 class MyDocument;
+struct MovieFacts;
 
 /// The rows of the track table: the movie, then its tracks. Keeps what it shows, so that showing costs
 /// nothing; `reload` takes it from the document again. Borrows the document.
@@ -16,13 +18,28 @@ class TrackTableModel final : public QAbstractTableModel
     Q_OBJECT
 
 public:
-    enum Column { kTrack, kIn, kDuration, kEnabled, kColumnCount };
+    enum Column {
+        kTrack,
+        kName,
+        kIn,
+        kDuration,
+        kEnabled,
+        kNumber,
+        kLanguage,
+        kFormat,
+        kDetails,
+        kColumnCount
+    };
+    /// Those from here on are shown on request.
+    static constexpr int kFirstOptional = kNumber;
     /// The type code of the label's row; invalid for a kind without one.
     static constexpr int kTypeCodeRole = Qt::UserRole;
 
     explicit TrackTableModel(MyDocument& document, QObject* parent = nullptr);
 
     void reload();
+    /// What the reports know of each track: languages, formats, details.
+    void setFacts(const MovieFacts& facts);
     /// What there is to say of each row besides, as plain text; in the order of the rows.
     void setToolTips(QStringList toolTips);
 
@@ -40,6 +57,7 @@ private:
         std::optional<std::uint32_t> trackID; ///< none for the movie
         std::optional<int> typeCode;
         QString title;
+        QString name; ///< the track's own
         QString in;
         QString duration;
         std::optional<bool> enabled;
@@ -51,6 +69,16 @@ private:
 
     MyDocument& m_document;
     std::vector<Row> m_rows;
+    /// Of one track, from the reports.
+    struct Details
+    {
+        QString kind; ///< "Chapters", "Metadata", where the label says less
+        QString language;
+        QString format;
+        QString more;
+        bool operator==(const Details&) const = default;
+    };
+    std::map<std::uint32_t, Details> m_details; ///< by track ID
     QStringList m_toolTips;
 };
 

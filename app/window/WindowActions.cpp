@@ -23,6 +23,10 @@ WindowActions::WindowActions(QWidget& window)
     save = make(tr("&Save"), QKeySequence::Save);
     saveAs = make(tr("Save &As..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     saveCopy = make(tr("Save a Cop&y..."), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
+    revertToSaved = make(tr("&Revert to Saved"), {}, tr("Take back all changes since the last save."));
+    revertToOpened = make(tr("Revert to As &Opened"), {}, tr("The movie as it was when it was opened."));
+    review = make(tr("Re&view Changes..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
+        tr("What a save would change, before and after."));
     close = make(tr("&Close"), QKeySequence(Qt::CTRL | Qt::Key_W));
 
     undo = make(tr("&Undo"), QKeySequence::Undo);
@@ -42,12 +46,23 @@ WindowActions::WindowActions(QWidget& window)
         tr("Turn the picture a quarter to the left."));
     rotateRight = make(tr("Rotate &Right"), QKeySequence(Qt::CTRL | Qt::Key_R),
         tr("Turn the picture a quarter to the right."));
-    flip = make(tr("Fl&ip"), {}, tr("Turn the picture upside down (a half turn)."));
-    flop = make(tr("Fl&op"), {}, tr("Mirror the picture from left to right."));
+    flip = make(tr("Turn 180\u00B0 (Fl&ip)"), {}, tr("Turn the picture upside down, a half turn."));
+    flop = make(tr("Mirror (Fl&op)"), {}, tr("Mirror the picture from left to right."));
 
     addTrack = new QMenu(tr("&Add"), &window);
     addTimecodeTrack = make(tr("&Timecode Track"));
-    addTrack->addAction(addTimecodeTrack);
+    addVideo = make(tr("&Video from File..."), {}, tr("A track that plays the picture of another movie."));
+    addAudio = make(tr("&Audio from File..."), {}, tr("A track that plays the sound of another file."));
+    addVideoTrack = make(tr("&Empty Video Track"));
+    addTextTrack = make(tr("Te&xt Track"));
+    addSpriteTrack = make(tr("&Sprite Track"));
+    addTrack->addActions({addVideo, addAudio, addTimecodeTrack});
+    addTrack->addSeparator();
+    addTrack->addActions({addVideoTrack, addTextTrack, addSpriteTrack});
+    addMedia = make(tr("Add &Media..."), {}, tr("Put media of another movie behind the track's own."));
+    deleteMedia
+        = make(tr("&Delete Media..."), {}, tr("Take all media from the track, which keeps its place."));
+    extractTrack = make(tr("E&xtract..."), {}, tr("Write the track to a file of its own, without encoding."));
     removeTrack = make(tr("&Remove Track..."), QKeySequence::Delete, tr("Remove the selected track."));
     enableTrack = make(tr("&Enabled"), QKeySequence(Qt::CTRL | Qt::Key_E));
     enableTrack->setCheckable(true);
@@ -63,6 +78,10 @@ WindowActions::WindowActions(QWidget& window)
     sidePane = make(tr("&Side Pane"), QKeySequence(Qt::Key_F9));
     sidePane->setCheckable(true);
     sidePane->setChecked(true);
+
+    nextArea = make(tr("Next &Area"), QKeySequence(Qt::Key_F6));
+    commandFinder = make(tr("&Find a Command..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P));
+    keys = make(tr("&Keys"));
 
     trackMenu = new QMenu(&window);
     trackMenu->addActions({enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
@@ -128,6 +147,8 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     file.addSeparator();
     add(file, {save, saveAs, saveCopy});
     file.addSeparator();
+    add(file, {review, revertToSaved, revertToOpened});
+    file.addSeparator();
     add(file, {close});
     file.addSeparator();
     add(file, {application.quit});
@@ -153,16 +174,18 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     track.addSeparator();
     add(track, {enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
     track.addSeparator();
+    add(track, {addMedia, deleteMedia, extractTrack});
+    track.addSeparator();
     add(track, {removeTrack});
 
     auto& view = *bar.addMenu(tr("&View"));
-    add(view, {fullScreen, sidePane});
+    add(view, {fullScreen, sidePane, nextArea});
 
     if (application.windows)
         bar.addMenu(application.windows);
 
     auto& help = *bar.addMenu(tr("&Help"));
-    add(help, {application.about});
+    add(help, {commandFinder, keys, application.about});
 }
 
 } // namespace reelwright

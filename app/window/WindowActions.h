@@ -31,6 +31,9 @@ public:
     QAction* save;
     QAction* saveAs;
     QAction* saveCopy;
+    QAction* revertToSaved;
+    QAction* revertToOpened;
+    QAction* review;
     QAction* close;
     // Edit; the last four go to what has the keyboard focus
     QAction* undo;
@@ -53,6 +56,14 @@ public:
     // Track
     QMenu* addTrack; ///< what can be added
     QAction* addTimecodeTrack;
+    QAction* addVideoTrack;
+    QAction* addTextTrack;
+    QAction* addSpriteTrack;
+    QAction* addVideo;
+    QAction* addAudio;
+    QAction* addMedia;
+    QAction* deleteMedia;
+    QAction* extractTrack;
     QAction* removeTrack;
     QAction* enableTrack;
     QAction* goToInPoint;
@@ -62,6 +73,9 @@ public:
     // View
     QAction* fullScreen;
     QAction* sidePane;
+    QAction* nextArea;
+    QAction* keys;
+    QAction* commandFinder;
 
 private:
     QAction* make(const QString& text, const QKeySequence& shortcut = {}, const QString& toolTip = {});

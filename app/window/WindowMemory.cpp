@@ -15,7 +15,7 @@
 namespace reelwright {
 namespace {
 
-    constexpr QSize kUsualSize {1184, 728};
+    constexpr QSize kUsualSize {1280, 800};
     constexpr int kCascade = 32;
 
     const auto kGeometry = QStringLiteral("movie/geometry");
