@@ -197,10 +197,16 @@ Result<void> FileEdit::save(EditResult& result, QTMovie& movie, bool inPlace)
         m_done = done;
         return !m_progress || m_progress(done);
     };
+    // Who asks for a new file is told what it does not hold; a plain save keeps all.
+    if (m_options.forceResave || result.output != result.file)
+        options.unused = UnusedBytes::LeaveOut;
     RW_TRY(const auto report,
         inPlace ? MovieSaver::updateMovieFile(movie, options)
                 : MovieSaver::writeToFile(movie, result.output, options));
     result.bytesWritten = report.bytesWritten;
+    if (report.bytesLeftOut > 0)
+        result.warnings.push_back(fmt::format(
+            "{} bytes of the original that nothing in it refers to were left out", report.bytesLeftOut));
     if (report.headerLeftTheFront)
         result.warnings.emplace_back(
             "the header had to move behind the media; --force-resave puts it in front again, "

@@ -69,6 +69,8 @@ namespace {
     {
         SaveOptions options;
         options.progress = progress;
+        if (request.operation != SaveOperation::Save)
+            options.unused = UnusedBytes::LeaveOut;
         if (auto written = MovieSaver::writeToFile(request.movie, path, options); !written)
             return tl::unexpected<MovieError>(std::move(written).error());
         setMovieTypeAndCreator(path);

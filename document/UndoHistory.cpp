@@ -84,11 +84,7 @@ void UndoHistory::fileUpdated(const std::shared_ptr<const MovieFile>& old, const
 
 QTMovie UndoHistory::rebased(const QTMovie& movie, const QTMovie& saved)
 {
-    auto result = saved;
-    {
-        const EditableScope scope {result};
-        result.editHeader() = movie.header();
-    }
+    auto result = movie.overFileOf(saved);
     result.setApertureMode(movie.apertureMode());
     result.setCurrentTime(movie.currentTime());
     return result;

@@ -7,11 +7,11 @@
 #include "movie/atoms/HeaderOutline.h"
 #include "movie/atoms/UserData.h"
 #include "movie/files/Fragments.h"
+#include "movie/files/HeaderReader.h"
 #include "movie/files/Importer.h"
 #include "movie/files/MediaSources.h"
 
 #include <fmt/format.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <numeric>
@@ -19,74 +19,6 @@
 
 namespace reelwright {
 namespace {
-
-    /// The `moov` inside a compressed header (`cmov`: `dcom` names the method, `cmvd` holds size and data).
-    Result<Atom> inflateHeader(const Atom& moov, std::vector<MovieWarning>& warnings)
-    {
-        const auto* method = moov.find({"cmov"_cc, "dcom"_cc});
-        const auto* data = moov.find({"cmov"_cc, "cmvd"_cc});
-        if (!method || !data)
-            return failure(MovieError::Code::Corrupt, "moov/cmov", "the compressed header lacks its parts",
-                moov.sourceOffset);
-        ByteReader methodIn {method->head.span()};
-        if (const auto name = methodIn.fourCC(); name != "zlib"_cc)
-            return failure(MovieError::Code::Unsupported, "moov/cmov/dcom",
-                fmt::format("the header is compressed by an unknown method ({})", name.text()),
-                method->sourceOffset);
-        ByteReader in {data->head.span(), "moov/cmov/cmvd"};
-        const auto claimed = in.u32();
-        const auto packed = in.rest();
-        RW_CHECK(in.finish(true));
-        // Deflate cannot do better than this, so a larger claim is a lie that must not be believed with
-        // memory.
-        constexpr std::uint64_t kBestRatio = 1032;
-        if (claimed > packed.size() * kBestRatio + 64)
-            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
-                fmt::format("{} bytes cannot hold a header of {} bytes", packed.size(), claimed),
-                data->sourceOffset);
-        int status = Z_OK;
-        auto size = static_cast<uLongf>(claimed);
-        const auto bytes = Bytes::make(claimed, [&](std::span<std::byte> out) {
-            std::fill(out.begin(), out.end(), std::byte {});
-            // zlib's interface takes bytes as unsigned char.
-            status = ::uncompress(reinterpret_cast<Bytef*>(out.data()), &size, // NOLINT
-                reinterpret_cast<const Bytef*>(packed.data()), static_cast<uLong>(packed.size())); // NOLINT
-        });
-        if (status != Z_OK && size == 0)
-            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
-                "the compressed header cannot be unpacked", data->sourceOffset);
-        if (status != Z_OK)
-            warnings.push_back(
-                {data->sourceOffset, "moov/cmov/cmvd", "the compressed header is damaged at its end"});
-        RW_TRY(auto inner, Atom::parse(bytes.slice(0, size), 0, &warnings));
-        if (inner.type != "moov"_cc)
-            return failure(MovieError::Code::Corrupt, "moov/cmov/cmvd",
-                "the compressed header holds no movie", data->sourceOffset);
-        return inner;
-    }
-
-    /// The movie header of one `moov` candidate of the file.
-    Result<Atom> readHeader(const Bytes& bytes, std::uint64_t offset, std::vector<MovieWarning>& warnings)
-    {
-        RW_TRY(auto moov, Atom::parse(bytes, offset, &warnings));
-        if (moov.find("cmov"_cc) && !moov.find("mvhd"_cc)) {
-            RW_TRY(moov, inflateHeader(moov, warnings));
-        }
-        const auto* header = moov.find("mvhd"_cc);
-        if (!header && moov.find("rmra"_cc))
-            return failure(MovieError::Code::Unsupported, "moov/rmra",
-                "the file is a list of other movies, without a movie of its own; open one of those", offset);
-        if (!header)
-            return failure(MovieError::Code::Corrupt, "moov", "the movie header has no mvhd atom", offset);
-        auto parsed = MovieHeader::parse(header->head);
-        if (!parsed) {
-            auto error = std::move(parsed).error();
-            error.where = "moov/mvhd";
-            error.offset += header->sourceOffset;
-            return tl::unexpected<MovieError>(std::move(error));
-        }
-        return moov;
-    }
 
     MovieError noHeaderError(const MovieFile& file)
     {
@@ -114,10 +46,29 @@ namespace {
                 "the file is neither a movie nor a sound or DV file that can be opened as one", end);
     }
 
-    /// Finds the live header among the `moov` atoms: the first that is whole and can be read.
+    void noteOtherHeaders(const MovieFile& file, std::vector<MovieWarning>& warnings)
+    {
+        const auto isHeader = [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; };
+        const auto others = std::ranges::count_if(file.layout.atoms, isHeader) - 1;
+        if (others > 0)
+            warnings.push_back({file.headerAtom()->offset, "moov",
+                fmt::format("the file has {} more movie header{}; this is the one that is shown and edited",
+                    others, others == 1 ? "" : "s")});
+    }
+
+    /// Finds the header that the file means among its `moov` atoms: the first that is whole, can be read and
+    /// has a track; else the first that can be read.
     Result<Atom> chooseHeader(MovieFile& file, HeaderReading reading, std::vector<MovieWarning>& warnings)
     {
         std::optional<MovieError> firstError;
+        struct Found
+        {
+            Atom header;
+            Bytes bytes;
+            std::size_t index;
+            std::vector<MovieWarning> warnings;
+        };
+        std::optional<Found> found;
         for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
             const auto& atom = file.layout.atoms[i];
             const bool whole = atom.end() <= file.layout.end;
@@ -135,17 +86,27 @@ namespace {
                 RW_TRY(read.bytes, readExactly(*file.file, atom.offset, atom.size, file.path));
             }
             std::vector<MovieWarning> own;
-            auto header = readHeader(read.bytes, atom.offset, own);
-            if (header) {
-                read.markCut(*header);
-                warnings.insert(warnings.end(), own.begin(), own.end());
-                file.headerIndex = i;
-                if (reading == HeaderReading::Whole)
-                    file.header = std::move(read.bytes);
-                return header;
+            auto header = parseMovieHeader(read.bytes, atom.offset, own);
+            if (!header) {
+                if (!firstError)
+                    firstError = std::move(header).error();
+                continue;
             }
-            if (!firstError)
-                firstError = std::move(header).error();
+            const bool hasTracks = header->find("trak"_cc) != nullptr;
+            if (found && !hasTracks)
+                continue;
+            read.markCut(*header);
+            found = Found {std::move(*header), std::move(read.bytes), i, std::move(own)};
+            if (hasTracks)
+                break;
+        }
+        if (found) {
+            warnings.insert(warnings.end(), found->warnings.begin(), found->warnings.end());
+            file.headerIndex = found->index;
+            if (reading == HeaderReading::Whole)
+                file.header = std::move(found->bytes);
+            noteOtherHeaders(file, warnings);
+            return std::move(found->header);
         }
         auto error = firstError ? std::move(*firstError) : noHeaderError(file);
         if (firstError)
@@ -216,6 +177,9 @@ Result<QTMovie> QTMovie::open(
     auto file = std::make_shared<MovieFile>();
     file->storage = std::move(storage);
     file->path = path;
+    file->folder = file->storage->resolve(path);
+    const auto slash = file->folder.rfind('/');
+    file->folder.resize(slash == std::string::npos ? 0 : std::max<std::size_t>(slash, 1));
     RW_TRY(file->file, file->storage->open(path, Storage::Access::Read));
     RW_TRY(file->state, file->file->state());
 
@@ -239,6 +203,8 @@ Result<QTMovie> QTMovie::open(
         movie.m_header = Cow<Atom>(std::move(moov));
     }
     movie.m_savedHeader = movie.m_header;
+    if (const auto* headerAtom = file->headerAtom())
+        movie.m_truePlace = {movie.m_header, headerAtom->offset};
     movie.m_file = file;
     movie.m_sources = std::make_shared<MediaSources>(file);
     noteTrackDamage(movie, warnings);
@@ -278,11 +244,21 @@ bool QTMovie::isChanged() const
 
 void QTMovie::adoptSave(const QTMovie& before, const QTMovie& saved)
 {
-    if (&*m_header == &*before.m_header)
+    if (&*m_header == &*before.m_header) {
         m_header = saved.m_header;
+        m_truePlace = saved.m_truePlace;
+    }
     m_savedHeader = saved.m_header;
     m_file = saved.m_file;
     m_sources = saved.m_sources;
+}
+
+QTMovie QTMovie::overFileOf(const QTMovie& saved) const
+{
+    auto result = saved;
+    result.m_header = m_header;
+    result.m_truePlace = m_truePlace;
+    return result;
 }
 
 MovieHeader QTMovie::movieHeader() const
@@ -349,9 +325,9 @@ QTMovie QTMovie::asSaved() const
 std::vector<QTTrack> QTMovie::tracks() const
 {
     std::vector<QTTrack> result;
-    for (const auto& child : m_header->children)
-        if (child->type == "trak"_cc)
-            result.emplace_back(*this, child->id);
+    for (std::size_t i = 0; i < m_header->children.size(); ++i)
+        if (const auto& child = m_header->children[i]; child->type == "trak"_cc)
+            result.emplace_back(*this, child->id, i);
     return result;
 }
 

@@ -77,6 +77,9 @@ public:
     /// saved file too, and edits made meanwhile stay unsaved.
     void adoptSave(const QTMovie& before, const QTMovie& saved);
 
+    /// This movie's header over the file of `saved`.
+    [[nodiscard]] QTMovie overFileOf(const QTMovie& saved) const;
+
     /// Was only the outline of the header read?
     [[nodiscard]] bool isOutline() const { return m_outline; }
     [[nodiscard]] bool isEditable() const { return m_editable; }
@@ -134,6 +137,15 @@ public:
 private:
     friend class MovieSaver;
     friend class SavePreview;
+    friend class FileAccount;
+    friend struct MediaOffsets;
+
+    /// A header as it lay in a file, and where.
+    struct HeaderPlace
+    {
+        Cow<Atom> header;
+        std::uint64_t offset = 0;
+    };
 
     [[nodiscard]] Result<void> checkEditable() const;
 
@@ -142,6 +154,7 @@ private:
     std::shared_ptr<MediaSources> m_sources;
     Cow<Atom> m_header;
     Cow<Atom> m_savedHeader;
+    HeaderPlace m_truePlace; ///< there the offsets in m_header that point into the header itself are true
     QTTime m_currentTime {0, 600};
     FourCC m_apertureMode;
     bool m_fragmented = false;

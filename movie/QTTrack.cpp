@@ -67,18 +67,28 @@ namespace {
 
 } // namespace
 
-QTTrack::QTTrack(const QTMovie& movie, std::uint64_t atomId)
+QTTrack::QTTrack(const QTMovie& movie, std::uint64_t atomId, std::size_t place)
     : m_movie(const_cast<QTMovie*>(&movie)) // NOLINT: see the class comment
     , m_id(atomId)
+    , m_place(place)
 {
+}
+
+std::size_t QTTrack::findPlace() const
+{
+    const auto& children = m_movie->header().children;
+    if (m_place < children.size() && children[m_place]->id == m_id)
+        return m_place;
+    for (std::size_t i = 0; i < children.size(); ++i)
+        if (children[i]->id == m_id)
+            return i;
+    return kNowhere;
 }
 
 const Atom* QTTrack::find() const
 {
-    for (const auto& child : m_movie->header().children)
-        if (child->id == m_id)
-            return &*child;
-    return nullptr;
+    const auto place = findPlace();
+    return place == kNowhere ? nullptr : &*m_movie->header().children[place];
 }
 
 const Atom& QTTrack::atom() const
@@ -92,10 +102,8 @@ Atom* QTTrack::editAtom() const
 {
     if (!m_movie->isEditable())
         return nullptr;
-    for (auto& child : m_movie->editHeader().children)
-        if (child->id == m_id)
-            return &child.edit();
-    return nullptr;
+    const auto place = findPlace();
+    return place == kNowhere ? nullptr : &m_movie->editHeader().children[place].edit();
 }
 
 TrackHeader QTTrack::header() const
@@ -507,10 +515,8 @@ std::vector<DataReference> QTMedia::dataReferences() const
     const auto* dref = mdia ? mdia->find({"minf"_cc, "dinf"_cc, "dref"_cc}) : nullptr;
     if (!dref)
         return {};
-    const auto path = m_track.movie().fileName();
-    const auto slash = path.rfind('/');
-    return DataReference::parseAll(
-        *dref, slash == std::string::npos ? std::string {} : path.substr(0, slash));
+    const auto& file = m_track.movie().file();
+    return DataReference::parseAll(*dref, file ? file->folder : std::string {});
 }
 
 SoundPacking QTMedia::soundPacking(std::size_t descriptionIndex) const

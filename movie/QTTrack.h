@@ -17,7 +17,8 @@ class QTMedia;
 class QTTrack
 {
 public:
-    QTTrack(const QTMovie& movie, std::uint64_t atomId);
+    /// `place`: where among the header's atoms it stands; it is looked for when it is not there (any more).
+    QTTrack(const QTMovie& movie, std::uint64_t atomId, std::size_t place = 0);
 
     [[nodiscard]] bool isValid() const { return find() != nullptr; }
     [[nodiscard]] const QTMovie& movie() const { return *m_movie; }
@@ -91,10 +92,13 @@ public:
     Result<void> removeReferencesTo(std::uint32_t trackID) const;
 
     /// Same view of the same movie.
-    bool operator==(const QTTrack&) const = default;
+    bool operator==(const QTTrack& other) const { return m_movie == other.m_movie && m_id == other.m_id; }
 
 private:
+    static constexpr std::size_t kNowhere = SIZE_MAX;
+
     [[nodiscard]] const Atom* find() const;
+    [[nodiscard]] std::size_t findPlace() const;
     [[nodiscard]] std::uint64_t implicitDuration() const;
     /// Are these edits the gap that is left of a track without media?
     [[nodiscard]] bool isEmptied(const std::vector<EditList::Edit>& edits) const;
@@ -102,6 +106,7 @@ private:
 
     QTMovie* m_movie;
     std::uint64_t m_id;
+    std::size_t m_place;
 };
 
 /// The media of a track. A view like the track.

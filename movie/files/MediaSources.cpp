@@ -130,7 +130,23 @@ std::shared_ptr<MediaSources> MediaSources::copyFor(std::shared_ptr<const MovieF
     copy->m_files = m_files;
     copy->m_memory = m_memory;
     copy->m_memoryEnd = m_memoryEnd;
+    copy->m_madeFree = m_madeFree;
     return copy;
+}
+
+void MediaSources::noteMadeFree(FileStretch atom)
+{
+    const std::lock_guard lock {m_mutex};
+    m_madeFree.insert_or_assign(atom.offset, atom);
+}
+
+std::vector<FileStretch> MediaSources::madeFree() const
+{
+    const std::lock_guard lock {m_mutex};
+    std::vector<FileStretch> atoms;
+    for (const auto& [offset, atom] : m_madeFree)
+        atoms.push_back(atom);
+    return atoms;
 }
 
 void MediaSources::setOwn(std::shared_ptr<const MovieFile> own)

@@ -51,6 +51,11 @@ public:
     /// The same sources with another own file; what is done to one is not done to the other.
     [[nodiscard]] std::shared_ptr<MediaSources> copyFor(std::shared_ptr<const MovieFile> own) const;
 
+    /// A media atom of the own file that a save made free, because an edit had taken its media away. Undoing
+    /// can bring the edit back, so its bytes stay as they are while the movie or a copy of it is there.
+    void noteMadeFree(FileStretch atom);
+    [[nodiscard]] std::vector<FileStretch> madeFree() const;
+
     /// The own file after a save gave the movie another one.
     void setOwn(std::shared_ptr<const MovieFile> own);
 
@@ -70,6 +75,7 @@ private:
     std::map<std::uint64_t, Bytes> m_memory; ///< by offset
     std::uint64_t m_memoryEnd = kMemoryBase;
     std::map<Place, Result<Bytes>> m_kept;
+    std::map<std::uint64_t, FileStretch> m_madeFree; ///< by offset
 };
 
 } // namespace reelwright

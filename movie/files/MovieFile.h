@@ -65,6 +65,7 @@ struct MovieFile
     std::shared_ptr<Storage> storage;
     std::shared_ptr<StorageFile> file; ///< open for reading
     std::string path;
+    std::string folder; ///< that the file itself lies in, and not a symbolic link to it
     FileState state;
     FileLayout layout;
     std::size_t headerIndex

@@ -111,6 +111,17 @@ namespace {
             return {};
         }
 
+        Result<std::uint64_t> nextData(std::uint64_t offset) override
+        {
+            const auto place = ::lseek(m_descriptor, static_cast<off_t>(offset), SEEK_DATA);
+            if (place >= 0)
+                return static_cast<std::uint64_t>(place);
+            if (errno != ENXIO) // a file system without holes
+                return offset;
+            RW_TRY(const auto now, state());
+            return std::max(now.size, offset);
+        }
+
         Result<void> truncate(std::uint64_t size) override
         {
             if (::ftruncate(m_descriptor, static_cast<off_t>(size)) != 0)
@@ -139,11 +150,32 @@ namespace {
         Result<void> copyFrom(StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset,
             std::uint64_t length) override
         {
-            if (const auto* other = dynamic_cast<const PosixFile*>(&source)) {
+            if (auto* other = dynamic_cast<PosixFile*>(&source)) {
+                RW_TRY(const auto before, state());
+                auto end = before.size; // behind it this file has no bytes yet
                 while (length > 0) {
+                    RW_TRY(const auto data, other->nextData(sourceOffset));
+                    if (data > sourceOffset && offset >= end) {
+                        const auto hole = std::min(data - sourceOffset, length);
+                        RW_TRY(const auto there, other->state());
+                        if (there.size < sourceOffset + hole)
+                            break; // the source ends before
+                        sourceOffset += hole;
+                        offset += hole;
+                        length -= hole;
+                        RW_CHECK(truncate(offset));
+                        end = offset;
+                        continue;
+                    }
                     auto in = static_cast<off_t>(sourceOffset);
                     auto out = static_cast<off_t>(offset);
-                    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length, kCopyStep));
+                    auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length, kCopyStep));
+                    // Blocks can be shared between files where both stretches begin at one's start.
+                    const auto within = static_cast<std::size_t>(sourceOffset % kBlock);
+                    if (within != 0 && sourceOffset % kBlock == offset % kBlock)
+                        wanted = std::min(wanted, static_cast<std::size_t>(kBlock) - within);
+                    else if (const auto stop = ::lseek(other->m_descriptor, in, SEEK_HOLE); stop > in)
+                        wanted = std::min(wanted, static_cast<std::size_t>(stop - in));
                     const auto count
                         = ::copy_file_range(other->m_descriptor, &in, m_descriptor, &out, wanted, 0);
                     if (count < 0 && errno == EINTR)
@@ -154,6 +186,7 @@ namespace {
                     sourceOffset += static_cast<std::uint64_t>(count);
                     offset += static_cast<std::uint64_t>(count);
                     length -= static_cast<std::uint64_t>(count);
+                    end = std::max(end, offset);
                 }
             }
             std::vector<std::byte> buffer(
@@ -176,6 +209,7 @@ namespace {
 
     private:
         static constexpr std::uint64_t kCopyStep = 1U << 30U;
+        static constexpr std::uint64_t kBlock = 4096;
         static constexpr std::uint64_t kBufferSize = 1U << 20U;
 
         int m_descriptor;

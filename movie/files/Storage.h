@@ -35,13 +35,17 @@ public:
     virtual Result<FileState> state() = 0;
     /// Fills `out` from `offset`; answers the bytes read, fewer than asked for only at the end of the file.
     virtual Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) = 0;
+    /// The first place from `offset` on where the file may hold anything but zeros; its size where there is
+    /// none. Cheap: asks for holes, and looks at no byte.
+    virtual Result<std::uint64_t> nextData(std::uint64_t offset) { return offset; }
     virtual Result<void> writeAt(std::uint64_t offset, ByteSpan bytes) = 0;
     virtual Result<void> truncate(std::uint64_t size) = 0;
     /// Returns when everything written so far is on the medium.
     virtual Result<void> flush() = 0;
     /// Takes the exclusive advisory lock until the file is closed; Refused when somebody else has it.
     virtual Result<void> lock() = 0;
-    /// Copies `length` bytes of `source` to `offset` of this file, by the kernel where it can.
+    /// Copies `length` bytes of `source` to `offset` of this file, by the kernel where it can; what is a hole
+    /// of the source becomes one where this file had no bytes yet.
     /// Truncated when the source ends before.
     virtual Result<void> copyFrom(
         StorageFile& source, std::uint64_t sourceOffset, std::uint64_t offset, std::uint64_t length)

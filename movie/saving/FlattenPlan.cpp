@@ -4,20 +4,25 @@
 #include "movie/files/DataReference.h"
 #include "movie/files/Fragments.h"
 #include "movie/files/MediaSources.h"
+#include "movie/saving/FileAccount.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 namespace reelwright {
 namespace {
 
-    /// Free space left behind the header, so that later edits find room for it there.
+    /// Free space left behind the header, so that later edits find room for it there: at least so much, and
+    /// up to a block more, so that media keep their place within a block. File systems that can share blocks
+    /// between files then need not copy them.
     constexpr std::uint32_t kHeaderPadding = 2048;
+    constexpr std::uint32_t kBlock = 4096;
 
     /// Atoms of the outermost level that a flattened file has its own of, or that only make sense with
     /// fragments.
-    constexpr FourCC kNotKept[] = {"ftyp"_cc, "moov"_cc, "mdat"_cc, "free"_cc, "skip"_cc, "wide"_cc,
-        "moof"_cc, "mfra"_cc, "sidx"_cc, "ssix"_cc, "styp"_cc};
+    constexpr FourCC kNotKept[] = {"ftyp"_cc, "moov"_cc, "mdat"_cc, "free"_cc, "wide"_cc, "moof"_cc,
+        "mfra"_cc, "sidx"_cc, "ssix"_cc, "styp"_cc};
 
     bool isKept(FourCC type)
     {
@@ -101,7 +106,15 @@ namespace {
         return {};
     }
 
-    Result<Surroundings> surroundingsOf(const MovieFile* file)
+    /// Is it an atom that holds position records, and nothing else that is referred to?
+    bool holdsPositions(const TopLevelAtom& atom, const std::vector<FileStretch>& positions)
+    {
+        const auto next = std::ranges::lower_bound(positions, atom.offset, {}, &FileStretch::offset);
+        return atom.type == "free"_cc && next != positions.end() && next->end <= atom.end();
+    }
+
+    Result<Surroundings> surroundingsOf(
+        const MovieFile* file, const FileAccount& account, const std::vector<FileStretch>& positions)
     {
         Surroundings result;
         if (!file || !file->headerAtom()) {
@@ -116,7 +129,8 @@ namespace {
             if (atom.type == "ftyp"_cc && result.fileType.empty() && whole) {
                 RW_TRY(result.fileType, readExactly(*file->file, atom.offset, atom.size, file->path));
             }
-            if (!isKept(atom.type) || !whole)
+            const bool isEmptySkip = atom.type == "skip"_cc && !account.hasContent(atom);
+            if (!whole || isEmptySkip || (!isKept(atom.type) && !holdsPositions(atom, positions)))
                 continue;
             RW_CHECK(checkMovable(*file, atom));
             (mediaSeen ? result.behind : result.before).push_back(atom);
@@ -127,10 +141,71 @@ namespace {
         if ((layout.ending == Ending::ToEnd || layout.ending == Ending::Truncated)
             && isKept(layout.atoms.back().type))
             result.behind.push_back(layout.atoms.back());
-        else if (layout.ending == Ending::Garbage)
+        bool hasTail = layout.ending == Ending::Garbage;
+        if (layout.ending == Ending::Zeros) {
+            RW_TRY(const bool zeros, FileAccount::endsInZeros(*file));
+            hasTail = !zeros;
+        }
+        if (hasTail)
             result.behind.push_back(
                 {FourCC {}, layout.end, layout.fileSize - layout.end, 0, SizeForm::Compact});
         return result;
+    }
+
+    /// The bytes of the movie's media atoms that neither the saved header nor the edited one refers to, as
+    /// extents that are needed last.
+    std::vector<MediaExtent> unusedMedia(const QTMovie& movie, const MediaOffsets& offsets)
+    {
+        if (!movie.file() || !movie.file()->headerAtom())
+            return {};
+        std::vector<FileStretch> used;
+        const auto use = [&](std::uint64_t offset, std::uint64_t end) {
+            if (offset < MediaSources::kMemoryBase)
+                used.push_back({offset, end});
+        };
+        for (const auto& extent : offsets.extents)
+            if (extent.source == 0)
+                use(extent.offset, extent.offset + extent.size);
+        for (const auto& record : offsets.positions)
+            use(record.offset, record.end);
+        // What an edit took away is meant to go.
+        if (movie.isChanged()) {
+            const auto saved = movie.asSaved();
+            for (const auto& track : saved.tracks())
+                MediaOffsets::forEachOwnChunk(track, [&](std::uint64_t offset, std::uint64_t size) {
+                    use(offset, offset + std::min(size, UINT64_MAX - offset));
+                });
+        }
+        if (!std::ranges::is_sorted(used, {}, &FileStretch::offset))
+            std::ranges::sort(used, {}, &FileStretch::offset);
+        constexpr auto kLast = std::numeric_limits<double>::infinity();
+        std::vector<MediaExtent> unused;
+        auto next = used.begin();
+        std::uint64_t usedTo = 0; // by the stretches before the next
+        for (const auto& atom : movie.file()->layout.atoms) {
+            if (atom.type != "mdat"_cc)
+                continue;
+            auto at = std::max(usedTo, atom.offset + atom.headerSize);
+            for (; next != used.end() && next->offset < atom.end(); ++next) {
+                if (next->offset > at)
+                    unused.push_back({0, at, next->offset - at, kLast});
+                usedTo = std::max(usedTo, next->end);
+                at = std::max(at, usedTo);
+            }
+            if (at < atom.end())
+                unused.push_back({0, at, atom.end() - at, kLast});
+        }
+        return unused;
+    }
+
+    /// Does the stretch come along with an atom beside the media?
+    bool isAmong(const Surroundings& around, const FileStretch& stretch)
+    {
+        const auto holds = [&](const std::vector<TopLevelAtom>& atoms) {
+            const auto next = std::ranges::upper_bound(atoms, stretch.offset, {}, &TopLevelAtom::end);
+            return next != atoms.end() && next->offset <= stretch.offset && stretch.end <= next->end();
+        };
+        return holds(around.before) || holds(around.behind);
     }
 
     /// From old places to new ones.
@@ -215,27 +290,64 @@ void FlattenPlan::append(std::shared_ptr<StorageFile> file, std::uint64_t fileOf
     m_size += size;
 }
 
-Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie)
+Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie, UnusedBytes unused)
 {
     const auto& own = movie.file();
     if (own && movie.isFragmented())
         if (const auto hindrance = hindranceToFlattening(movie.header(), *own))
             return failure(MovieError::Code::Refused, own->path, *hindrance);
-    RW_TRY(const auto offsets, MediaOffsets::collect(movie));
-    RW_TRY(const auto around, surroundingsOf(own.get()));
-    const auto pieces = arrange(offsets.extents);
+    FlattenPlan plan;
+    RW_TRY(auto offsets, MediaOffsets::collect(movie));
+    FileAccount account;
+    if (own && own->headerAtom()) {
+        RW_TRY(account, FileAccount::of(movie));
+        if (!account.otherHeaders().empty() && unused == UnusedBytes::Keep)
+            return failure(MovieError::Code::Refused, own->path,
+                "the file holds the header of another movie too, which would be lost when it is written "
+                "anew; "
+                "save the movie as a new file",
+                account.otherHeaders().front().offset);
+        for (const auto& header : account.otherHeaders())
+            plan.m_bytesLeftOut += header.size;
+    }
+    std::ranges::sort(offsets.positions, {}, &FileStretch::offset);
+    RW_TRY(const auto around, surroundingsOf(own.get(), account, offsets.positions));
+    auto extents = offsets.extents;
+    for (const auto& record : offsets.positions)
+        if (!isAmong(around, record))
+            extents.push_back({0, record.offset, record.end - record.offset, 0});
+    for (const auto& extent : unusedMedia(movie, offsets)) {
+        if (unused == UnusedBytes::Keep)
+            extents.push_back(extent);
+        else
+            plan.m_bytesLeftOut += extent.size;
+    }
+    const auto pieces = arrange(extents);
     std::uint64_t mediaSize = 0;
     for (const auto& piece : pieces)
         mediaSize += piece.size;
+    const auto largest = std::ranges::max_element(pieces, {},
+        [](const Placed& piece) { return piece.source == MediaExtent::kMemorySource ? 0 : piece.size; });
     const std::uint64_t mediaHeaderSize = mediaSize > UINT32_MAX - 8 ? 16 : 8;
 
     // Everything moves with the size of the header, which only depends on how wide its offsets must be: it
     // can grow, at most once a track, and then stays.
     Cow<Atom> header;
     std::uint64_t headerSize = 0;
+    std::uint32_t padding = 0;
     for (;;) {
         PlaceMap places;
         auto target = around.fileType.size() + headerSize + kHeaderPadding;
+        padding = kHeaderPadding;
+        if (largest != pieces.end() && largest->source != MediaExtent::kMemorySource
+            && largest->size >= kBlock) {
+            auto place = target + mediaHeaderSize + largest->target;
+            for (const auto& atom : around.before)
+                place += atom.size;
+            const auto shift = static_cast<std::uint32_t>((largest->offset - place) % kBlock);
+            target += shift;
+            padding += shift;
+        }
         for (const auto& atom : around.before) {
             places.add(0, atom.offset, atom.size, target);
             target += atom.size;
@@ -260,10 +372,9 @@ Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie)
         return failure(
             MovieError::Code::Unsupported, movie.fileName(), "the movie header is too large to be written");
 
-    FlattenPlan plan;
     plan.append(around.fileType);
     plan.append(header->toBytes());
-    plan.append(ByteWriter {}.u32(kHeaderPadding).fourCC("free"_cc).zeros(kHeaderPadding - 8).toBytes());
+    plan.append(ByteWriter {}.u32(padding).fourCC("free"_cc).zeros(padding - 8).toBytes());
     for (const auto& atom : around.before)
         plan.append(own->file, atom.offset, atom.size);
     ByteWriter mediaHeader;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "movie/saving/MediaOffsets.h"
+#include "movie/saving/UnusedBytes.h"
 
 namespace reelwright {
 
@@ -20,12 +21,15 @@ public:
     };
 
     /// Errors: Io, Truncated, Unsupported as MediaOffsets; Refused for a fragmented file whose fragments
-    /// carry more than sample tables can.
-    static Result<FlattenPlan> make(const QTMovie& movie);
+    /// carry more than sample tables can, and where a header of another movie would have to be kept.
+    static Result<FlattenPlan> make(const QTMovie& movie, UnusedBytes unused = UnusedBytes::Keep);
 
     /// In order, without gaps.
     [[nodiscard]] const std::vector<Segment>& segments() const { return m_segments; }
     [[nodiscard]] std::uint64_t size() const { return m_size; }
+    /// Bytes of the movie's file that nothing refers to and that are not part of the flattened movie, and
+    /// headers of other movies. Free space does not count.
+    [[nodiscard]] std::uint64_t bytesLeftOut() const { return m_bytesLeftOut; }
 
 private:
     friend class MovieStream;
@@ -35,6 +39,7 @@ private:
 
     std::vector<Segment> m_segments;
     std::uint64_t m_size = 0;
+    std::uint64_t m_bytesLeftOut = 0;
 };
 
 /// Random-access reading of a movie without writing it: the header from memory, the media from their sources.

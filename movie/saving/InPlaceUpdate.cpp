@@ -41,6 +41,12 @@ namespace {
         return size == 0 || size >= kHeaderSize;
     }
 
+    tl::unexpected<MovieError> mediaBehind(std::uint64_t offset)
+    {
+        return failure(MovieError::Code::Refused, {},
+            "media of the movie lie behind the last whole atom, where the file would be cut off", offset);
+    }
+
     tl::unexpected<MovieError> missingMediaAt(std::uint64_t offset)
     {
         return failure(MovieError::Code::Refused, {},
@@ -66,7 +72,7 @@ InPlaceUpdate::InPlaceUpdate(StorageFile* file, FileLayout layout, std::vector<F
 bool InPlaceUpdate::isInUse(std::uint64_t begin, std::uint64_t end) const
 {
     const auto first = std::ranges::upper_bound(m_inUse, begin, {}, &FileStretch::end);
-    return first != m_inUse.end() && first->offset < end;
+    return begin < end && first != m_inUse.end() && first->offset < end;
 }
 
 bool InPlaceUpdate::isUsable(const TopLevelAtom& atom) const
@@ -99,21 +105,33 @@ std::optional<InPlaceUpdate::Gap> InPlaceUpdate::findGap(
     const auto usable = [&](std::size_t i) {
         return i == alsoFree ? !isInUse(atoms[i].offset, atoms[i].end()) : isUsable(atoms[i]);
     };
+    std::size_t runEnd = 0; // of the usable atoms that follow each other, the first that is none
     for (std::size_t i = 0; i < atoms.size(); ++i) {
         const auto offset = atoms[i].offset;
-        if (!usable(i) || !isAtomic(offset))
+        if (i == runEnd) {
+            while (runEnd < atoms.size() && usable(runEnd))
+                ++runEnd;
+            if (i == runEnd) {
+                ++runEnd;
+                continue;
+            }
+        }
+        if (!isAtomic(offset))
             continue;
         if ((place == Place::BeforeMedia && offset > media)
             || (place == Place::BehindMedia && offset < media))
             continue;
         const auto lead = leadFor(offset);
-        Gap gap {i, 0, offset, 0, lead};
-        while (i + gap.count < atoms.size() && usable(i + gap.count)
-            && gap.size + atoms[i + gap.count].size <= kMaxGap) {
-            gap.size += atoms[i + gap.count].size;
-            ++gap.count;
-            if (gap.size >= lead + size && canBeRest(gap.size - lead - size))
-                return gap;
+        // The first atoms are too few until one ends behind the new one.
+        auto last = std::ranges::lower_bound(atoms.begin() + static_cast<std::ptrdiff_t>(i),
+            atoms.begin() + static_cast<std::ptrdiff_t>(runEnd), offset + lead + size, {},
+            &TopLevelAtom::end);
+        for (; last != atoms.begin() + static_cast<std::ptrdiff_t>(runEnd); ++last) {
+            const auto length = last->end() - offset;
+            if (length > kMaxGap)
+                break;
+            if (canBeRest(length - lead - size))
+                return Gap {i, static_cast<std::size_t>(last - atoms.begin()) - i + 1, offset, length, lead};
         }
     }
     return std::nullopt;
@@ -158,6 +176,8 @@ Result<std::uint64_t> InPlaceUpdate::fill(const Gap& gap, ByteSpan atom)
 {
     const auto type = ByteReader {atom.subspan(4)}.fourCC();
     const auto at = gap.offset + gap.lead;
+    if (type == "moov"_cc)
+        m_furthestHeaderOffset = std::max(m_furthestHeaderOffset, at);
     const auto rest = gap.size - gap.lead - atom.size();
     const bool atEnd = gap.count == 0;
 
@@ -221,6 +241,8 @@ Result<std::uint64_t> InPlaceUpdate::place(ByteSpan atom, Place place)
         return fill(*gap, atom);
     const auto endBefore = m_layout.end;
     const auto gap = endGap(atom.size());
+    if (isInUse(gap.offset, m_layout.fileSize))
+        return mediaBehind(gap.offset);
     if (isInUse(gap.offset, gap.offset + gap.size))
         return missingMediaAt(gap.offset);
     auto placed = fill(gap, atom);
@@ -233,7 +255,7 @@ Result<void> InPlaceUpdate::retire(std::uint64_t offset)
 {
     const auto index = indexAt(offset);
     auto& atom = m_layout.atoms[index];
-    if (atom.end() == m_layout.fileSize) {
+    if (atom.end() == m_layout.fileSize && !isInUse(atom.offset, atom.end())) {
         RW_CHECK(truncate(offset));
         RW_CHECK(flush());
         m_layout.end = m_layout.fileSize = offset;
@@ -259,19 +281,59 @@ Result<void> InPlaceUpdate::retire(std::uint64_t offset)
     return {};
 }
 
-Result<void> InPlaceUpdate::replaceHeader(std::uint64_t oldOffset, ByteSpan header)
+bool InPlaceUpdate::canClose(const FileLayout& layout)
+{
+    if (layout.ending != FileLayout::Ending::ToEnd || layout.atoms.back().type != "mdat"_cc)
+        return false;
+    const auto& atom = layout.atoms.back();
+    return isAtomic(atom.offset) && atom.size <= UINT32_MAX;
+}
+
+Result<void> InPlaceUpdate::close()
+{
+    if (m_layout.ending != FileLayout::Ending::ToEnd)
+        return {};
+    RW_ASSERT(canClose(m_layout));
+    auto& atom = m_layout.atoms.back();
+    RW_CHECK(write32(atom.offset, static_cast<std::uint32_t>(atom.size)));
+    atom.sizeForm = SizeForm::Compact;
+    m_layout.ending = FileLayout::Ending::Clean;
+    return {};
+}
+
+Result<void> InPlaceUpdate::retype(std::uint64_t offset, FourCC type)
+{
+    auto& atom = m_layout.atoms[indexAt(offset)];
+    if (!isAtomic(offset + 4))
+        return {};
+    RW_CHECK(write32(offset + 4, type.value));
+    atom.type = type;
+    return {};
+}
+
+Result<void> InPlaceUpdate::replaceHeader(
+    std::uint64_t oldOffset, std::uint64_t size, const HeaderAt& headerAt)
 {
     const auto media = firstMediaOffset();
     const bool wasInFront = media != UINT64_MAX && oldOffset < media;
     const auto wanted = wasInFront ? Place::BeforeMedia : Place::Anywhere;
-    const auto size = header.size();
+    const auto fillWith = [&](const Gap& gap) -> Result<void> {
+        RW_TRY(const auto header, headerAt(gap.offset + gap.lead));
+        RW_CHECK(fill(gap, header.span()));
+        m_headerOffset = gap.offset + gap.lead;
+        return {};
+    };
 
     if (const auto gap = findGap(size, wanted, std::nullopt)) {
-        RW_CHECK(fill(*gap, header));
+        RW_CHECK(fillWith(*gap));
         return retire(oldOffset);
     }
     const bool returns = findGap(size, wanted, indexAt(oldOffset)).has_value();
-    RW_TRY(const auto interim, place(header, Place::Anywhere));
+    const auto anywhere = findGap(size, Place::Anywhere, std::nullopt);
+    RW_TRY(const auto interimHeader,
+        headerAt(anywhere ? anywhere->offset + anywhere->lead : m_layout.end + leadFor(m_layout.end)));
+    RW_TRY(const auto interim, place(interimHeader.span(), Place::Anywhere));
+    m_headerOffset = interim;
     RW_CHECK(retire(oldOffset));
     m_headerLeftTheFront = wasInFront;
     if (!returns)
@@ -281,7 +343,7 @@ Result<void> InPlaceUpdate::replaceHeader(std::uint64_t oldOffset, ByteSpan head
     const auto home = findGap(size, wanted, std::nullopt);
     if (!home)
         return {};
-    RW_CHECK(fill(*home, header));
+    RW_CHECK(fillWith(*home));
     m_headerLeftTheFront = false;
     return retire(interim);
 }

@@ -2,6 +2,7 @@
 
 #include "movie/files/MovieFile.h"
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -22,8 +23,8 @@ namespace reelwright {
 class InPlaceUpdate
 {
 public:
-    /// `file`: null for an update on paper. `inUse` is what the header refers to outside of media atoms:
-    /// nothing is written there, because it would be shown as media.
+    /// `file`: null for an update on paper. `inUse` is what must stay as it is outside of media atoms
+    /// (FileAccount::inUse): nothing is written there, and nothing of it cut off.
     InPlaceUpdate(StorageFile* file, FileLayout layout, std::vector<FileStretch> inUse = {});
 
     /// Writes `atom` (whole, compact size) into a gap or behind the end. Answers where it lies. Refused where
@@ -31,8 +32,23 @@ public:
     enum class Place { BeforeMedia, Anywhere, BehindMedia };
     Result<std::uint64_t> place(ByteSpan atom, Place place);
 
-    /// Replaces the header at `oldOffset` by `header`. Two moves where that brings it back to its place.
-    Result<void> replaceHeader(std::uint64_t oldOffset, ByteSpan header);
+    /// Can a media atom without a size, which reaches to the end of the file, be given its size?
+    static bool canClose(const FileLayout& layout);
+    /// Gives it to one that is there, so that atoms can follow it.
+    Result<void> close();
+
+    /// Gives the atom at that offset another type, and nothing else; does nothing where that could leave half
+    /// of a type.
+    Result<void> retype(std::uint64_t offset, FourCC type);
+
+    /// A header of `size` bytes for that place: of some headers a few bytes depend on where they lie.
+    using HeaderAt = std::function<Result<Bytes>(std::uint64_t offset)>;
+    /// Replaces the header at `oldOffset`. Two moves where that brings it back to its place.
+    Result<void> replaceHeader(std::uint64_t oldOffset, std::uint64_t size, const HeaderAt& headerAt);
+    /// Where it came to lie.
+    [[nodiscard]] std::uint64_t headerOffset() const { return m_headerOffset; }
+    /// The furthest of all places that it took on the way.
+    [[nodiscard]] std::uint64_t furthestHeaderOffset() const { return m_furthestHeaderOffset; }
 
     /// Makes the atom at that offset free space, one with what is free behind it; cuts the file instead where
     /// the atom ends it.
@@ -74,6 +90,8 @@ private:
     FileLayout m_layout;
     std::vector<FileStretch> m_inUse; ///< sorted, none touches another
     std::uint64_t m_bytesWritten = 0;
+    std::uint64_t m_headerOffset = 0;
+    std::uint64_t m_furthestHeaderOffset = 0;
     bool m_headerLeftTheFront = false;
     bool m_mayHaveReplacedHeader = false;
 };

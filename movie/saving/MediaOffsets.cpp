@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 namespace reelwright {
 namespace {
@@ -71,6 +70,138 @@ namespace {
     };
     constexpr OffsetKey kOffsetKeys[] = {{"auxiliary.tracks.offset", "auxiliary.tracks.length"}};
 
+    /// Where auxiliary data of samples lie (`saio`, ISO/IEC 14496-12 8.7.9).
+    struct AuxiliaryOffsets
+    {
+        Bytes start; ///< version, flags and, where there is one, the kind
+        bool isWide = false;
+        std::vector<std::uint64_t> offsets;
+        Bytes tail;
+
+        static std::optional<AuxiliaryOffsets> parse(const Atom& atom)
+        {
+            AuxiliaryOffsets list;
+            ByteReader in {atom.head.span()};
+            list.isWide = in.u8() != 0;
+            const std::size_t startSize = (in.u24() & 1U) != 0 ? 12 : 4;
+            list.start = atom.head.slice(0, startSize);
+            in.skip(startSize - 4);
+            for (auto count = in.count32(list.isWide ? 8 : 4); count > 0; --count)
+                list.offsets.push_back(list.isWide ? in.u64() : in.u32());
+            list.tail = Bytes::copyOf(in.rest());
+            if (!in.ok())
+                return std::nullopt;
+            return list;
+        }
+        [[nodiscard]] Bytes write() const
+        {
+            ByteWriter out;
+            out.bytes(start.span()).u32(static_cast<std::uint32_t>(offsets.size()));
+            for (const auto offset : offsets)
+                isWide ? out.u64(offset) : out.u32(static_cast<std::uint32_t>(offset));
+            return out.bytes(tail.span()).toBytes();
+        }
+    };
+
+    template <class Visit> void forEachBelow(const Atom& atom, FourCC type, const Visit& visit)
+    {
+        for (const auto& child : atom.children)
+            if (child->type == type)
+                visit(*child);
+            else
+                forEachBelow(*child, type, visit);
+    }
+
+    bool hasBelow(const Atom& atom, FourCC type)
+    {
+        return std::ranges::any_of(atom.children,
+            [&](const Cow<Atom>& child) { return child->type == type || hasBelow(*child, type); });
+    }
+
+    template <class Visit> void editBelow(Atom& atom, FourCC type, const Visit& visit)
+    {
+        for (auto& child : atom.children)
+            if (child->type == type)
+                visit(child.edit());
+            else if (hasBelow(*child, type))
+                editBelow(child.edit(), type, visit);
+    }
+
+    /// Where the bytes of an atom without children lie in a header.
+    struct LeafPlace
+    {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        std::uint64_t id = 0;
+    };
+
+    void addLeaves(const Atom& atom, std::uint64_t offset, std::vector<LeafPlace>& leaves)
+    {
+        const auto size = atom.size();
+        if (atom.children.empty()) {
+            leaves.push_back({offset, offset + size, atom.id});
+            return;
+        }
+        std::uint64_t below = atom.tail.size();
+        for (const auto& child : atom.children)
+            below += child->size();
+        auto at = offset + size - below;
+        for (const auto& child : atom.children) {
+            addLeaves(*child, at, leaves);
+            at += child->size();
+        }
+    }
+
+    /// In the order in which they lie, counted from the start of the header.
+    std::vector<LeafPlace> leafPlaces(const Atom& header)
+    {
+        std::vector<LeafPlace> leaves;
+        addLeaves(header, 0, leaves);
+        return leaves;
+    }
+
+    /// The position records that dashboard cameras keep beside the media, and list in the header: version,
+    /// count, then offset and size of each, in 32 bits.
+    std::vector<FileStretch> positionRecords(const Atom& moov)
+    {
+        std::vector<FileStretch> records;
+        if (const auto* list = moov.find("gps "_cc)) {
+            ByteReader in {list->head.span()};
+            in.skip(4);
+            for (auto count = in.count32(8); count > 0; --count) {
+                const std::uint64_t offset = in.u32();
+                records.push_back({offset, offset + in.u32()});
+            }
+        }
+        return records;
+    }
+
+    Result<void> rewritePositions(Atom& moov, const MediaOffsets::Map& map)
+    {
+        const auto* list = moov.find("gps "_cc);
+        if (!list)
+            return {};
+        ByteReader in {list->head.span()};
+        ByteWriter out;
+        out.u32(in.u32());
+        const auto count = in.count32(8);
+        out.u32(static_cast<std::uint32_t>(count));
+        for (auto i = count; i > 0; --i) {
+            const std::uint64_t offset = in.u32();
+            const auto size = in.u32();
+            // A record that is not there keeps its number.
+            const auto target = size == 0 ? std::nullopt : map(0, offset);
+            if (target > UINT32_MAX)
+                return failure(MovieError::Code::Unsupported, "moov/gps ",
+                    "position records would come to lie where the header cannot name them", offset);
+            out.u32(static_cast<std::uint32_t>(target.value_or(offset))).u32(size);
+        }
+        out.bytes(in.rest());
+        if (in.ok())
+            moov.edit("gps "_cc)->head = out.toBytes();
+        return {};
+    }
+
     /// Numbers (1-based) of the keys of a `meta` atom, by name.
     std::map<std::string, std::uint32_t, std::less<>> keyNumbers(const Atom& meta)
     {
@@ -84,6 +215,36 @@ namespace {
                 numbers.emplace(std::move(text), i + 1);
             }
         return numbers;
+    }
+
+    /// What the metadata values that are offsets refer to.
+    struct OffsetValue
+    {
+        std::uint64_t offset = 0;
+        std::uint64_t length = 0;
+    };
+    std::vector<OffsetValue> offsetValues(const Atom& moov)
+    {
+        std::vector<OffsetValue> values;
+        const auto* meta = moov.find("meta"_cc);
+        if (!meta || !meta->find("ilst"_cc) || !meta->find("keys"_cc))
+            return values;
+        const auto numbers = keyNumbers(*meta);
+        const auto value = [&](std::string_view key) -> std::optional<std::uint64_t> {
+            const auto number = numbers.find(key);
+            const auto* item = number == numbers.end()
+                ? nullptr
+                : meta->find({"ilst"_cc, FourCC {number->second}, "data"_cc});
+            if (!item || item->head.size() != 16)
+                return std::nullopt;
+            ByteReader in {item->head.span()};
+            in.skip(8);
+            return in.u64();
+        };
+        for (const auto& key : kOffsetKeys)
+            if (const auto offset = value(key.offsetKey))
+                values.push_back({*offset, value(key.lengthKey).value_or(MediaOffsets::kUnknownSize)});
+        return values;
     }
 
     /// Maps the offsets that `meta` keys hold (8-byte big-endian values behind the type and locale of a
@@ -208,6 +369,9 @@ Result<MediaOffsets> MediaOffsets::collect(const QTMovie& movie)
         });
         RW_CHECK(outcome);
     }
+    for (const auto& record : positionRecords(movie.header()))
+        if (record.offset < record.end && record.end <= result.sources.front().size)
+            result.positions.push_back(record);
     return result;
 }
 
@@ -247,6 +411,7 @@ Result<Cow<Atom>> MediaOffsets::rewrite(const QTMovie& movie, const Map& map) co
             }
     }
     RW_CHECK(rewriteOffsetKeys(copy.editHeader(), map));
+    RW_CHECK(rewritePositions(copy.editHeader(), map));
     return Cow<Atom>(copy.header());
 }
 
@@ -290,66 +455,122 @@ Result<Cow<Atom>> MediaOffsets::placeMemory(const QTMovie& movie, const Map& map
     return Cow<Atom>(copy.header());
 }
 
-std::vector<FileStretch> MediaOffsets::outsideMedia(std::initializer_list<const QTMovie*> versions)
+void MediaOffsets::forEachOwnChunk(const QTTrack& track, const Visit& visit)
 {
-    const auto& layout = (*versions.begin())->file()->layout;
-    std::vector<FileStretch> open; // where an update may write, or the end of the file may come to lie
-    for (const auto& atom : layout.atoms)
-        if (atom.type == "free"_cc || atom.type == "skip"_cc || atom.type == "moov"_cc)
-            open.push_back({atom.offset, atom.end()});
-    open.push_back({layout.end, UINT64_MAX});
-    std::vector<FileStretch> found;
-    const auto note = [&](std::uint64_t offset, std::uint64_t size) {
-        if (offset >= MediaSources::kMemoryBase || (offset == 0 && size == 0))
-            return; // in no file yet; nowhere
-        const auto end = offset + std::clamp<std::uint64_t>(size, 1, UINT64_MAX - offset);
-        const auto next = std::upper_bound(open.begin(), open.end(), offset,
-            [](std::uint64_t value, const FileStretch& stretch) { return value < stretch.end; });
-        if (next->offset < end)
-            found.push_back({offset, end});
-    };
-    std::set<const Atom*> seenTables; // versions share what no edit changed, and few edits change tables
-    for (const auto* movie : versions) {
-        for (const auto& track : movie->tracks()) {
-            if (!seenTables.insert(track.atom().find({"mdia"_cc, "minf"_cc})).second)
-                continue;
-            const auto media = track.media();
-            const auto references = media.dataReferences();
-            if (!references.empty() && std::ranges::none_of(references, &DataReference::isSelf))
-                continue;
-            std::map<std::uint32_t, bool> isOwn;
-            std::uint32_t seen = 0;
-            forEachChunkOf(track, [&](std::uint32_t number, const SampleTable::Chunk& chunk) {
-                auto known = isOwn.find(chunk.description);
-                if (known == isOwn.end()) {
-                    const auto description = media.sampleDescription(chunk.description);
-                    const std::size_t index = description ? description->dataReferenceIndex() : 0;
-                    known = isOwn
-                                .emplace(chunk.description,
-                                    index < 1 || index > references.size() || references[index - 1].isSelf)
-                                .first;
-                }
-                if (known->second)
-                    note(chunk.offset, chunk.size);
-                seen = number;
-                return true;
-            });
-            // Others may find samples in chunks that the tables leave empty.
-            const auto table = tableOf(track);
-            for (auto chunk = seen + 1; chunk > 0 && chunk <= table.chunkCount(); ++chunk)
-                note(table.chunkOffset(chunk), 0);
+    const auto media = track.media();
+    const auto references = media.dataReferences();
+    if (!references.empty() && std::ranges::none_of(references, &DataReference::isSelf))
+        return;
+    std::map<std::uint32_t, bool> isOwn;
+    std::uint32_t seen = 0;
+    forEachChunkOf(track, [&](std::uint32_t number, const SampleTable::Chunk& chunk) {
+        auto known = isOwn.find(chunk.description);
+        if (known == isOwn.end()) {
+            const auto description = media.sampleDescription(chunk.description);
+            const std::size_t index = description ? description->dataReferenceIndex() : 0;
+            known = isOwn
+                        .emplace(chunk.description,
+                            index < 1 || index > references.size() || references[index - 1].isSelf)
+                        .first;
         }
-        if (const auto* positions = movie->header().find("gps "_cc)) {
-            // Version, count, then offset and size of each record.
-            ByteReader in {positions->head.span()};
-            in.skip(4);
-            for (auto count = in.count32(8); count > 0; --count) {
-                const auto offset = in.u32();
-                note(offset, in.u32());
+        if (known->second)
+            visit(chunk.offset, chunk.size);
+        seen = number;
+        return true;
+    });
+    // Others may find samples in chunks that the tables leave empty.
+    const auto table = tableOf(track);
+    for (auto chunk = seen + 1; chunk > 0 && chunk <= table.chunkCount(); ++chunk)
+        visit(table.chunkOffset(chunk), 0);
+}
+
+void MediaOffsets::forEachOther(const QTMovie& movie, const Visit& visit)
+{
+    for (const auto& record : positionRecords(movie.header()))
+        visit(record.offset, record.end - record.offset);
+    for (const auto& value : offsetValues(movie.header()))
+        visit(value.offset, value.length);
+    const auto& own = movie.m_truePlace;
+    forEachBelow(movie.header(), "saio"_cc, [&](const Atom& atom) {
+        if (const auto list = AuxiliaryOffsets::parse(atom))
+            for (const auto offset : list->offsets)
+                if (offset - own.offset >= own.header->size())
+                    visit(offset, kUnknownSize);
+    });
+    forEachItem(movie.header(), visit);
+}
+
+void MediaOffsets::forEachItem(const Atom& atom, const Visit& visit)
+{
+    forEachBelow(atom, "iloc"_cc, [&](const Atom& iloc) {
+        ByteReader in {iloc.head.span()};
+        const auto version = in.u8();
+        in.skip(3);
+        const auto sizes = in.u16();
+        const auto number = [&](unsigned width) -> std::uint64_t {
+            return width == 0 ? 0 : width == 4 ? in.u32() : width == 8 ? in.u64() : (in.skip(width), 0);
+        };
+        const auto offsetWidth = static_cast<unsigned>(sizes >> 12U & 15U);
+        const auto lengthWidth = static_cast<unsigned>(sizes >> 8U & 15U);
+        const auto baseWidth = static_cast<unsigned>(sizes >> 4U & 15U);
+        const auto indexWidth = version == 0 ? 0U : static_cast<unsigned>(sizes & 15U);
+        for (auto items = version < 2 ? in.u16() : in.u32(); items > 0 && in.ok(); --items) {
+            in.skip(version < 2 ? 2 : 4);
+            const auto method = version == 0 ? 0U : in.u16() & 15U;
+            const auto reference = in.u16();
+            const auto base = number(baseWidth);
+            for (auto extents = in.u16(); extents > 0 && in.ok(); --extents) {
+                number(indexWidth);
+                const auto offset = base + number(offsetWidth);
+                const auto length = number(lengthWidth);
+                if (in.ok() && method == 0 && reference == 0)
+                    visit(offset, length == 0 ? kUnknownSize : length);
             }
         }
-    }
-    return found;
+    });
+}
+
+Result<Cow<Atom>> MediaOffsets::headerAt(const QTMovie& movie, const Cow<Atom>& header, std::uint64_t offset)
+{
+    const auto& old = movie.m_truePlace;
+    const auto oldSize = old.header->size();
+    std::vector<std::uint64_t> inside;
+    forEachBelow(*header, "saio"_cc, [&](const Atom& atom) {
+        if (const auto list = AuxiliaryOffsets::parse(atom))
+            for (const auto place : list->offsets)
+                if (place - old.offset < oldSize)
+                    inside.push_back(place - old.offset);
+    });
+    if (inside.empty())
+        return header;
+    const auto before = leafPlaces(*old.header);
+    std::map<std::uint64_t, std::uint64_t> now; // where the leaves are, by identity
+    for (const auto& leaf : leafPlaces(*header))
+        now.emplace(leaf.id, leaf.begin);
+    const auto moved = [&](std::uint64_t place) -> std::optional<std::uint64_t> {
+        const auto leaf = std::ranges::upper_bound(before, place - old.offset, {}, &LeafPlace::end);
+        if (leaf == before.end() || leaf->begin > place - old.offset || !now.contains(leaf->id))
+            return std::nullopt;
+        return offset + now.at(leaf->id) + (place - old.offset - leaf->begin);
+    };
+    auto result = header;
+    bool good = true;
+    editBelow(result.edit(), "saio"_cc, [&](Atom& atom) {
+        auto list = AuxiliaryOffsets::parse(atom);
+        if (!list)
+            return;
+        for (auto& place : list->offsets)
+            if (place - old.offset < oldSize) {
+                const auto target = moved(place);
+                good = good && target && (list->isWide || *target <= UINT32_MAX);
+                place = target.value_or(0);
+            }
+        atom.head = list->write();
+    });
+    if (!good)
+        return failure(MovieError::Code::Refused, movie.fileName(),
+            "the header holds offsets into itself (saio) that could not be kept true");
+    return result;
 }
 
 } // namespace reelwright

@@ -3,7 +3,6 @@
 #include "movie/QTMovie.h"
 
 #include <functional>
-#include <initializer_list>
 #include <vector>
 
 namespace reelwright {
@@ -33,6 +32,8 @@ struct MediaOffsets
     /// Source 0 is the movie's own file.
     std::vector<MediaSource> sources;
     std::vector<MediaExtent> extents; ///< in the order of the header, one a chunk
+    std::vector<FileStretch>
+        positions; ///< position records (`gps `) of the own file, as far as it holds them
 
     /// Lists what the movie's header refers to, opening the files of its data references.
     /// Errors: Io for a missing file; Truncated when media lie outside their file, naming the track;
@@ -50,11 +51,21 @@ struct MediaOffsets
     /// (`saio`), item locations (`iloc`). Null when there is none.
     static const Atom* findImmovable(const Atom& atom);
 
-    /// What the headers of these versions of one movie refer to outside of everything that an update in place
-    /// leaves alone: in free atoms (media where nobody expects them, and the position records of dashboard
-    /// cameras, `gps `), in movie headers, and behind the last atom, where media are missing or lie in no
-    /// atom. A chunk without samples counts as one byte. At least one version, all over the same file.
-    static std::vector<FileStretch> outsideMedia(std::initializer_list<const QTMovie*> versions);
+    /// Told of each stretch of the movie's own file that something refers to.
+    using Visit = std::function<void(std::uint64_t offset, std::uint64_t size)>;
+    static constexpr std::uint64_t kUnknownSize = UINT64_MAX;
+    /// A track's chunks (size 0 for one without samples).
+    static void forEachOwnChunk(const QTTrack& track, const Visit& visit);
+    /// What else the header refers to: position records (`gps `), metadata values, auxiliary data (`saio`,
+    /// which says no size) that lie outside of the header, and item locations.
+    static void forEachOther(const QTMovie& movie, const Visit& visit);
+    /// The item locations (`iloc`) below an atom.
+    static void forEachItem(const Atom& atom, const Visit& visit);
+
+    /// The header as it has to be when it lies at `offset`: auxiliary data (`saio`) that lie in the header
+    /// itself move with it. Its size stays. Errors: Refused where an offset would not fit, or what it points
+    /// at is gone.
+    static Result<Cow<Atom>> headerAt(const QTMovie& movie, const Cow<Atom>& header, std::uint64_t offset);
 
     /// For an update in place: maps only chunk offsets of media in memory, and leaves every other byte as it
     /// is.

@@ -3,6 +3,7 @@
 #include "movie/QTTrack.h"
 #include "movie/files/DataReference.h"
 #include "movie/files/MediaSources.h"
+#include "movie/saving/FileAccount.h"
 #include "movie/saving/FlattenPlan.h"
 #include "movie/saving/InPlaceUpdate.h"
 
@@ -61,18 +62,6 @@ namespace {
         return file;
     }
 
-    /// Other movie headers of the file: an interrupted save left them.
-    std::vector<std::uint64_t> spareHeaders(const MovieFile& file)
-    {
-        std::vector<std::uint64_t> offsets;
-        for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
-            const auto& atom = file.layout.atoms[i];
-            if (atom.type == "moov"_cc && i != file.headerIndex && atom.end() <= file.layout.end)
-                offsets.push_back(atom.offset);
-        }
-        return offsets;
-    }
-
     /// Where media lie that wait in memory (as memory offsets), and where in the file.
     using MediaPlaces = std::map<std::uint64_t, std::uint64_t>;
 
@@ -102,38 +91,90 @@ namespace {
     /// What an update brings into a file, all of it made before the first write.
     struct NewContents
     {
+        FileAccount account;
         std::vector<std::byte> media; ///< an atom; empty when there are no new ones
         std::uint64_t mediaOffset = 0;
-        Cow<Atom> header;
+        Cow<Atom> header; ///< where it comes to lie
         Bytes headerBytes; ///< the file's own when the movie was not changed
+        SaveReport report;
+
+        /// The header before it has its place; its size is known.
+        Cow<Atom> unplaced;
+        InPlaceUpdate::HeaderAt headerAt;
     };
+
+    bool hasWork(const QTMovie& movie, const FileAccount& account)
+    {
+        return movie.isChanged() || !account.otherHalves().empty();
+    }
+
+    Result<void> tidyBefore(InPlaceUpdate& update, const FileAccount& account)
+    {
+        RW_CHECK(update.close());
+        for (const auto half : account.otherHalves())
+            RW_CHECK(update.retire(half));
+        for (const auto media : account.revivedMedia())
+            RW_CHECK(update.retype(media, "mdat"_cc));
+        return {};
+    }
+
+    Result<void> tidyBehind(InPlaceUpdate& update, const QTMovie& movie, const FileAccount& account)
+    {
+        for (const auto media : account.deadMedia()) {
+            const auto& atoms = update.layout().atoms;
+            const auto atom = std::ranges::lower_bound(atoms, media, {}, &TopLevelAtom::offset);
+            movie.sources().noteMadeFree({atom->offset, atom->end()});
+            RW_CHECK(update.retype(media, "free"_cc));
+        }
+        return {};
+    }
 
     /// Makes it while the update is gone through on paper: where the media go decides what the header says,
     /// and that where the header goes. `header` is the movie's.
-    Result<NewContents> prepare(InPlaceUpdate paper, const QTMovie& movie, const Cow<Atom>& header,
-        const std::vector<std::uint64_t>& spares)
+    Result<NewContents> prepare(const QTMovie& movie, const Cow<Atom>& header)
     {
-        for (const auto spare : spares)
-            RW_CHECK(paper.retire(spare));
-        NewContents contents {{}, 0, header, movie.file()->header};
-        if (!movie.isChanged())
+        const auto& file = *movie.file();
+        NewContents contents;
+        RW_TRY(contents.account, FileAccount::of(movie));
+        contents.header = contents.unplaced = header;
+        contents.headerBytes = file.header;
+        if (!hasWork(movie, contents.account))
             return contents;
+        InPlaceUpdate paper {nullptr, file.layout, contents.account.inUse()};
+        RW_CHECK(tidyBefore(paper, contents.account));
+        if (!movie.isChanged()) {
+            contents.report = {paper.bytesWritten(), false, 0};
+            return contents;
+        }
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
             MediaPlaces places;
             RW_TRY(contents.media, mediaAtom(movie, waiting, places));
             RW_TRY(contents.mediaOffset, paper.place(contents.media, InPlaceUpdate::Place::BehindMedia));
-            RW_TRY(contents.header, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
-                const auto place = places.find(offset);
-                return place == places.end() ? std::nullopt
-                                             : std::optional(contents.mediaOffset + place->second);
-            }));
+            RW_TRY(
+                contents.unplaced, MediaOffsets::placeMemory(movie, [&](std::size_t, std::uint64_t offset) {
+                    const auto place = places.find(offset);
+                    return place == places.end() ? std::nullopt
+                                                 : std::optional(contents.mediaOffset + place->second);
+                }));
         }
-        contents.header.edit().sizeForm = SizeForm::Compact;
-        if (contents.header->size() > MovieFile::kMaxHeaderSize)
+        contents.unplaced.edit().sizeForm = SizeForm::Compact;
+        const auto size = contents.unplaced->size();
+        if (size > MovieFile::kMaxHeaderSize)
             return failure(MovieError::Code::Unsupported, movie.fileName(),
                 "the movie header is too large to be written");
+        contents.headerAt = [&movie, unplaced = contents.unplaced](std::uint64_t offset) -> Result<Bytes> {
+            RW_TRY(const auto placed, MediaOffsets::headerAt(movie, unplaced, offset));
+            return placed->toBytes();
+        };
+        RW_CHECK(paper.replaceHeader(file.headerAtom()->offset, size, contents.headerAt));
+        if (paper.furthestHeaderOffset() >= contents.account.headerLimit())
+            return failure(MovieError::Code::Refused, movie.fileName(),
+                "the file holds the header of another movie too, and in front of it there is no room for the "
+                "changed one; save the movie as a new file",
+                contents.account.headerLimit());
+        RW_TRY(contents.header, MediaOffsets::headerAt(movie, contents.unplaced, paper.headerOffset()));
         contents.headerBytes = contents.header->toBytes();
-        RW_CHECK(paper.replaceHeader(movie.file()->headerAtom()->offset, contents.headerBytes.span()));
+        contents.report = {paper.bytesWritten(), paper.headerLeftTheFront(), 0};
         return contents;
     }
 
@@ -145,13 +186,17 @@ namespace {
         RW_TRY(present->state, file.state());
         RW_TRY(present->layout, FileLayout::scan(file, present->path));
         const auto& atoms = present->layout.atoms;
-        const auto live = std::find_if(
-            atoms.begin(), atoms.end(), [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; });
-        if (live == atoms.end())
-            return failure(MovieError::Code::Corrupt, opened.path, "the movie header cannot be found again");
-        present->headerIndex = static_cast<std::size_t>(live - atoms.begin());
-        present->header = header;
-        return present;
+        for (std::size_t i = 0; i < atoms.size(); ++i) {
+            if (atoms[i].type != "moov"_cc || atoms[i].size != header.size())
+                continue;
+            RW_TRY(const bool same, holds(file, atoms[i].offset, header.span()));
+            if (!same)
+                continue;
+            present->headerIndex = i;
+            present->header = header;
+            return present;
+        }
+        return failure(MovieError::Code::Corrupt, opened.path, "the movie header cannot be found again");
     }
 
     /// The files that tracks of the movie refer to beside its own.
@@ -193,22 +238,19 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         return refuse("media of other files were added, which have to be copied into this one");
     switch (file->layout.ending) {
     case FileLayout::Ending::ToEnd:
-        return refuse("the file ends in an atom without a size; it has to be flattened");
+        if (!InPlaceUpdate::canClose(file->layout))
+            return refuse("the file ends in an atom without a size; it has to be flattened");
+        break;
     case FileLayout::Ending::Truncated:
         return refuse("the file ends in an atom that is cut short; it has to be flattened");
     case FileLayout::Ending::Garbage:
         return refuse("the file ends in bytes that are no atom; it has to be flattened");
     case FileLayout::Ending::Zeros:
-        // A recording that was cut short can leave its media outside of every atom.
-        if (std::ranges::any_of(MediaOffsets::outsideMedia({&movie}), [&](const auto& stretch) {
-                return stretch.offset < file->layout.fileSize && stretch.end > file->layout.end;
-            }))
-            return refuse("media lie behind the last atom of the file; it has to be flattened");
-        break;
     case FileLayout::Ending::Clean:
     case FileLayout::Ending::CutFree:
         break;
     }
+    RW_CHECK(FileAccount::checkEnd(movie));
     if (volumes == VolumeRule::JournalledOnly)
         if (const auto type = file->storage->volumeType(file->path); !volumeAllowsInPlaceUpdate(type))
             return refuse(
@@ -224,23 +266,17 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     if (movie.isOutline())
         return failure(
             MovieError::Code::Refused, opened->path, "only the outline of the movie was read, not all of it");
-    const auto spares = spareHeaders(*opened);
-    if (!movie.isChanged() && spares.empty())
+    RW_TRY(const auto contents, prepare(movie, movie.m_header));
+    const auto& account = contents.account;
+    if (!hasWork(movie, account))
         return SaveReport {};
     if (options.progress && !options.progress(0))
         return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
 
     RW_TRY(const auto file, openForUpdate(*opened));
-    // What the old header refers to counts too: a crash can leave that one alive.
-    QTMovie before = movie;
-    before.m_header = movie.m_savedHeader;
-    auto inUse = MediaOffsets::outsideMedia({&before, &movie});
-    RW_TRY(const auto contents, prepare({nullptr, opened->layout, inUse}, movie, movie.m_header, spares));
-
-    InPlaceUpdate update {file.get(), opened->layout, std::move(inUse)};
+    InPlaceUpdate update {file.get(), opened->layout, account.inUse()};
     const auto write = [&]() -> Result<void> {
-        for (const auto spare : spares)
-            RW_CHECK(update.retire(spare));
+        RW_CHECK(tidyBefore(update, account));
         if (!movie.isChanged())
             return {};
         if (!contents.media.empty()) {
@@ -248,27 +284,47 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
                 update.place(contents.media, InPlaceUpdate::Place::BehindMedia));
             RW_ASSERT(offset == contents.mediaOffset);
         }
-        auto replaced = update.replaceHeader(opened->headerAtom()->offset, contents.headerBytes.span());
+        auto replaced = update.replaceHeader(
+            opened->headerAtom()->offset, contents.headerBytes.size(), contents.headerAt);
         // Media that no header came to refer to are let go again.
         if (!replaced && !contents.media.empty() && !update.mayHaveReplacedHeader())
             static_cast<void>(update.retire(contents.mediaOffset));
-        return replaced;
+        RW_CHECK(replaced);
+        return tidyBehind(update, movie, account);
     };
     if (const auto written = write(); !written) {
         // What an update left half done is this movie's own doing: it can still be saved, in place or not.
-        for (const auto& live : {opened->header, contents.headerBytes})
+        std::vector<Bytes> headers {opened->header, contents.headerBytes};
+        if (contents.headerAt && update.headerOffset() != 0)
+            if (auto interim = contents.headerAt(update.headerOffset()))
+                headers.push_back(*interim);
+        for (const auto& live : headers)
             if (auto present = presentFile(*file, *opened, live))
-                if (holds(*file, (*present)->headerAtom()->offset, live.span()).value_or(false))
-                    movie.m_file = std::move(*present);
+                movie.m_file = std::move(*present);
         return tl::unexpected<MovieError>(written.error());
     }
     RW_TRY(movie.m_file, presentFile(*file, *opened, contents.headerBytes));
     movie.m_header = contents.header;
     movie.m_savedHeader = contents.header;
+    movie.m_truePlace = {contents.header, movie.m_file->headerAtom()->offset};
     movie.m_sources->setOwn(movie.m_file);
     if (options.progress)
         options.progress(1);
-    return SaveReport {update.bytesWritten(), update.headerLeftTheFront()};
+    return SaveReport {update.bytesWritten(), update.headerLeftTheFront(), 0};
+}
+
+Result<SaveReport> MovieSaver::plan(const QTMovie& movie, SaveWay way, const SaveOptions& options)
+{
+    if (way == SaveWay::Flattened) {
+        RW_TRY(const auto plan, FlattenPlan::make(movie, options.unused));
+        return SaveReport {plan.size(), false, plan.bytesLeftOut()};
+    }
+    RW_CHECK(canUpdateMovieFile(movie, options.volumes));
+    if (movie.isOutline())
+        return failure(MovieError::Code::Refused, movie.fileName(),
+            "only the outline of the movie was read, not all of it");
+    RW_TRY(const auto contents, prepare(movie, movie.m_header));
+    return contents.report;
 }
 
 Result<SaveReport> MovieSaver::writeToFile(
@@ -279,7 +335,7 @@ Result<SaveReport> MovieSaver::writeToFile(
     const auto target = storage->resolve(path);
     if (source)
         RW_CHECK(checkUnchanged(*source->file, *source));
-    RW_TRY(const auto plan, FlattenPlan::make(movie));
+    RW_TRY(const auto plan, FlattenPlan::make(movie, options.unused));
 
     const bool replaces = storage->exists(target);
     std::shared_ptr<StorageFile> replaced; // holds the lock while its name is taken over
@@ -296,8 +352,11 @@ Result<SaveReport> MovieSaver::writeToFile(
         for (const auto& segment : plan.segments()) {
             if (!segment.file)
                 RW_CHECK(file->writeAt(segment.offset, segment.bytes.span()));
-            for (std::uint64_t at = 0; at < segment.size; at += kStep) {
-                const auto part = std::min(kStep, segment.size - at);
+            std::uint64_t part = 0;
+            for (std::uint64_t at = 0; at < segment.size; at += part) {
+                // Steps end where blocks do, so that blocks which can be shared are.
+                part = std::min(
+                    kStep - (segment.file ? (segment.fileOffset + at) % kStep : 0), segment.size - at);
                 if (options.progress
                     && !options.progress(static_cast<double>(done) / static_cast<double>(plan.size())))
                     return failure(MovieError::Code::Cancelled, path, "the save was cancelled");
@@ -324,7 +383,7 @@ Result<SaveReport> MovieSaver::writeToFile(
     RW_CHECK(storage->flushFolder(target));
     if (options.progress)
         options.progress(1);
-    return SaveReport {plan.size(), false};
+    return SaveReport {plan.size(), false, plan.bytesLeftOut()};
 }
 
 } // namespace reelwright

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "movie/QTMovie.h"
+#include "movie/saving/UnusedBytes.h"
 
 #include <string>
 
@@ -16,13 +17,17 @@ struct SaveOptions
 {
     Progress progress; ///< may be empty
     VolumeRule volumes = VolumeRule::JournalledOnly;
+    UnusedBytes unused = UnusedBytes::Keep;
 };
 
 struct SaveReport
 {
     std::uint64_t bytesWritten = 0; ///< to the movie file; media copied by the kernel included
     bool headerLeftTheFront = false; ///< the header stood before the media and had to move behind them
+    std::uint64_t bytesLeftOut = 0; ///< of the movie's file; never by an update in place
 };
+
+enum class SaveWay { InPlace, Flattened };
 
 /// Writes movies back to files. At every instant the file on disk is the old movie or the new one, whole.
 class MovieSaver
@@ -31,6 +36,10 @@ public:
     /// Can the movie's own file be updated in place? The error (Refused) says why not.
     static Result<void> canUpdateMovieFile(
         const QTMovie& movie, VolumeRule volumes = VolumeRule::JournalledOnly);
+
+    /// What a save that way would do, without writing a byte, or why it would be refused. The save itself
+    /// goes by the same plan; it looks once more whether the file is what was opened, and takes the lock.
+    static Result<SaveReport> plan(const QTMovie& movie, SaveWay way, const SaveOptions& options = {});
 
     /// Updates the movie's own file in place: new media and the new header are placed where no reader looks,
     /// then the header's type is switched, then the old header is retired. Cost: the header, never the media.
