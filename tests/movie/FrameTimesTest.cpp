@@ -238,7 +238,7 @@ namespace {
         for (const std::uint32_t frames : {1U, 3U, 0U, 0U, 3U, 0U, 0U})
             offsets.u32(1).u32(frames * 24);
         editSampleTables(*track.editAtom())->setLeaf("ctts"_cc, offsets.toBytes());
-        const EditList list {0, 0, {{144, 24, 1 << 16}}};
+        const EditList list {0, 0, {{144, 24, 1 << 16}}, {}};
         ASSERT_TRUE(track.setEditList(list));
         const FrameTimes times {track};
         for (std::int64_t i = 0; i < 6; ++i)

@@ -332,7 +332,7 @@ namespace {
             {{0, 2997, 100, 29}, {1001, 30000}}, // and the number of frames rounded down
         };
         for (const auto& fact : facts) {
-            auto movie = test::emptyMovie(fact.frame.scale);
+            auto movie = test::emptyMovie(static_cast<std::uint32_t>(fact.frame.scale));
             test::addTrack(movie,
                 timecodeTrack(
                     fact.definition, {0}, {{1, 3'000'000}}, static_cast<std::uint32_t>(fact.frame.scale)));
