@@ -466,6 +466,24 @@ Result<void> KWImageDescriptionController::setPixelAspectRatio(const std::string
     return imageDescriptionExtension(attributeNamed(kPixelAspectRatio), ratio, *track);
 }
 
+bool KWImageDescriptionController::hasAttribute(std::string_view name, const KWMovTrack& track)
+{
+    const auto description = descriptionOf(track);
+    if (!description)
+        return false;
+    if (name == kPixelAspectRatio)
+        return description->extension(QTMediaTypeVideo, "pasp"_cc).has_value();
+    if (name == kGamma)
+        return description->extension(QTMediaTypeVideo, "gama"_cc).has_value();
+    if (name == kColor)
+        return description->color().has_value();
+    if (name == kColorSpace)
+        return description->colorProfile().has_value();
+    if (name == kFields || name == kFieldDominance)
+        return description->extension(QTMediaTypeVideo, "fiel"_cc).has_value();
+    return true;
+}
+
 std::optional<PixelAspectRatio> KWImageDescriptionController::writtenPixelAspectRatio(std::string_view ratio)
 {
     const auto parts = split(ratio, ":");

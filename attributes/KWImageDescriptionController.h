@@ -78,6 +78,8 @@ public:
     /// "h:v" for the first video track; without one nothing happens.
     static Result<void> setPixelAspectRatio(const std::string& ratio, QTMovie& movie);
 
+    /// Does the video track have it? Bit depth and encoded size it always has.
+    static bool hasAttribute(std::string_view name, const KWMovTrack& track);
     /// An entry without a value, with the choices that its kind has: what the writing needs to know.
     static AttributeEntry attributeNamed(std::string_view name);
     /// The low 8 bits of the two numbers of a ratio as they are written; nothing for a text of another form.

@@ -9,7 +9,11 @@ namespace reelwright::cli {
 class InfoCommand final : public Command
 {
 public:
+    void addOptions(CLI::App& app) override;
     int run(const Invocation& invocation) override;
+
+private:
+    bool m_withPicture = false; ///< warn of what the pictures themselves contradict
 };
 
 /// `reelwright-cli tracks`: the track table of each movie. The exit status as of `info`.

@@ -1,5 +1,6 @@
 #include "edits/EditCatalogue.h"
 
+#include "edits/AttributeEdits.h"
 #include "edits/ConformEdits.h"
 #include "edits/InsertionEdits.h"
 #include "edits/QuickTasks.h"
@@ -15,6 +16,7 @@ std::span<const EditGroup> editGroups()
 {
     static const EditGroup kGroups[] = {
         {"Players and picture", edits::settingsKinds()},
+        {"Video attributes (of the first video track)", edits::attributeKinds()},
         {"Tracks", edits::trackKinds()},
         {"Tracks in and out", edits::insertionKinds()},
         {"Timecode", edits::timecodeKinds()},

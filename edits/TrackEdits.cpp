@@ -1,5 +1,6 @@
 #include "edits/TrackEdits.h"
 
+#include "edits/AttributeEdits.h"
 #include "movie/atoms/UserData.h"
 #include "support/KWLog.h"
 #include "times/TypedTime.h"
@@ -220,7 +221,7 @@ namespace {
 std::vector<TrackField> trackFields()
 {
     std::vector<TrackField> all;
-    for (const auto& fields : {std::span<const TrackField>(kFields)})
+    for (const auto& fields : {std::span<const TrackField>(kFields), attributeFields()})
         all.insert(all.end(), fields.begin(), fields.end());
     return all;
 }

@@ -1,7 +1,10 @@
 #include "report/FactsJson.h"
 
+#include "attributes/KWImageDescriptionController.h"
 #include "report/TimecodePlaces.h"
 #include "tracks/ApertureModes.h"
+
+#include <fmt/format.h>
 
 #include <cmath>
 
@@ -45,6 +48,40 @@ namespace {
             result.push_back(number(matrix.values[i] / one));
         }
         return result;
+    }
+
+    Json colorJson(const ColorParameters& color)
+    {
+        constexpr std::array kNames {"NTSC", "PAL", "HD"}; // as ColorIndex
+        const auto index = colorIndex(color.primaries, color.transfer, color.matrix);
+        return {{"primaries", color.primaries}, {"transfer", color.transfer}, {"matrix", color.matrix},
+            {"name", index == kColorCustom ? Json {} : Json(kNames.at(static_cast<std::size_t>(index)))},
+            {"fullRange", color.fullRange ? Json(*color.fullRange) : Json {}}};
+    }
+
+    Json fieldsJson(const FieldLayout& layout)
+    {
+        if (layout.count == 1)
+            return "progressive";
+        return layout.count == 2 ? Json("interlaced") : Json(std::to_string(layout.count));
+    }
+
+    Json attributesJson(const AttributeFacts& facts)
+    {
+        const auto sizeOrNull = [](std::uint16_t pixels) { return pixels == 0 ? Json {} : Json(pixels); };
+        constexpr double kDigits = 1e5; // tells all values of the fixed point apart
+        return {{"encodedWidth", sizeOrNull(facts.video.width)},
+            {"encodedHeight", sizeOrNull(facts.video.height)},
+            {"pixelAspectRatio",
+                facts.pixelAspectRatio ? Json(fmt::format(
+                    "{}:{}", facts.pixelAspectRatio->horizontal, facts.pixelAspectRatio->vertical))
+                                       : Json {}},
+            {"gamma", facts.gamma ? number(std::round(*facts.gamma / 65536.0 * kDigits) / kDigits) : Json {}},
+            {"color", facts.color ? colorJson(*facts.color) : Json {}},
+            {"colorSpace", textOrNull(facts.colorSpace)},
+            {"fields", facts.fieldLayout ? fieldsJson(*facts.fieldLayout) : Json {}},
+            {"fieldDominance", facts.fieldLayout ? Json(facts.fieldLayout->detail) : Json {}},
+            {"bitDepth", facts.video.depth}, {"sampleDescriptions", facts.descriptions}};
     }
 
     Json timecodeJson(const TimecodeFacts& facts)
@@ -95,6 +132,10 @@ Json trackJson(const TrackFacts& facts)
     };
     if (facts.mediaType == QTMediaTypeTimeCode)
         json["timecode"] = facts.timecode ? timecodeJson(*facts.timecode) : Json {};
+    if (facts.attributes)
+        json["attributes"] = attributesJson(*facts.attributes);
+    if (facts.shownSize)
+        json["shownSize"] = sizeJson(facts.shownSize);
     if (facts.apertures)
         json["apertures"] = {{"clean", sizeJson(facts.apertures->clean)},
             {"production", sizeJson(facts.apertures->production)},

@@ -1,5 +1,7 @@
 #include "report/MovieFacts.h"
 
+#include "attributes/AttributeConflicts.h"
+#include "attributes/NamedColorSpaces.h"
 #include "movie/atoms/ByteReader.h"
 #include "movie/files/DataReference.h"
 #include "movie/saving/MovieSaver.h"
@@ -71,6 +73,26 @@ namespace {
         return PixelSize {header.width / kFixedOne, header.height / kFixedOne};
     }
 
+    std::optional<AttributeFacts> attributeFacts(
+        const QTTrack& track, const std::optional<SampleDescription>& description)
+    {
+        if (track.mediaType() != QTMediaTypeVideo || !description)
+            return std::nullopt;
+        AttributeFacts facts;
+        if (auto video = description->video())
+            facts.video = std::move(*video);
+        facts.pixelAspectRatio = description->pixelAspectRatio();
+        facts.gamma = description->gamma();
+        facts.color = description->color();
+        if (const auto profile = description->colorProfile()) {
+            const auto index = namedColorSpaces::indexOf(*profile);
+            facts.colorSpace = index ? namedColorSpaces::kNames[*index] : "other";
+        }
+        facts.fieldLayout = description->fieldLayout();
+        facts.descriptions = track.media().sampleDescriptionCount();
+        return facts;
+    }
+
     double sampleRate(const QTTrack& track, const std::optional<SampleDescription>& description)
     {
         if (track.mediaType() != QTMediaTypeSound || !description)
@@ -120,6 +142,9 @@ namespace {
         if (track.mediaType() == QTMediaTypeTimeCode && !facts.timecode)
             facts.timecodeProblem = timecodeMedia::atMediaTime(track, 0).error().message();
         facts.apertures = apertureFacts(track);
+        facts.attributes = attributeFacts(track, description);
+        if (facts.attributes)
+            facts.shownSize = PixelSize {track.size().width, track.size().height};
         return facts;
     }
 
@@ -171,6 +196,9 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.warnings = warningTexts(movie);
     facts.warnings.insert(
         facts.warnings.end(), facts.timecodes.warnings.begin(), facts.timecodes.warnings.end());
+    for (const auto& track : movie.tracks())
+        for (const auto& conflict : attributeConflicts::withinFile(track))
+            facts.warnings.push_back(fmt::format("track {}: {}", track.trackID(), conflict));
     return facts;
 }
 

@@ -36,6 +36,18 @@ struct ApertureFacts
     std::optional<PixelSize> encoded;
 };
 
+/// What the first sample description of a video track says about showing its pixels.
+struct AttributeFacts
+{
+    VideoDescription video;
+    std::optional<PixelAspectRatio> pixelAspectRatio;
+    std::optional<std::uint32_t> gamma; ///< 16.16 fixed point
+    std::optional<ColorParameters> color;
+    std::string colorSpace; ///< the name, "other" for a profile without one, empty for none
+    std::optional<FieldLayout> fieldLayout;
+    std::size_t descriptions = 0; ///< of the track; those behind the first are not told
+};
+
 struct TrackFacts
 {
     std::uint32_t id = 0;
@@ -66,6 +78,8 @@ struct TrackFacts
     std::optional<TimecodeFacts> timecode;
     std::string timecodeProblem; ///< why a timecode track has none
     std::optional<ApertureFacts> apertures;
+    std::optional<AttributeFacts> attributes; ///< of video
+    std::optional<PixelSize> shownSize; ///< of video: before the matrix
 };
 
 /// What the reports tell about a movie, gathered once. Holds nothing of the movie itself.

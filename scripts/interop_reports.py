@@ -188,8 +188,8 @@ FIELDS = {
 }
 
 
-def digest(data):
-    return data.hex() if len(data) <= 64 else f"{len(data)} bytes {hashlib.md5(data).hexdigest()}"
+def digest(data, plain=64):
+    return data.hex() if len(data) <= plain else f"{len(data)} bytes {hashlib.md5(data).hexdigest()}"
 
 
 def fields(kind, data):
@@ -255,6 +255,8 @@ def atoms(cli, path):
                     unpack(next((child for child in children if child["type"] == "cmvd"), None), prefix)
             elif kind == "mdat":
                 facts[name] = f"{end - inside} bytes"
+            elif prefix.endswith("/stsd/"):
+                facts[name] = digest(read(inside, end), 65536)
             else:
                 for field, text in fields(kind, read(inside, end)):
                     facts[f"{name}/{field}".rstrip("/")] = text

@@ -26,6 +26,15 @@ EDITS = {
     "duration": ["--track", "*:duration=2."],
     "anew": ["--force-resave", "--autoplay", "on"],
     "timecode": ["--timecode", "02:03:04:05"],
+    "pixel-aspect": ["--pixel-aspect", "40:33"],
+    "gamma": ["--gamma", "2.2"],
+    "color": ["--color", "9-16-9"],
+    "color-space": ["--color-space", "srgb"],
+    "fields": ["--fields", "interlaced"],
+    "field-dominance": ["--field-dominance", "6"],
+    "encoded-width": ["--encoded-width", "1234"],
+    "encoded-height": ["--encoded-height", "678"],
+    "bit-depth": ["--bit-depth", "30"],
 }
 
 
@@ -443,6 +452,70 @@ def to_the_end(change):
     return [edit[1:] for edit in old] == [edit[1:] for edit in new] and all(a[0] == b[0] or a[0] == 0 for a, b in zip(old, new))
 
 
+def description(text):
+    """Of a video description: the fields, the extensions as [type, payload] and what is behind them."""
+    data = bytes.fromhex(text)
+    at, found = 78, []
+    while at + 8 <= len(data) and 8 <= (size := int.from_bytes(data[at : at + 4], "big")) <= len(data) - at:
+        found.append([data[at + 4 : at + 8], data[at + 8 : at + size]])
+        at += size
+    return data[:78], found, data[at:]
+
+
+def extended(kind, payload, starts=(b"",)):
+    """A description in which one extension got this start, and nothing else is new. Behind the start stays what was there."""
+
+    def test(change):
+        (old_fields, old, old_tail), (fields, new, tail) = description(change.old), description(change.new)
+        index = next((i for i, (name, data) in enumerate(old) if name == kind and data.startswith(tuple(starts))), len(old))
+        was = old[index][1] if index < len(old) else b""
+        start = payload(was)
+        expected = old[:index] + [[kind, start + was[len(start) :]]] + old[index + 1 :]
+        return (fields, new, tail) == (old_fields, expected, old_tail)
+
+    return test
+
+
+def color_tag(was):
+    return (was[:4] or b"nclc") + bytes([0, 9, 0, 16, 0, 9])
+
+
+def new_color_tag(change):
+    """A tag that was there keeps its form; a new one has the file's."""
+    plain = extended(b"colr", color_tag, (b"nclc", b"nclx"))(change)
+    return plain or extended(b"colr", lambda was: was or b"nclx" + bytes([0, 9, 0, 16, 0, 9, 0]), (b"nclc", b"nclx"))(change)
+
+
+def profiled(change):
+    """A description that has one profile, of sRGB, and all else as before."""
+    parts = [description(text) for text in (change.old, change.new)]
+    profiles = [[data for kind, data in extensions if kind == b"colr" and data[:4] in (b"prof", b"rICC")] for _, extensions, _ in parts]
+    others = [[entry for entry in extensions if entry[1] not in found] for (_, extensions, _), found in zip(parts, profiles)]
+    return others[0] == others[1] and len(profiles[1]) == max(1, len(profiles[0])) and profiles[1][0][40:44] == b"acsp" and parts[0][::2] == parts[1][::2]
+
+
+def fielded(change):
+    """Fields that were not there come with their order, and an order with its fields."""
+
+    def start(was):
+        if change.edit == "fields":
+            return bytes([2, *(was[1:2] or b"\0")])
+        return bytes([*(was[:1] or b"\2"), 6])
+
+    return extended(b"fiel", start)(change)
+
+
+def follows_aperture(change):
+    """The track has the size of its clean aperture, or where it has no apertures, of its pixels in their new shape."""
+    clean = change.atom("tapt/clef")
+    return change.new == clean[8:] if clean else re.fullmatch("(?!0{8})[0-9a-f]{8}(?!0{4})[0-9a-f]{4}[0-9a-f]{4}", change.new)
+
+
+def field_changed(at, value):
+    """A description of which one field of 16 bits is another."""
+    return lambda change: bytes.fromhex(change.new) == (old := bytes.fromhex(change.old))[:at] + value.to_bytes(2, "big") + old[at + 2 :]
+
+
 NUMBER = r"-?[\d.]+"
 OR_NONE = rf"{NUMBER}|None"
 DERIVED = (OR_NONE, OR_NONE)  # numbers that a program counts from others, which are compared on their own
@@ -516,6 +589,18 @@ NEW_TRACK = {
     "mdia/minf/stbl/stco/version and flags": "0{8}",
     "mdia/minf/stbl/stco/chunks": "1",
     "mdia/minf/stbl/stco/more": "[0-9a-f]{8}",
+}
+
+# What an edit makes of a video description.
+DESCRIBED = {
+    "pixel-aspect": extended(b"pasp", lambda was: bytes([0, 0, 0, 40, 0, 0, 0, 33])),
+    "gamma": extended(b"gama", lambda was: (144179).to_bytes(4, "big")),
+    "color": new_color_tag,
+    "color-space": profiled,
+    "fields|field-dominance": fielded,
+    "encoded-width": field_changed(24, 1234),
+    "encoded-height": field_changed(26, 678),
+    "bit-depth": field_changed(74, 30),
 }
 
 # What may differ: (edits, tags of the save and the file, program, key, before and after). The first four are expressions that
@@ -594,6 +679,48 @@ RULES = [
     ("aperture", ".*", "atoms", TRACK + "/tapt/enof", ("None", r"0{8}(?!0{4})[0-9a-f]{4}0000(?!0{4})[0-9a-f]{4}0000")),
     ("aperture", ".*", "exiftool", r"Track\d+:(CleanAperture|ProductionAperture)Dimensions", (rf"None|{NUMBER} {NUMBER}", f"{NUMBER} {NUMBER}")),
     ("aperture", ".*", "exiftool", r"Track\d+:EncodedPixelsDimensions", sizes_of_picture),
+    # The track's size follows the mode.
+    ("aperture", ".*", "atoms", TRACK + "/tkhd/size", lambda change: change.new == change.atom("tapt/prof")[8:]),
+    ("aperture", ".*", "exiftool", r"Track\d+:Image(Width|Height)|Composite:(ImageSize|Megapixels)", (".*", r"[\dx .]+")),
+    ("aperture", ".*", "ffprobe", STREAM + "/(sample|display)_aspect_ratio", ("None|.*", r"None|\d+:\d+")),
+    ("aperture", ".*", "mediainfo", r"Video [^/]+/(Width|Height|(Display|Pixel)AspectRatio)(_Original|_CleanAperture)?", DERIVED),
+    # -- What a video description says
+    *((edit, ".*", "atoms", TRACK + r"/mdia/minf/stbl/stsd/[^/]+", test) for edit, test in DESCRIBED.items()),
+    ("pixel-aspect", ".*", "atoms", "moov/udta/apmd", (r"None|[0-9a-f]{8}", b"clea".hex())),
+    ("pixel-aspect", ".*", "atoms", "moov/udta/children", family("apmd")),
+    ("pixel-aspect", ".*", "atoms", "moov/children", family("udta")),
+    ("pixel-aspect", ".*", "atoms", "moov/udta", ("|00000000", "None")),
+    ("pixel-aspect", ".*", "atoms", "moov/udta/besides", ("None", r"\|00000000")),
+    ("pixel-aspect", ".*", "exiftool", "UserData:ApertureMode", (r"None|\w{4}", "clea")),
+    ("pixel-aspect", ".*", "atoms", TRACK + "/tkhd/size", follows_aperture),
+    ("pixel-aspect", ".*", "atoms", TRACK + "/children", family("tapt")),
+    ("pixel-aspect", ".*", "atoms", TRACK + "/tapt/children", ("None", "clef prof enof")),
+    ("pixel-aspect", ".*", "atoms", TRACK + "/tapt/(clef|prof|enof)", ("None|[0-9a-f]{24}", r"0{8}(?!0{8})[0-9a-f]{8}(?!0{8})[0-9a-f]{8}")),
+    ("pixel-aspect", ".*", "exiftool", r"Track\d+:(CleanAperture|ProductionAperture)Dimensions", (rf"None|{NUMBER} {NUMBER}", f"{NUMBER} {NUMBER}")),
+    ("pixel-aspect", ".*", "exiftool", r"Track\d+:EncodedPixelsDimensions", sizes_of_picture),
+    ("pixel-aspect", ".*", "exiftool", r"Track\d+:PixelAspectRatio", ("None|.*", "40:33")),
+    ("pixel-aspect", ".*", "exiftool", r"Track\d+:Image(Width|Height)|Composite:(ImageSize|Megapixels)", (".*", rf"[\dx .]+")),
+    ("pixel-aspect", ".*", "ffprobe", STREAM + "/sample_aspect_ratio", ("None|.*", "40:33")),
+    ("pixel-aspect", ".*", "ffprobe", STREAM + "/display_aspect_ratio", ("None|.*", r"\d+:\d+")),
+    ("pixel-aspect", ".*", "mediainfo", r"Video [^/]+/(Display|Pixel)AspectRatio(_Original|_CleanAperture)?", DERIVED),
+    ("pixel-aspect", ".*", "mediainfo", r"Video [^/]+/(Width|Height)(_Original|_CleanAperture)?", DERIVED),
+    ("gamma", ".*", "exiftool", r"Track\d+:Gamma", ("None|.*", "2.2|2.19999.*")),
+    ("gamma", ".*", "mediainfo", r"Video [^/]+/extra/Gamma", ("None|.*", "2.200")),
+    ("color", ".*", "exiftool", r"Track\d+:(ColorProfiles|ColorPrimaries|TransferCharacteristics|MatrixCoefficients|VideoFullRangeFlag)", ("None|.*", "nclc|nclx|9|16|0|BT.2020.*|SMPTE ST 2084.*|Video")),
+    ("color", ".*", "ffprobe", STREAM + "/(color_primaries|color_transfer|color_space|color_range)", ("None|.*", "bt2020|smpte2084|bt2020nc|tv")),
+    ("color", ".*", "mediainfo", r"Video [^/]+/(colour_\w+|extra/\w+|HDR_Format\w*|ColorSpace|transfer_\w+|matrix_\w+)", ("None|.*", ".*")),
+    ("color-space", ".*", "exiftool", r"(ICC_Profile|ICC-\w+|ICC_Profile#?|Track\d+):\w+", (".*", r"(?s).*")),
+    ("color-space", ".*", "ffprobe", STREAM + r"/side_data_list\[ICC Profile\]/\w+", ("None|.*", "ICC Profile|\\d+")),
+    ("fields|field-dominance", ".*", "ffprobe", STREAM + "/field_order", ("None|.*", "tt|bb|tb|bt|None")),
+    ("fields|field-dominance", ".*", "mediainfo", r"Video [^/]+/(Scan(Type|Order)\w*|extra/\w+)", ("None|.*", ".*")),
+    ("fields|field-dominance", ".*", "exiftool", r"Track\d+:\w*(fiel|Field)\w*", (".*", ".*")),
+    ("encoded-width|encoded-height", ".*", "exiftool", r"Track\d+:SourceImage(Width|Height)", (r"\d+.*", "(1234|678).*")),
+    ("encoded-width|encoded-height", ".*", "ffprobe", STREAM + "/(width|height|coded_width|coded_height|sample_aspect_ratio|display_aspect_ratio)", ("None|.*", "None|[\\d:/]+")),
+    ("encoded-width|encoded-height", ".*", "mediainfo", r"Video [^/]+/(Sampled_)?(Width|Height|DisplayAspectRatio|PixelAspectRatio)(_Original|_CleanAperture)?", DERIVED),
+    ("encoded-width|encoded-height", ".*", "mediainfo", r"Video [^/]+/Standard", ("NTSC|PAL", "None")),
+    ("bit-depth", ".*", "exiftool", r"Track\d+:BitDepth", (r"\d+.*", "30.*")),
+    ("bit-depth", ".*", "ffprobe", STREAM + "/(bits_per_raw_sample|bits_per_coded_sample|pix_fmt)", ("None|.*", "None|.*")),
+    ("bit-depth", ".*", "mediainfo", r"Video [^/]+/(BitDepth|ColorSpace|ChromaSubsampling|extra/\w+)", ("None|.*", "None|.*")),
     # -- Turns
     (TURN, ".*", "atoms", TRACK + "/tkhd/matrix", turned),
     (TURN, ".*", "exiftool", r"Track\d+:MatrixStructure", turned),

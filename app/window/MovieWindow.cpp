@@ -1,5 +1,6 @@
 #include "app/window/MovieWindow.h"
 
+#include "app/panes/AttributesPane.h"
 #include "app/panes/InformationPane.h"
 #include "app/panes/MovieSettingsPane.h"
 #include "app/panes/TimecodePane.h"
@@ -124,6 +125,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::Information, new InformationPane(*m_document, *m_facts));
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
+    m_panels->addPane(Panel::EncodingAttributes, new AttributesPane(*m_document, *this));
     layOut();
     m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);
