@@ -1,10 +1,12 @@
 #include "batch/BatchFile.h"
 
 #include "batch/BatchOutput.h"
+#include "conform/KWConformController.h"
 #include "movie/saving/MovieSaver.h"
 #include "report/MovieFacts.h"
 #include "saving/MediaChecksum.h"
 #include "support/KWLog.h"
+#include "tracks/KWQuickTime.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -98,6 +100,34 @@ void BatchFile::processQueueForMovie(QTMovie& movie, BatchResult& result) const
     }
 }
 
+Result<void> BatchFile::conform(QTMovie& movie, BatchResult& result) const
+{
+    const auto fps = conformFPS(m_queue);
+    if (fps == 0)
+        return {};
+    const auto rule = m_settings.resaveOnOtherVolumes ? VolumeRule::JournalledOnly : VolumeRule::Any;
+    const bool isInPlace = m_settings.mode == BatchMode::InPlace && !m_settings.needsFlattening
+        && MovieSaver::canUpdateMovieFile(movie, rule);
+    const KWConformController::Request request {
+        KWQuickTime::fpsForMovie(movie), fps, m_settings.stripEditLists, true};
+    auto forecast = KWConformController::forecast(movie, request,
+        isInPlace ? KWConformController::SaveMode::InPlace : KWConformController::SaveMode::Flattened);
+    const auto outcome = !forecast                              ? StepOutcome::Failed
+        : forecast->movie.header().writesSameAs(movie.header()) ? StepOutcome::Nothing
+                                                                : StepOutcome::Changed;
+    for (std::size_t i = 0; i < m_queue.size(); ++i)
+        if (!m_queue[i].invocation)
+            result.steps[i] = outcome;
+    if (!forecast) {
+        result.conformFailed = true;
+        return tl::unexpected<MovieError>(std::move(forecast).error());
+    }
+    for (const auto& warning : forecast->warnings)
+        result.warnings.push_back(warning);
+    movie = std::move(forecast->movie);
+    return {};
+}
+
 Result<void> BatchFile::open(QTMovie& movie, const std::string& file) const
 {
     auto opened = QTMovie::open(file, m_storage);
@@ -120,6 +150,7 @@ BatchResult BatchFile::process(const std::string& file, const Progress& progress
         RW_CHECK(open(movie, file));
         result.warnings = warningTexts(movie);
         processQueueForMovie(movie, result);
+        RW_CHECK(conform(movie, result));
         return save(movie, result, progress);
     });
     if (!done)
@@ -134,8 +165,8 @@ Result<void> BatchFile::save(QTMovie& movie, BatchResult& result, const Progress
     const auto operation
         = m_settings.mode == BatchMode::InPlace ? BatchSaver::Operation::Save : BatchSaver::Operation::SaveAs;
     const auto keepGoing = [&] { return !progress || progress(0); };
-    const bool isWritten = movie.isChanged() || operation == BatchSaver::Operation::SaveAs
-        || m_settings.needsFlattening || conformFPS(m_queue) != 0;
+    const bool isWritten
+        = movie.isChanged() || operation == BatchSaver::Operation::SaveAs || m_settings.needsFlattening;
     result.headerBytes = movie.header().size();
     const FileDates dates {result.file};
     std::vector<TrackChecksum> before;
@@ -189,11 +220,12 @@ Result<void> BatchFile::dryRun(
     result.warnings = warningTexts(movie);
     const auto original = movie;
     processQueueForMovie(movie, result);
+    RW_CHECK(conform(movie, result));
     if (changes)
         *changes = changesBetween(MovieFacts::of(original), MovieFacts::of(movie));
     result.headerBytes = movie.header().size();
     const bool isCopy = m_settings.mode != BatchMode::InPlace;
-    if (!isCopy && !m_settings.needsFlattening && !movie.isChanged() && conformFPS(m_queue) == 0) {
+    if (!isCopy && !m_settings.needsFlattening && !movie.isChanged()) {
         result.status = Status::Unchanged;
         return {};
     }

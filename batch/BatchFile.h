@@ -26,6 +26,8 @@ public:
     [[nodiscard]] BatchPreview previewInFull(const std::string& file) const;
 
 private:
+    /// Conforms the movie where the queue says so, as the file that saving it makes.
+    Result<void> conform(QTMovie& movie, BatchResult& result) const;
     Result<void> open(QTMovie& movie, const std::string& file) const;
     Result<void> save(QTMovie& movie, BatchResult& result, const Progress& progress) const;
     Result<void> dryRun(const std::string& file, BatchResult& result, std::vector<Change>* changes) const;

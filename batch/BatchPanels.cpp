@@ -49,6 +49,70 @@ namespace {
         return std::move(plan.edits.front());
     }
 
+    /// A value as it is shown.
+    std::string attributeText(const AttributeEntry& attribute, const AttributeValue& value)
+    {
+        if (const auto* text = std::get_if<std::string>(&value))
+            return *text;
+        const auto index = static_cast<std::size_t>(std::get<int>(value));
+        if (attribute.description == kColor && std::get<int>(value) == kColorCustom)
+            return fmt::format("{}-{}-{}", attribute.primaries, attribute.transfer, attribute.matrix);
+        return index < attribute.popupvalues.size() ? attribute.popupvalues[index].name : std::to_string(index);
+    }
+
+    /// A text as options have it: "Adobe RGB (1998)" is "adobe-rgb-1998".
+    std::string optionWord(const std::string& text)
+    {
+        std::string word;
+        for (const char character : text) {
+            const bool isUpper = character >= 'A' && character <= 'Z';
+            if (isUpper || (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9'))
+                word += isUpper ? static_cast<char>(character + ('a' - 'A')) : character;
+            else if (!word.empty() && word.back() != '-')
+                word += '-';
+        }
+        while (word.ends_with('-'))
+            word.pop_back();
+        return word;
+    }
+
+    /// The option that sets an attribute, and whether its values are words or numbers.
+    struct AttributeOption
+    {
+        std::string_view attribute;
+        const char* option;
+    };
+    constexpr AttributeOption kAttributeOptions[] = {
+        {kEncodedWidth, "--encoded-width"},
+        {kEncodedHeight, "--encoded-height"},
+        {kPixelAspectRatio, "--pixel-aspect"},
+        {kGamma, "--gamma"},
+        {kColor, "--color"},
+        {kColorSpace, "--color-space"},
+        {kFields, "--fields"},
+        {kFieldDominance, "--field-dominance"},
+        {kBitDepth, "--bit-depth"},
+    };
+
+    const char* optionOf(const AttributeEntry& attribute)
+    {
+        for (const auto& known : kAttributeOptions)
+            if (known.attribute == attribute.description)
+                return known.option;
+        return "--attribute";
+    }
+
+    std::string optionValue(const AttributeEntry& attribute, const AttributeValue& value)
+    {
+        const auto* index = std::get_if<int>(&value);
+        if (!index || attribute.description == kColor)
+            return index ? optionWord(attributeText(attribute, value)) : std::get<std::string>(value);
+        const auto place = static_cast<std::size_t>(*index);
+        if (place < attribute.popupvalues.size() && attribute.description == kFieldDominance)
+            return std::to_string(attribute.popupvalues[place].code.value_or(*index));
+        return optionWord(attributeText(attribute, value));
+    }
+
 } // namespace
 
 void BatchPanels::alert(const char* title, const std::string& text)
@@ -175,6 +239,94 @@ bool BatchPanels::conformFrameRate(const std::string& text)
     return true;
 }
 
+void BatchPanels::queueAttribute(
+    const AttributeEntry& attribute, const AttributeValue& value, const char* label)
+{
+    constexpr Result<void> (*kSet)(const AttributeEntry&, const AttributeValue&, QTMovie&)
+        = KWImageDescriptionController::imageDescriptionExtension;
+    QueueEntry entry;
+    const auto text = attributeText(attribute, value);
+    entry.desc = fmt::format(fmt::runtime(label), attribute.description, text);
+    entry.invocation = record("KWImageDescriptionController imageDescriptionExtension:setValue:forMovie:", kSet,
+        attribute, value, KWPlaceholderMovie::placeholder());
+    entry.value = text;
+    entry.arguments = {optionOf(attribute), optionValue(attribute, value)};
+    m_batch.queueEntry(std::move(entry));
+}
+
+bool BatchPanels::setAttribute(const AttributeEntry& attribute, const AttributeValue& value)
+{
+    if (const auto* text = std::get_if<std::string>(&value); text && *text == "(various)")
+        return false;
+    queueAttribute(attribute, value, "Set attribute {} to {}");
+    return true;
+}
+
+void BatchPanels::addAttribute(const AttributeEntry& attribute, const AttributeValue& value)
+{
+    queueAttribute(attribute, value, "Add attribute {}={}");
+}
+
+bool BatchPanels::removeAttribute(const AttributeEntry& attribute)
+{
+    if (m_batch.window()->alert("Are you sure you wish to remove this attribute?", "This cannot be undone.",
+            {"Remove", "Cancel"})
+        != 0)
+        return false;
+    constexpr Result<void> (*kRemove)(const AttributeEntry&, QTMovie&)
+        = KWImageDescriptionController::removeAttribute;
+    QueueEntry entry;
+    entry.desc = fmt::format("Remove attribute {}", attribute.description);
+    entry.invocation = record("KWImageDescriptionController removeAttribute:fromMovie:", kRemove, attribute,
+        KWPlaceholderMovie::placeholder());
+    entry.arguments = {optionOf(attribute), "none"};
+    m_batch.queueEntry(std::move(entry));
+    return true;
+}
+
+void BatchPanels::queueMetadata(const std::string& key, const std::string& value, std::string desc)
+{
+    constexpr Result<void> (*kSet)(const std::string&, const std::string&, QTMovie&)
+        = KWMetadataController::setMetaDataValue;
+    QueueEntry entry;
+    entry.desc = std::move(desc);
+    entry.invocation = record("KWMetadataController setMetaDataValue:forKey:movie:", kSet, value, key,
+        KWPlaceholderMovie::placeholder());
+    entry.value = value;
+    entry.arguments = {"--metadata", fmt::format("{}={}", key, value)};
+    m_batch.queueEntry(std::move(entry));
+}
+
+bool BatchPanels::addMetadata(const std::string& key, const std::string& value)
+{
+    if (key.empty()) {
+        alert("You must enter a key name", "This field cannot be left blank.");
+        return false;
+    }
+    queueMetadata(key, value, fmt::format("Add metadata {}={}", key, value));
+    return true;
+}
+
+void BatchPanels::setMetadata(const std::string& key, const std::string& value)
+{
+    queueMetadata(key, value, fmt::format("Set metadata field {} to {}", key, value));
+}
+
+bool BatchPanels::removeMetadata(const KWMetadataItem& item)
+{
+    if (m_batch.window()->alert("Are you sure you wish to remove this metadata value?",
+            "The value will be removed from all clips in the batch.", {"Remove", "Cancel"})
+        != 0)
+        return false;
+    QueueEntry entry;
+    entry.desc = fmt::format("Remove metadata {}", item.key);
+    entry.invocation = record("KWMetadataController removeMetaData:fromMovie:",
+        KWMetadataController::removeMetaData, item, KWPlaceholderMovie::placeholder());
+    entry.arguments = {"--remove-metadata", item.key};
+    m_batch.queueEntry(std::move(entry));
+    return true;
+}
+
 std::optional<std::string> BatchPanels::changeQuickTask(int tag)
 {
     const auto* task = quickTaskWithTag(tag);
@@ -221,7 +373,7 @@ void BatchPanels::queueTask(int tag, const std::string& folder, const char* desc
     const auto* task = quickTaskWithTag(tag);
     if (!task)
         return;
-    auto entry = QueueEntry::of(edits::quickTask(*task, TaskPlace::Batch, folder));
+    auto entry = QueueEntry::of(edits::quickTask(*task, folder));
     if (desc)
         entry.desc = desc;
     entry.value = folder;

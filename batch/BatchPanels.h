@@ -1,5 +1,7 @@
 #pragma once
 
+#include "attributes/KWImageDescriptionController.h"
+#include "attributes/KWMetadataController.h"
 #include "batch/KWBatchDocument.h"
 #include "edits/QuickTasks.h"
 
@@ -52,6 +54,22 @@ public:
     /// The rate as typed. False after an alert about one that is no rate.
     bool conformFrameRate(const std::string& text);
 
+    // Attributes of the first video track
+
+    /// False where nothing is queued: for "(various)", the text of rows that say several things.
+    bool setAttribute(const AttributeEntry& attribute, const AttributeValue& value);
+    void addAttribute(const AttributeEntry& attribute, const AttributeValue& value);
+    /// Asks first; false when the user does not want to.
+    bool removeAttribute(const AttributeEntry& attribute);
+
+    // Metadata of the movie
+
+    /// False after an alert about a key that is empty.
+    bool addMetadata(const std::string& key, const std::string& value);
+    void setMetadata(const std::string& key, const std::string& value);
+    /// Asks first; false when the user does not want to.
+    bool removeMetadata(const KWMetadataItem& item);
+
     // Quick tasks
 
     /// The text beside the menu; nothing where it stays as it is.
@@ -63,6 +81,8 @@ public:
 
 private:
     bool setCounter(const Timecode& timecode);
+    void queueAttribute(const AttributeEntry& attribute, const AttributeValue& value, const char* label);
+    void queueMetadata(const std::string& key, const std::string& value, std::string desc);
     void alert(const char* title, const std::string& text);
     void queueTask(int tag, const std::string& folder, const char* desc = nullptr);
     void tellTaskQueued();

@@ -1,5 +1,6 @@
 #include "edits/QuickTasks.h"
 
+#include "attributes/KWImageDescriptionController.h"
 #include "tasks/KWQuickTaskController.h"
 #include "timecode/KWTimecodeController.h"
 
@@ -119,67 +120,124 @@ namespace {
         return record("KWQuickTaskController enableAllAudioTracks:", Tasks::enableAllAudioTracks, kMovie);
     }
 
+    RecordedCall stripXMP(const std::string&)
+    {
+        return record("KWQuickTaskController stripAdobeXMPMetadata:", Tasks::stripAdobeXMPMetadata, kMovie);
+    }
+
+    RecordedCall copyReel(const std::string&)
+    {
+        return record("KWQuickTaskController copyARRIReelToFCPXReel:", Tasks::copyARRIReelToFCPXReel, kMovie);
+    }
+
+    RecordedCall flagLogC(const std::string&)
+    {
+        return record("KWQuickTaskController setARRIGammaToLogC:", Tasks::setARRIGammaToLogC, kMovie);
+    }
+
+    RecordedCall removeGamma(const std::string&)
+    {
+        return record("KWQuickTaskController removeGammaCorrection:", Tasks::removeGammaCorrection, kMovie);
+    }
+
+    RecordedCall removeApertures(const std::string&)
+    {
+        return record(
+            "KWQuickTaskController removeApertureDimensions:", Tasks::removeApertureDimensions, kMovie);
+    }
+
+    template <int horizontal, int vertical> RecordedCall pixelAspect(const std::string&)
+    {
+        return record("KWImageDescriptionController setPixelAspectRatio:movie:",
+            KWImageDescriptionController::setPixelAspectRatio, fmt::format("{}:{}", horizontal, vertical),
+            kMovie);
+    }
+
     constexpr QuickTask kTasks[] = {
         {1, TaskGroup::TracksAndMetadata, "Remove empty tracks", "Removes all tracks without media.", "",
-            TaskPath::None, removeEmpty, nullptr},
+            TaskPath::None, removeEmpty},
+        {14, TaskGroup::TracksAndMetadata, "Strip Adobe XMP metadata",
+            "Strips XMP metadata added by Adobe applications.", "", TaskPath::None, stripXMP},
+        {20, TaskGroup::TracksAndMetadata, "Copy ARRI Reel to FCPX Reel",
+            "Copies the value of the ARRI Reel field to Final Cut Pro X's Reel metadata field.", "",
+            TaskPath::None, copyReel},
+        {21, TaskGroup::TracksAndMetadata, "Flag ARRI media as Log-C",
+            "Flags the file as a Log-C color space movie.", "", TaskPath::None, flagLogC},
 
         {7, TaskGroup::Timecode, "Import timecode from THM file",
             "Creates a new timecode track using the creation date stored in a separate THM file. These files "
             "are commonly created alongside movie clips in DSLR cameras and contain additional metadata.",
-            "", TaskPath::Still, timecodeFromStill, nullptr},
+            "", TaskPath::Still, timecodeFromStill},
         {23, TaskGroup::Timecode, "Set timecode from QuickTime movie", "",
             "Browse to a folder containing movie files and the timecode in each file will be assigned to a "
             "file in the batch that has an identical filename.",
-            TaskPath::MovieFolder, timecodeFromMovies, nullptr},
+            TaskPath::MovieFolder, timecodeFromMovies},
         {10, TaskGroup::Timecode, "Set timecode from file creation time",
             "Creates a new timecode track using the time the movie was created as the start time. This time "
             "is obtained from the file creation date on disk.",
-            "", TaskPath::None, timecodeFromFile, nullptr},
+            "", TaskPath::None, timecodeFromFile},
         {5, TaskGroup::Timecode, "Set timecode from movie creation time",
             "Creates a new timecode track using the time the movie was created as the start time. This time "
             "is obtained from the metadata within the file.",
-            "", TaskPath::None, timecodeFromCreation, nullptr},
+            "", TaskPath::None, timecodeFromCreation},
         {6, TaskGroup::Timecode, "Set timecode from current time",
             "Creates a new timecode track using the current time of day as the start time.", "",
-            TaskPath::None, timecodeFromNow, nullptr},
+            TaskPath::None, timecodeFromNow},
         {12, TaskGroup::Timecode, "Set timecode from user data field",
             "Creates a new timecode track using information in the timecode user data field, if present. "
             "Some "
             "applications write auxiliary timecode to this field.",
-            "", TaskPath::None, timecodeFromUserData, nullptr},
+            "", TaskPath::None, timecodeFromUserData},
         {11, TaskGroup::Timecode, "Remove all timecode tracks",
-            "Removes all timecode tracks within the movie.", "", TaskPath::None, removeTimecodes, nullptr},
+            "Removes all timecode tracks within the movie.", "", TaskPath::None, removeTimecodes},
+
+        {13, TaskGroup::PictureShapeAndColor, "Set 1:1 pixel aspect ratio",
+            "Sets the pixel aspect ratio to 1:1.", "", TaskPath::None, pixelAspect<1, 1>},
+        {8, TaskGroup::PictureShapeAndColor, "Set NTSC anamorphic pixel aspect ratio",
+            "Sets the pixel aspect ratio to compensate for anamorphic NTSC material. Useful to make files "
+            "appear "
+            "correctly in applications that ignore the anamorphic flag.",
+            "", TaskPath::None, pixelAspect<40, 33>},
+        {9, TaskGroup::PictureShapeAndColor, "Set PAL anamorphic pixel aspect ratio",
+            "Sets the pixel aspect ratio to compensate for anamorphic PAL material. Useful to make files "
+            "appear "
+            "correctly in applications that ignore the anamorphic flag.",
+            "", TaskPath::None, pixelAspect<118, 81>},
+        {19, TaskGroup::PictureShapeAndColor, "Set NTSC D1 anamorphic pixel aspect ratio",
+            "Sets the pixel aspect ratio to 10:11 for NTSC D1 media.", "", TaskPath::None,
+            pixelAspect<10, 11>},
+        {2, TaskGroup::PictureShapeAndColor, "Remove gamma correction", "Removes all gamma metadata.", "",
+            TaskPath::None, removeGamma},
+        {18, TaskGroup::PictureShapeAndColor, "Strip aperture data",
+            "Removes all aperture sizes from the movie.", "Removes aperture size information from the movie.",
+            TaskPath::None, removeApertures},
 
         {17, TaskGroup::Sound, "Enable all audio tracks",
-            "Enables all currently-disabled audio tracks in the movie.", "", TaskPath::None, enableAudio,
-            nullptr},
+            "Enables all currently-disabled audio tracks in the movie.", "", TaskPath::None, enableAudio},
         {15, TaskGroup::Sound, "Disable audio tracks except track 1",
-            "Disables all audio tracks except the first audio track.", "", TaskPath::None, disableAudio<1>,
-            nullptr},
+            "Disables all audio tracks except the first audio track.", "", TaskPath::None, disableAudio<1>},
         {16, TaskGroup::Sound, "Disable audio tracks except tracks 1-2",
             "Disables all audio tracks except the first and second audio tracks.", "", TaskPath::None,
-            disableAudio<2>, nullptr},
+            disableAudio<2>},
         {24, TaskGroup::Sound, "Disable audio tracks except tracks 1-4",
-            "Disables all audio tracks except the first four.", "", TaskPath::None, disableAudio<4>, nullptr},
+            "Disables all audio tracks except the first four.", "", TaskPath::None, disableAudio<4>},
         {25, TaskGroup::Sound, "Disable audio tracks except tracks 1-6",
-            "Disables all audio tracks except the first six.", "", TaskPath::None, disableAudio<6>, nullptr},
+            "Disables all audio tracks except the first six.", "", TaskPath::None, disableAudio<6>},
         {26, TaskGroup::Sound, "Disable audio tracks except tracks 1-8",
-            "Disables all audio tracks except the first eight.", "", TaskPath::None, disableAudio<8>,
-            nullptr},
+            "Disables all audio tracks except the first eight.", "", TaskPath::None, disableAudio<8>},
         {3, TaskGroup::Sound, "Remove audio tracks except track 1",
-            "Removes all audio tracks except the first audio track.", "", TaskPath::None, removeAudio<1>,
-            nullptr},
+            "Removes all audio tracks except the first audio track.", "", TaskPath::None, removeAudio<1>},
         {4, TaskGroup::Sound, "Remove audio tracks except tracks 1-2",
             "Removes all audio tracks except the first and second audio tracks.", "", TaskPath::None,
-            removeAudio<2>, nullptr},
+            removeAudio<2>},
         {27, TaskGroup::Sound, "Remove audio tracks except tracks 1-4",
-            "Removes all audio tracks except the first four.", "", TaskPath::None, removeAudio<4>, nullptr},
+            "Removes all audio tracks except the first four.", "", TaskPath::None, removeAudio<4>},
         {28, TaskGroup::Sound, "Remove audio tracks except tracks 1-6",
-            "Removes all audio tracks except the first six.", "", TaskPath::None, removeAudio<6>, nullptr},
+            "Removes all audio tracks except the first six.", "", TaskPath::None, removeAudio<6>},
         {29, TaskGroup::Sound, "Remove audio tracks except tracks 1-8",
-            "Removes all audio tracks except the first eight.", "", TaskPath::None, removeAudio<8>, nullptr},
+            "Removes all audio tracks except the first eight.", "", TaskPath::None, removeAudio<8>},
         {22, TaskGroup::Sound, "Remove all audio tracks", "Removes all audio tracks in the file.",
-            "Removes all audio tracks in the movie.", TaskPath::None, removeAudio<0>, nullptr},
+            "Removes all audio tracks in the movie.", TaskPath::None, removeAudio<0>},
     };
 
     Result<Edit> taskOption(std::string_view value)
@@ -195,7 +253,7 @@ namespace {
             return refusal(fmt::format("--task {} takes no path", name));
         if (equals == std::string_view::npos ? task->path == TaskPath::MovieFolder : path.empty())
             return refusal(fmt::format("--task {0} needs a path: --task {0}=FOLDER", name));
-        return edits::quickTask(*task, TaskPlace::Batch, path);
+        return edits::quickTask(*task, path);
     }
 
     constexpr EditKind kKinds[] = {
@@ -264,11 +322,10 @@ const char* groupTitle(TaskGroup group)
     return "Sound";
 }
 
-Edit edits::quickTask(const QuickTask& task, TaskPlace place, const std::string& path)
+Edit edits::quickTask(const QuickTask& task, const std::string& path)
 {
-    const bool isOwn = place == TaskPlace::Document && task.documentCall;
     return {fmt::format("--task {}{}{}", task.optionName(), path.empty() ? "" : "=", path), task.name,
-        fmt::format("Quick Task: {}", task.name), (isOwn ? task.documentCall : task.call)(path)};
+        fmt::format("Quick Task: {}", task.name), task.call(path)};
 }
 
 std::span<const EditKind> edits::quickTaskKinds()

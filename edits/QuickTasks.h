@@ -15,7 +15,7 @@ enum class TaskPath {
     Still, ///< a still image, or a folder of them; without one that which lies beside the movie
     MovieFolder,
 };
-/// Where a task is asked for. Some say, or do, something else there.
+/// Where a task is asked for. Some say something else there.
 enum class TaskPlace { Document, Batch };
 
 /// A one-step repair of a whole movie: a row of the menu in a movie's window, and of the one in a batch.
@@ -29,8 +29,6 @@ struct QuickTask
     TaskPath path;
     /// What it does: a call with the path, which is empty unless `path` asks for one.
     RecordedCall (*call)(const std::string& path);
-    /// In a movie's window, where that differs; else null.
-    RecordedCall (*documentCall)(const std::string& path);
 
     /// "remove-empty-tracks", as the command line has it.
     [[nodiscard]] std::string optionName() const;
@@ -49,7 +47,7 @@ const char* groupTitle(TaskGroup group);
 namespace edits {
 
     /// A task as a change. What has to be one time for many movies, the present one, is read here.
-    Edit quickTask(const QuickTask& task, TaskPlace place, const std::string& path = {});
+    Edit quickTask(const QuickTask& task, const std::string& path = {});
 
     /// The option `--task`.
     std::span<const EditKind> quickTaskKinds();

@@ -1,5 +1,7 @@
 #include "tasks/KWQuickTaskController.h"
 
+#include "attributes/KWImageDescriptionController.h"
+#include "attributes/KWMetadataController.h"
 #include "movie/QTMetaData.h"
 #include "support/FileDates.h"
 #include "support/KWLog.h"
@@ -90,6 +92,51 @@ Result<void> KWQuickTaskController::enableAllAudioTracks(QTMovie& movie)
 Result<std::size_t> KWQuickTaskController::removeAllTimecodeTracks(QTMovie& movie)
 {
     return removeTracks(movie.tracksOfMediaType(QTMediaTypeTimeCode), movie);
+}
+
+Result<void> KWQuickTaskController::removeGammaCorrection(QTMovie& movie)
+{
+    const auto track = KWMovTrack::firstTrackOfType(KWMovTrack::kVideo, movie);
+    const auto entries
+        = track ? KWImageDescriptionController::imageDescriptionExtensionsForTrack(*track) : std::nullopt;
+    const bool hasGamma = entries && std::any_of(entries->begin(), entries->end(), [](const auto& entry) {
+        return entry.description == kGamma;
+    });
+    return hasGamma ? KWImageDescriptionController::removeAttribute({std::string(kGamma)}, *track)
+                    : Result<void> {};
+}
+
+Result<void> KWQuickTaskController::removeApertureDimensions(QTMovie& movie)
+{
+    const EditableScope scope {movie};
+    return movie.removeApertureModeDimensions();
+}
+
+Result<void> KWQuickTaskController::stripAdobeXMPMetadata(QTMovie& movie)
+{
+    constexpr auto kPacket = "_PMX"; // user data keys are stored in reverse
+    const auto metadata = QTMetaDataReference::ofMovie(movie);
+    const auto items = metadata.read().items();
+    const bool isThere
+        = std::any_of(items.begin(), items.end(), [&](const auto& item) { return item.key == kPacket; });
+    return isThere ? KWMetadataController::removeMetaDataKey(kPacket, metadata, movie) : Result<void> {};
+}
+
+Result<void> KWQuickTaskController::copyARRIReelToFCPXReel(QTMovie& movie)
+{
+    const auto metadata = QTMetaDataReference::ofMovie(movie);
+    const auto items = KWMetadataController::metaDataArrayFromMetaDataReference(metadata);
+    const auto reel = std::find_if(
+        items.begin(), items.end(), [](const auto& item) { return item.key == "com.arri.camera.ReelName"; });
+    if (reel == items.end() || reel->value.empty())
+        return {};
+    return KWMetadataController::setMetaDataValue(reel->value, "com.apple.proapps.reel", metadata, movie);
+}
+
+Result<void> KWQuickTaskController::setARRIGammaToLogC(QTMovie& movie)
+{
+    return KWMetadataController::setMetaDataValue(
+        "LOG-C", "com.arri.camera.ColorGammaSxS", QTMetaDataReference::ofMovie(movie), movie);
 }
 
 Result<KWMovTrack> KWQuickTaskController::timecodeTrackFromCreationTime(QTMovie& movie)

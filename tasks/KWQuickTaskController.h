@@ -34,6 +34,19 @@ public:
     /// Answers how many.
     static Result<std::size_t> removeAllTimecodeTracks(QTMovie& movie);
 
+    /// Of the first video track.
+    static Result<void> removeGammaCorrection(QTMovie& movie);
+    /// Of all tracks.
+    static Result<void> removeApertureDimensions(QTMovie& movie);
+
+    /// Removes the XMP packet that Adobe applications store.
+    static Result<void> stripAdobeXMPMetadata(QTMovie& movie);
+    /// Gives what ARRI cameras call the reel to the field in which Final Cut Pro X has it. The first item of
+    /// that name counts, also when it is empty: then nothing is written.
+    static Result<void> copyARRIReelToFCPXReel(QTMovie& movie);
+    /// Says in the camera's own field that the picture is in Log-C.
+    static Result<void> setARRIGammaToLogC(QTMovie& movie);
+
     // Each adds a timecode track, see KWTimecodeController; refused where its source is missing or is no
     // timecode.
 

@@ -1,5 +1,6 @@
 #include "app/shell/AppController.h"
 
+#include "app/batch/BatchMainWindow.h"
 #include "app/shell/AboutBox.h"
 #include "app/shell/Appearance.h"
 #include "app/shell/Background.h"
@@ -93,12 +94,20 @@ AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> 
 AppController::~AppController()
 {
     m_isTerminating = true;
-    // A document that is being written must not go. That happens only when the program is made to end.
+    // What is being written must not go. That happens only when the program is made to end.
+    for (auto* window : m_openBatches)
+        window->batch().cancelProcessing();
     m_mainThread.serveUntil([this] {
         const auto all = documents();
         return std::none_of(
-            all.begin(), all.end(), [](const auto* document) { return document->isWriting(); });
+                   all.begin(), all.end(), [](const auto* document) { return document->isWriting(); })
+            && std::none_of(m_openBatches.begin(), m_openBatches.end(),
+                [](auto* window) { return window->batch().isProcessing(); });
     });
+    for (auto* window : std::exchange(m_openBatches, {})) {
+        window->disconnect(this);
+        delete window;
+    }
     for (auto* window : std::exchange(m_open, {})) {
         window->disconnect(this);
         delete window;
@@ -110,9 +119,12 @@ void AppController::makeActions()
     const auto make = [this](const QString& text, const QKeySequence& keys, void (AppController::*slot)()) {
         auto* action = new QAction {text, this};
         action->setShortcut(keys);
-        connect(action, &QAction::triggered, this, slot);
+        if (slot)
+            connect(action, &QAction::triggered, this, slot);
         return action;
     };
+    m_actions.newBatch = make(tr("&New Batch"), QKeySequence::New, nullptr);
+    connect(m_actions.newBatch, &QAction::triggered, this, [this] { newBatch(); });
     m_actions.open = make(tr("&Open\u2026"), QKeySequence::Open, &AppController::openDocument);
     m_actions.openRecent = m_recentFiles.menu();
     m_actions.preferences = make(
@@ -128,9 +140,15 @@ void AppController::makeActions()
 void AppController::start(const QStringList& files)
 {
     constexpr std::int64_t kShowChooser = 0;
+    constexpr std::int64_t kNewBatch = 1;
     if (files.isEmpty()) {
+        const auto type = m_preferences.integer("startupType");
+        if (type == kNewBatch) {
+            newBatch();
+            return;
+        }
         showStartWindow();
-        if (m_preferences.integer("startupType") == kShowChooser)
+        if (type == kShowChooser)
             openDocument();
         return;
     }
@@ -182,6 +200,11 @@ std::optional<MovieError> AppController::makeDocument(MyDocument::OpenedMovie op
     connect(window, &MovieWindow::filesDropped, this, &AppController::openFiles);
     connect(window, &MovieWindow::pathChanged, this, [this, window] { pathChanged(window); });
     connect(window, &MovieWindow::closed, this, [this, window] { windowClosed(window); });
+    connect(window, &MovieWindow::batchAsked, this, [this, window](int tag) {
+        auto* batch = newBatch();
+        batch->batch().addFiles({window->document().path()});
+        batch->queueTask(tag);
+    });
     bringToFront(*window);
     m_recentFiles.add(path);
     emit movieOpened(window);
@@ -240,6 +263,44 @@ void AppController::windowClosed(MovieWindow* window)
     showStartWindowIfEmpty();
 }
 
+BatchMainWindow* AppController::newBatch(const QStringList& paths)
+{
+    m_startWindow->hide();
+    auto* window = new BatchMainWindow {
+        {m_mainThread, m_preferences, m_environment.storage, BatchFiles::real()}, m_actions, paths};
+    m_openBatches.push_back(window);
+    connect(window, &BatchMainWindow::openAsked, this, &AppController::openFiles);
+    connect(window, &BatchMainWindow::closed, this, [this, window] { batchClosed(window); });
+    bringToFront(*window);
+    return window;
+}
+
+void AppController::chooseFiles(const QStringList& paths)
+{
+    if (paths.size() > 1)
+        newBatch(paths);
+    else
+        openFiles(paths);
+}
+
+void AppController::batchClosed(BatchMainWindow* window)
+{
+    std::erase(m_openBatches, window);
+    m_closedBatches.emplace_back(window);
+    m_burial.start();
+    showStartWindowIfEmpty();
+}
+
+bool AppController::mayCloseBatches()
+{
+    for (auto* window : std::vector(m_openBatches)) {
+        bringToFront(*window);
+        if (!window->mayClose())
+            return false;
+    }
+    return true;
+}
+
 void AppController::deleteClosedWindows()
 {
     // While a question or a menu is open, the window that waits for it may be one of these.
@@ -247,6 +308,7 @@ void AppController::deleteClosedWindows()
         return;
     m_burial.stop();
     m_closed.clear();
+    m_closedBatches.clear();
 }
 
 void AppController::showStartWindow()
@@ -256,7 +318,7 @@ void AppController::showStartWindow()
 
 void AppController::showStartWindowIfEmpty()
 {
-    if (m_open.empty() && !m_isTerminating && !m_startWindow->isVisible())
+    if (m_open.empty() && m_openBatches.empty() && !m_isTerminating && !m_startWindow->isVisible())
         showStartWindow();
 }
 
@@ -284,7 +346,7 @@ void AppController::openDocument()
         tr("Sound") + QLatin1Char(' ') + patterns({"wav", "aif", "aiff", "aifc"}), tr("All files (*)")});
     if (!m_recentFiles.files().isEmpty())
         chooser->setDirectory(QFileInfo {m_recentFiles.files().front()}.path());
-    connect(chooser, &QFileDialog::filesSelected, this, &AppController::openFiles);
+    connect(chooser, &QFileDialog::filesSelected, this, &AppController::chooseFiles);
     m_chooser = chooser;
     chooser->open();
 }
@@ -326,10 +388,19 @@ void AppController::fillWindowsMenu()
         action->setCheckable(true);
         action->setChecked(window->isActiveWindow());
     }
+    for (auto* window : m_openBatches) {
+        auto* action
+            = m_windowsMenu.addAction(tr("Batch of %1 files").arg(window->batch().fileArray().size()), window,
+                [window] { bringToFront(*window); });
+        action->setCheckable(true);
+        action->setChecked(window->isActiveWindow());
+    }
 }
 
 void AppController::quit()
 {
+    if (!mayCloseBatches())
+        return;
     m_quitCounter.quit();
 }
 
@@ -351,10 +422,18 @@ bool AppController::prepareSessionEnd(bool mayAsk)
             all.begin(), all.end(), [](const auto* document) { return document->isWriting(); });
     };
     if (!mayAsk) {
-        while (isWriting())
+        for (auto* window : m_openBatches)
+            window->batch().cancelProcessing();
+        const auto isProcessing = [this] {
+            return std::any_of(m_openBatches.begin(), m_openBatches.end(),
+                [](auto* window) { return window->batch().isProcessing(); });
+        };
+        while (isWriting() || isProcessing())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         return true;
     }
+    if (!mayCloseBatches())
+        return false;
     m_isEndingSession = true;
     m_mayEndSession = false;
     m_quitCounter.quit();
@@ -369,8 +448,13 @@ QWidget* AppController::frontWindow() const
     for (auto* window : m_open)
         if (window->isActiveWindow())
             return window;
+    for (auto* window : m_openBatches)
+        if (window->isActiveWindow())
+            return window;
     if (!m_open.empty())
         return m_open.back();
+    if (!m_openBatches.empty())
+        return m_openBatches.back();
     return m_startWindow.get();
 }
 

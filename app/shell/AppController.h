@@ -22,6 +22,7 @@
 
 namespace reelwright {
 
+class BatchMainWindow;
 class MovieWindow;
 class StartWindow;
 
@@ -43,8 +44,10 @@ public:
     void openFiles(const QStringList& paths);
     /// Another start of the program: opens its files, or only comes to the front.
     void activate(const QStringList& files, const QString& token);
-    /// The file chooser.
+    /// The file chooser. Several files that are chosen together make a batch.
     void openDocument();
+    /// A batch in a window of its own, with these files and the movies in these folders.
+    BatchMainWindow* newBatch(const QStringList& paths = {});
     void showPreferences();
     void showAbout();
 
@@ -56,6 +59,7 @@ public:
 
     /// In the order in which they were opened.
     [[nodiscard]] std::vector<MovieWindow*> windows() const { return m_open; }
+    [[nodiscard]] const std::vector<BatchMainWindow*>& batchWindows() const { return m_openBatches; }
     [[nodiscard]] const ApplicationActions& actions() const { return m_actions; }
     [[nodiscard]] RecentFiles& recentFiles() { return m_recentFiles; }
     [[nodiscard]] StartWindow& startWindow() { return *m_startWindow; }
@@ -74,6 +78,10 @@ private:
     void showFailures(const std::vector<MovieOpener::Failure>& failures);
     void pathChanged(const MovieWindow* window);
     void windowClosed(MovieWindow* window);
+    void batchClosed(BatchMainWindow* window);
+    /// May all batches go? Asks each.
+    bool mayCloseBatches();
+    void chooseFiles(const QStringList& paths);
     void deleteClosedWindows();
     void showStartWindow();
     void showStartWindowIfEmpty();
@@ -97,6 +105,8 @@ private:
 
     std::vector<MovieWindow*> m_open;
     std::vector<std::unique_ptr<MovieWindow>> m_closed; ///< until nothing can be at work in them any more
+    std::vector<BatchMainWindow*> m_openBatches;
+    std::vector<std::unique_ptr<BatchMainWindow>> m_closedBatches;
     QTimer m_burial;
     std::unique_ptr<StartWindow> m_startWindow;
     QPointer<QFileDialog> m_chooser;

@@ -8,6 +8,7 @@ namespace reelwright {
 /// What belongs to the program and not to one document: the same in the menus of every window.
 struct ApplicationActions
 {
+    QAction* newBatch = nullptr;
     QAction* open = nullptr;
     QMenu* openRecent = nullptr;
     QAction* preferences = nullptr;

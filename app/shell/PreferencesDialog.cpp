@@ -20,6 +20,7 @@ namespace {
     constexpr auto kDisableLogging = "disable-logging";
     constexpr int kExplanationWidth = 380;
     constexpr std::int64_t kChooserAtStart = 0;
+    constexpr std::int64_t kBatchAtStart = 1;
     constexpr std::int64_t kNothingAtStart = 2;
 
     /// A check box with a sentence below that says what comes of it.
@@ -87,10 +88,12 @@ QComboBox* PreferencesDialog::makeStartup()
     auto* box = new QComboBox;
     box->setObjectName(QStringLiteral("startupType"));
     box->addItem(tr("Choose movies to open"), QVariant::fromValue(qint64 {kChooserAtStart}));
+    box->addItem(tr("Begin a new batch"), QVariant::fromValue(qint64 {kBatchAtStart}));
     box->addItem(tr("Show the start window"), QVariant::fromValue(qint64 {kNothingAtStart}));
     m_loaders.emplace_back([this, box] {
-        // Every value but one comes to the same.
-        box->setCurrentIndex(m_preferences.integer("startupType") == kChooserAtStart ? 0 : 1);
+        // Every value but two comes to the same.
+        const int index = box->findData(QVariant::fromValue(qint64 {m_preferences.integer("startupType")}));
+        box->setCurrentIndex(index < 0 ? box->count() - 1 : index);
     });
     connect(box, &QComboBox::currentIndexChanged, this, [this, box] {
         if (!m_isLoading)

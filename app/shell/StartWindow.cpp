@@ -85,6 +85,7 @@ StartWindow::StartWindow(const ApplicationActions& actions)
     resize(kSize);
 
     auto* file = menuBar()->addMenu(tr("&File"));
+    file->addAction(actions.newBatch);
     file->addAction(actions.open);
     file->addMenu(actions.openRecent);
     file->addSeparator();

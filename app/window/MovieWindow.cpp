@@ -3,10 +3,12 @@
 #include "app/panes/AttributesPane.h"
 #include "app/panes/InformationPane.h"
 #include "app/panes/MovieSettingsPane.h"
+#include "app/panes/QuickTasksPane.h"
 #include "app/panes/TimecodePane.h"
 #include "app/player/FullScreen.h"
 #include "app/player/MovieView.h"
 #include "app/player/TransportBar.h"
+#include "app/shell/AlertBox.h"
 #include "app/shell/Background.h"
 #include "app/shell/FileChooser.h"
 #include "app/window/BannerBar.h"
@@ -43,9 +45,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMimeData>
-#include <QPushButton>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTextBrowser>
@@ -102,13 +102,6 @@ namespace {
         return texts;
     }
 
-    QMessageBox::ButtonRole roleOf(std::size_t button, std::size_t count)
-    {
-        if (button == 0)
-            return QMessageBox::AcceptRole;
-        return button + 1 == count ? QMessageBox::RejectRole : QMessageBox::DestructiveRole;
-    }
-
 } // namespace
 
 MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const ApplicationActions& actions)
@@ -123,6 +116,9 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_tracks = new TrackPanel(*m_document, *m_actions, this);
     m_panels = new PanelTabWidget(*m_document, this);
     m_panels->addPane(Panel::Information, new InformationPane(*m_document, *m_facts));
+    auto* tasks = new QuickTasksPane(*m_document, *this, [this](Panel panel) { m_panels->showPanel(panel); });
+    connect(tasks, &QuickTasksPane::batchAsked, this, &MovieWindow::batchAsked);
+    m_panels->addPane(Panel::QuickTasks, tasks);
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
     m_panels->addPane(Panel::EncodingAttributes, new AttributesPane(*m_document, *this));
@@ -568,21 +564,7 @@ void MovieWindow::updateActions()
 std::size_t MovieWindow::alert(
     const std::string& title, const std::string& text, const std::vector<std::string>& buttons)
 {
-    QMessageBox box(this);
-    box.setWindowModality(Qt::WindowModal);
-    box.setIcon(buttons.size() > 1 ? QMessageBox::Question : QMessageBox::Warning);
-    box.setWindowTitle(fromUtf8(m_document->displayName()));
-    box.setTextFormat(Qt::RichText);
-    box.setText(QStringLiteral("<b>%1</b>").arg(fromUtf8(title).toHtmlEscaped()));
-    box.setInformativeText(fromUtf8(text).toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>")));
-    std::vector<QAbstractButton*> made;
-    for (std::size_t i = 0; i < buttons.size(); ++i)
-        made.push_back(box.addButton(fromUtf8(buttons[i]), roleOf(i, buttons.size())));
-    box.setDefaultButton(qobject_cast<QPushButton*>(made.front()));
-    box.setEscapeButton(made.back());
-    box.exec();
-    const auto chosen = std::find(made.begin(), made.end(), box.clickedButton());
-    return chosen == made.end() ? made.size() - 1 : static_cast<std::size_t>(chosen - made.begin());
+    return showAlert(*this, fromUtf8(m_document->displayName()), title, text, buttons);
 }
 
 std::optional<std::string> MovieWindow::chooseSavePath(

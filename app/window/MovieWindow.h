@@ -68,6 +68,8 @@ public:
 signals:
     /// Movie files were dropped on the window.
     void filesDropped(const QStringList& paths);
+    /// A quick task is wanted for more files than this one.
+    void batchAsked(int tag);
     /// The document has another file (it was saved as).
     void pathChanged();
     /// The window is closed for good; whoever made it has to delete it later, not at once.

@@ -28,6 +28,12 @@ void PanelTabWidget::addPane(Panel panel, Pane* pane)
     m_panes[panel] = pane;
 }
 
+void PanelTabWidget::showPanel(Panel panel)
+{
+    if (const auto known = m_panes.find(panel); known != m_panes.end() && indexOf(known->second) >= 0)
+        setCurrentWidget(known->second);
+}
+
 void PanelTabWidget::reloadSelection()
 {
     const auto panels = m_document.panelTabs([this](Panel panel) { return m_panes.count(panel) != 0; });

@@ -24,6 +24,8 @@ public:
 
     /// From now on there is a pane for that panel.
     void addPane(Panel panel, Pane* pane);
+    /// Brings a panel's tab to the front, where there is one.
+    void showPanel(Panel panel);
     /// The tabs for the selection, filled. When it is another one, its own tab comes to the front.
     void reloadSelection();
     /// Fills the tabs that are there.

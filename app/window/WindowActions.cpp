@@ -141,7 +141,7 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     };
 
     auto& file = *bar.addMenu(tr("&File"));
-    add(file, {application.open});
+    add(file, {application.newBatch, application.open});
     if (application.openRecent)
         file.addMenu(application.openRecent);
     file.addSeparator();

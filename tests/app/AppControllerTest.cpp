@@ -397,7 +397,9 @@ void AppControllerTest::startupTypeDecidesOnlyWithoutFiles()
         QCOMPARE(m_controller->chooser()->fileMode(), QFileDialog::ExistingFiles);
         QVERIFY(m_controller->chooser()->nameFilters().front().contains(text("*.mov *.MOV *.qt")));
     }
-    QCOMPARE(m_controller->startWindow().isVisible(), !hasFile); // it would only flash up
+    const bool hasBatch = startupType == 1;
+    QCOMPARE(m_controller->batchWindows().size(), hasBatch ? 1U : 0U);
+    QCOMPARE(m_controller->startWindow().isVisible(), !hasFile && !hasBatch); // it would only flash up
     if (hasFile)
         QVERIFY(finished.wait(kWait));
     QCOMPARE(m_controller->windows().size(), hasFile ? 1U : 0U);

@@ -1,6 +1,7 @@
 #include "app/window/MovieWindow.h"
 
 #include "app/panes/InformationPane.h"
+#include "app/panes/QuickTaskList.h"
 #include "app/player/MovieView.h"
 #include "app/player/TransportBar.h"
 #include "app/window/PanelTabWidget.h"
@@ -29,6 +30,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTableWidget>
 #include <QTextBrowser>
 
 namespace reelwright::test {
@@ -114,6 +116,7 @@ private slots:
     void arrowKeysNudgeTheSelectedTrack();
     void deleteAsksAndRemoves();
     void settingsControlsChangeTheMovie();
+    void quickTaskSaysWhatItWouldChangeAndRuns();
     void frameRateIsSaidWhereThereIsAPicture();
     void movieMayHideItsController();
     void fullScreenShowsThePictureAlone();
@@ -220,8 +223,9 @@ void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
     QVERIFY(!m_window->isWindowModified());
     QCOMPARE(table().model()->rowCount(), 4);
     QCOMPARE(table().currentIndex().row(), 0);
-    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Settings")}));
-    QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Settings"));
+    QCOMPARE(tabTitles(),
+        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings")}));
+    QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Quick Tasks"));
     QTRY_VERIFY_WITH_TIMEOUT(view().isSettled() && view().duration().value > 0, kWait);
     QCOMPARE(view().duration(), document().movie().duration());
 }
@@ -229,14 +233,15 @@ void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
 void MovieWindowTest::tabsFollowTheSelection()
 {
     table().selectRow(1);
-    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info")}));
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks")}));
     actions().addTimecodeTrack->trigger(); // selects the new track
     QCOMPARE(table().currentIndex().row(), 4);
-    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Settings")}));
+    QCOMPARE(tabTitles(),
+        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings")}));
     QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Settings"));
     table().clearSelection();
     QVERIFY(!document().selectedRow());
-    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info")}));
+    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks")}));
 }
 
 void MovieWindowTest::undoKeepsTheTabThatTheUserChose()
@@ -367,6 +372,7 @@ void MovieWindowTest::deleteAsksAndRemoves()
 
 void MovieWindowTest::settingsControlsChangeTheMovie()
 {
+    tabs().setCurrentIndex(2);
     auto* pane = tabs().currentWidget();
     const auto box = [&](const char* text) -> QCheckBox* {
         for (auto* candidate : pane->findChildren<QCheckBox*>())
@@ -401,6 +407,23 @@ void MovieWindowTest::settingsControlsChangeTheMovie()
     actions().undo->trigger();
     QCOMPARE(aperture->currentIndex(), 0);
     QCOMPARE(document().movie().userDataItem("apmd"_cc).has_value(), false);
+}
+
+void MovieWindowTest::quickTaskSaysWhatItWouldChangeAndRuns()
+{
+    tabs().setCurrentIndex(1);
+    auto* pane = tabs().currentWidget();
+    pane->findChild<QuickTaskList*>()->select(15);
+    auto* changes = pane->findChild<QTableWidget*>();
+    QTRY_COMPARE_WITH_TIMEOUT(changes->rowCount(), 1, kWait);
+    QCOMPARE(changes->item(0, 1)->text(), QStringLiteral("enabled"));
+    Press ok {"OK"};
+    for (auto* button : pane->findChildren<QPushButton*>())
+        if (plain(button->text()) == QLatin1String("Run"))
+            button->click();
+    QCOMPARE(ok.title, QStringLiteral("Quick Task complete"));
+    QVERIFY(m_window->isWindowModified());
+    QTRY_COMPARE_WITH_TIMEOUT(changes->rowCount(), 0, kWait); // the next time it would change nothing
 }
 
 void MovieWindowTest::frameRateIsSaidWhereThereIsAPicture()

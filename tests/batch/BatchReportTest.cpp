@@ -14,7 +14,7 @@ namespace {
     {
         const BatchQueue queue {QueueEntry::of(edits::rotate(edits::Turn::Left)),
             QueueEntry::of(edits::flip()),
-            QueueEntry::of(edits::quickTask(*quickTaskWithTag(23), TaskPlace::Batch, "/my movies/it's")),
+            QueueEntry::of(edits::quickTask(*quickTaskWithTag(23), "/my movies/it's")),
             QueueEntry::conform("Conform movie to 25 fps", 25)};
         BatchSettings settings;
         settings.mode = BatchMode::AppendText;

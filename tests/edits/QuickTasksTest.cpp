@@ -20,10 +20,13 @@ namespace {
             EXPECT_EQ(quickTaskNamed(std::to_string(task.tag)), &task);
             EXPECT_EQ(quickTaskNamed(task.optionName()), &task) << task.name;
             EXPECT_EQ(
-                edits::quickTask(task, TaskPlace::Batch).queueLabel, std::string("Quick Task: ") + task.name);
+                edits::quickTask(task).queueLabel, std::string("Quick Task: ") + task.name);
         }
         EXPECT_EQ(quickTaskNamed("remove-audio-tracks-except-tracks-1-2")->tag, 4);
         EXPECT_EQ(quickTaskNamed("set-timecode-from-thm-file")->tag, 7);
+        EXPECT_EQ(tags.size(), 29U);
+        EXPECT_EQ(*tags.begin(), 1);
+        EXPECT_EQ(*tags.rbegin(), 29);
         for (const auto* none : {"", "0", "30", "-1", "1x", "Remove empty tracks"})
             EXPECT_EQ(quickTaskNamed(none), nullptr) << none;
     }
@@ -63,7 +66,7 @@ namespace {
         for (const int tag : {5, 12, 23, 7}) {
             auto movie = test::emptyMovie();
             test::addTrack(movie, {});
-            const auto edit = edits::quickTask(*quickTaskWithTag(tag), TaskPlace::Batch, "/nowhere");
+            const auto edit = edits::quickTask(*quickTaskWithTag(tag), "/nowhere");
             const auto applied = edit.apply(movie);
             ASSERT_FALSE(applied) << tag;
             EXPECT_FALSE(applied.error().detail.empty());
