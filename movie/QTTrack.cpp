@@ -256,8 +256,7 @@ Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
     if (duration < present) {
         shorten(list, duration);
     } else if (auto missing = duration - present; missing > 0) {
-        // A track that shows only gaps starts over with its media; where it has none, an edit of no length
-        // tells the gap that is its duration from the gap in front of it.
+        // A track that shows only gaps starts over with its media.
         if (contentOf(edits) == edits.end())
             edits.push_back({0, 0, 1 << 16});
         const auto mediaDuration = media().duration();
@@ -267,8 +266,13 @@ Result<void> QTTrack::setRange(const QTTimeRange& wanted) const
         const auto extension = std::min(missing, available);
         edits.back().duration += extension;
         missing -= extension;
-        if (missing > 0)
-            edits.push_back({missing, -1, 1 << 16});
+        if (missing > 0 && media().sampleCount() == 0)
+            edits.push_back({missing, -1, 1 << 16}); // nothing but its gap tells how long it is
+        else if (missing > 0)
+            return failure(MovieError::Code::Refused, fmt::format("track {}", trackID()),
+                fmt::format("its media are not long enough; the longest duration possible is {:.3f} seconds "
+                            "({}/{})",
+                    static_cast<double>(duration - missing) / scale, duration - missing, scale));
     }
     if (start != gap)
         setStart(list, start);

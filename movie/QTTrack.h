@@ -51,17 +51,18 @@ public:
     [[nodiscard]] QTTimeRange range() const;
     /// Moves the start by making, changing or removing the leading empty edit (a start below zero becomes
     /// zero); cuts the edit list at the end for a shorter duration; for a longer one extends the last edit
-    /// into media that is there, then appends an empty edit. No media is deleted and no rate changed; `range`
+    /// into media that is there. No media is deleted and no rate changed; `range`
     /// then answers what was set, in the movie's time scale.
     ///
     ///     | A | B |       start +2     |  |  | A | B |
     ///     | A | B |       shorter      | A | B'|
-    ///     | A | B |       longer       | A | B+media |gap|
+    ///     | A | B |       longer       | A | B+media |
     ///     |gap| A | B |   to nothing   |gap|A'          A' has no length, but keeps its place in the media
-    ///     |gap|           longer       |gap| media |gap|
-    ///     |gap|           longer       |gap|.|gap|      without media an edit of no length, ., parts the two
+    ///     |gap|           longer       |gap| media |
     ///
-    /// Errors: Refused when the movie is not editable or has no time scale; those of `editList`; Corrupt when
+    /// A track must not end in a gap that it did not have: some readers take it for damage.
+    /// Errors: Refused when the movie is not editable or has no time scale, or the media are not long enough,
+    /// naming the longest duration possible; those of `editList`; Corrupt when
     /// the track header cannot be read. The track is then as it was.
     Result<void> setRange(const QTTimeRange& range) const;
 
