@@ -35,6 +35,16 @@ function(reelwright_own_precompile target)
     endif()
 endfunction()
 
+# reelwright_precompiled_program(NAME HEADERS...): a program that does nothing but give its compiled headers to others. Headers
+# are compiled in the way of the target that uses them, and programs are compiled otherwise than libraries.
+function(reelwright_precompiled_program name)
+    if(REELWRIGHT_PRECOMPILE)
+        file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "int main() { }\n")
+        add_executable(${name} ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+        target_precompile_headers(${name} PRIVATE ${REELWRIGHT_COMMON_HEADERS} ${ARGN})
+    endif()
+endfunction()
+
 # reelwright_precompile(TARGET LIKE): lets a target use the compiled headers of another one.
 function(reelwright_precompile target like)
     if(REELWRIGHT_PRECOMPILE AND TARGET ${like})
@@ -76,10 +86,6 @@ function(reelwright_test name)
     target_link_libraries(test_${name} PRIVATE ${ARGN} reelwright_test_support GTest::gmock_main reelwright_options)
     # GCC 12 takes the backing array of an initializer list for uninitialized when it optimizes.
     target_compile_options(test_${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-    if(name STREQUAL movie)
-        reelwright_own_precompile(test_movie <gmock/gmock.h>)
-    else()
-        reelwright_precompile(test_${name} test_movie)
-    endif()
+    reelwright_precompile(test_${name} reelwright_test_headers)
     gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600)
 endfunction()
