@@ -1,9 +1,9 @@
 #include "batch/BatchSaver.h"
 
-#include "document/FinderInfo.h"
 #include "movie/files/DataReference.h"
 #include "movie/saving/MovieSaver.h"
 #include "report/MovieFacts.h"
+#include "saving/FinderInfo.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 #include "support/Trash.h"
@@ -115,14 +115,17 @@ Result<BatchSaver::Saved> BatchSaver::writeThroughTemporaryFile(
     const bool replaces = m_storage->exists(target);
     if (replaces && isWriteProtected(target))
         return failure(MovieError::Code::Refused, path, "the file is write-protected and is not replaced");
+    RW_CHECK(m_storage->checkPlace(target, 0));
     const auto temporary = FileHelper::uniqueFilename(hiddenSibling(target));
     KWLog::appendLog("Saving to temporary file {}", temporary);
     SaveOptions options;
     options.progress = progress;
     RW_TRY(const auto report, MovieSaver::writeToFile(movie, temporary, options));
     const auto finish = [&]() -> Result<void> {
-        if (replaces)
-            RW_CHECK(m_storage->copyAttributes(target, temporary));
+        if (replaces) {
+            RW_CHECK(m_storage->copyAttributes(target, temporary, Storage::Likeness::Replacement));
+            RW_CHECK(m_storage->copyPermissions(target, temporary, Storage::Likeness::Replacement));
+        }
         RW_CHECK(checkSameFile(movie, path, *m_storage));
         return place(temporary, target);
     };

@@ -41,8 +41,12 @@ public:
         return open(siblingPath, Access::ReadWrite);
     }
     bool exists(const std::string& path) override { return files.contains(path); }
-    Result<void> copyAttributes(const std::string&, const std::string&) override { return {}; }
-    Result<void> rename(const std::string& from, const std::string& to) override
+    Result<void> copyAttributes(const std::string&, const std::string&, Likeness) override { return {}; }
+    Result<void> copyPermissions(const std::string&, const std::string&, Likeness) override { return {}; }
+    Result<void> checkPlace(const std::string&, std::uint64_t) override { return {}; }
+    Result<void> checkLength(const std::string&, std::uint64_t) override { return {}; }
+    Result<void> rename(
+        const std::string& from, const std::string& to, const std::optional<FileState>&) override
     {
         RW_CHECK(change(to));
         files[to] = files[from];
@@ -78,7 +82,10 @@ private:
         {
         }
 
-        Result<FileState> state() override { return FileState {1, 1, m_content->size(), 0}; }
+        Result<FileState> state() override
+        {
+            return FileState {1, reinterpret_cast<std::uintptr_t>(m_content.get()), m_content->size(), 0};
+        }
         Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
         {
             if (offset >= m_content->size())

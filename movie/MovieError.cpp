@@ -24,6 +24,7 @@ int defaultStatus(MovieError::Code code)
     case MovieError::Code::Unsupported:
         return -4; // unimpErr
     case MovieError::Code::Refused:
+    case MovieError::Code::Changed:
         return -50; // paramErr
     case MovieError::Code::Cancelled:
         return -128; // userCanceledErr

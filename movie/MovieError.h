@@ -14,6 +14,7 @@ struct MovieError
         Corrupt, ///< the data contradict themselves
         Unsupported, ///< well formed, but of a kind that this engine does not handle
         Refused, ///< the request cannot be carried out in the present state
+        Changed, ///< another program changed the file meanwhile
         Cancelled, ///< the caller's progress function asked to stop
     };
 

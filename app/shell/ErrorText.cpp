@@ -52,6 +52,7 @@ namespace {
                 "Reelwright does not know this kind of file. It opens QuickTime and MP4 movies, DV streams, "
                 "and WAV and AIFF sound.");
         case MovieError::Code::Refused:
+        case MovieError::Code::Changed:
             return tr("The file cannot be opened as it is.");
         case MovieError::Code::Cancelled:
             return tr("Opening was cancelled.");

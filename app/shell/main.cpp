@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QIcon>
 
+#include <csignal>
 #include <cstdio>
 
 namespace {
@@ -62,6 +63,8 @@ QIcon programIcon()
 
 int main(int argc, char** argv)
 {
+    // A file that may not become longer is a failed write, not the end of the program.
+    std::signal(SIGXFSZ, SIG_IGN); // NOLINT: ignoring needs no handler
     QStringList given;
     for (int index = 1; index < argc; ++index)
         given.append(QString::fromLocal8Bit(argv[index]));

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <fstream>
 #include <optional>
 #include <random>
 #include <string_view>
@@ -56,6 +58,13 @@ namespace {
         return slash == std::string::npos ? path : path.substr(slash + 1);
     }
 
+    FileState stateOf(const struct stat& info)
+    {
+        return {static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino),
+            static_cast<std::uint64_t>(info.st_size),
+            static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec};
+    }
+
     class PosixFile : public StorageFile
     {
     public:
@@ -74,9 +83,7 @@ namespace {
             struct stat info = {};
             if (::fstat(m_descriptor, &info) != 0)
                 return systemFailure(errno, m_path, "cannot be examined");
-            return FileState {static_cast<std::uint64_t>(info.st_dev),
-                static_cast<std::uint64_t>(info.st_ino), static_cast<std::uint64_t>(info.st_size),
-                static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec};
+            return stateOf(info);
         }
 
         Result<std::size_t> readAt(std::uint64_t offset, std::span<std::byte> out) override
@@ -225,6 +232,7 @@ namespace {
         bool inPlace;
     };
 
+    constexpr std::uint32_t kVfat = 0x00004D44;
     constexpr VolumeName kVolumes[] = {
         {"ext4", 0x0000EF53, true}, // ext2 and ext3 have the same number
         {"xfs", 0x58465342, true},
@@ -238,7 +246,7 @@ namespace {
         {"hfs", 0x00004244, true},
         {"hfs+", 0x0000482B, true},
         {"apfs", 0x42535041, true},
-        {"vfat", 0x00004D44, false},
+        {"vfat", kVfat, false},
         {"exfat", 0x2011BAB0, false},
         {"ntfs", 0x5346544E, false},
         {"ntfs3", 0x7366746E, false},
@@ -288,7 +296,7 @@ namespace {
             int descriptor = -1;
             for (int attempt = 0; attempt < 100 && descriptor < 0; ++attempt) {
                 name = fmt::format("{}.{:08x}", stem, random());
-                descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+                descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
                 if (descriptor < 0 && errno != EEXIST)
                     break;
             }
@@ -304,43 +312,140 @@ namespace {
             return ::lstat(path.c_str(), &info) == 0;
         }
 
-        Result<void> copyAttributes(const std::string& from, const std::string& to) override
+        Result<void> copyAttributes(
+            const std::string& from, const std::string& to, Likeness likeness) override
         {
+            const bool mustBeAlike = likeness == Likeness::Replacement;
             struct stat info = {};
             if (::stat(from.c_str(), &info) != 0)
                 return systemFailure(errno, from, "cannot be examined");
-            // Only the superuser may give a file away; without that right the copy stays the writer's own.
-            [[maybe_unused]] const int owned = ::chown(to.c_str(), info.st_uid, info.st_gid);
-            if (::chmod(to.c_str(), info.st_mode & 07777U) != 0)
-                return systemFailure(errno, to, "cannot be given the original's permissions");
-            const auto listSize = ::listxattr(from.c_str(), nullptr, 0);
-            if (listSize <= 0)
-                return {};
-            std::string names(static_cast<std::size_t>(listSize), '\0');
-            const auto named = ::listxattr(from.c_str(), names.data(), names.size());
-            if (named <= 0)
-                return {};
-            names.resize(static_cast<std::size_t>(named));
+            // A copy is its writer's own where the group or owner cannot be had.
+            if (::chown(to.c_str(), info.st_uid, info.st_gid) != 0 && mustBeAlike)
+                return systemFailure(errno, to, "cannot be given the owner and group of the original");
+            std::string names;
+            if (const auto size = ::listxattr(from.c_str(), nullptr, 0); size > 0) {
+                names.resize(static_cast<std::size_t>(size));
+                names.resize(static_cast<std::size_t>(
+                    std::max<ssize_t>(0, ::listxattr(from.c_str(), names.data(), names.size()))));
+            }
             for (std::size_t at = 0; at < names.size();
                  at += std::string_view(names.c_str() + at).size() + 1) {
-                const char* name = names.c_str() + at;
-                const auto size = ::getxattr(from.c_str(), name, nullptr, 0);
-                if (size < 0)
-                    continue;
-                std::string value(static_cast<std::size_t>(size), '\0');
-                const auto got = ::getxattr(from.c_str(), name, value.data(), value.size());
-                if (got < 0)
-                    continue;
-                if (::setxattr(to.c_str(), name, value.data(), static_cast<std::size_t>(got), 0) != 0
-                    && std::string_view(name).starts_with("user.") && errno != ENOTSUP)
+                const std::string name = names.c_str() + at;
+                const auto value = name == kAccessList ? std::nullopt : extendedAttribute(from, name);
+                if (value && ::setxattr(to.c_str(), name.c_str(), value->data(), value->size(), 0) != 0
+                    && name.starts_with("user.") && (mustBeAlike || errno != ENOTSUP))
                     return systemFailure(
                         errno, to, fmt::format("cannot be given the extended attribute {}", name));
             }
             return {};
         }
 
-        Result<void> rename(const std::string& from, const std::string& to) override
+        Result<void> copyPermissions(
+            const std::string& from, const std::string& to, Likeness likeness) override
         {
+            if (from.empty())
+                return ::chmod(to.c_str(), 0666U & ~creationMask()) == 0
+                    ? Result<void> {}
+                    : systemFailure(errno, to, "cannot be given its permissions");
+            struct stat info = {};
+            struct stat mine = {};
+            if (::stat(from.c_str(), &info) != 0 || ::stat(to.c_str(), &mine) != 0)
+                return systemFailure(errno, from, "cannot be examined");
+            // Running as its owner or group is nothing that a copy with another one inherits.
+            const bool isOwned = mine.st_uid == info.st_uid && mine.st_gid == info.st_gid;
+            auto mode = info.st_mode & (isOwned ? 07777U : 0777U);
+            const auto list = extendedAttribute(from, kAccessList);
+            if (list && ::setxattr(to.c_str(), kAccessList, list->data(), list->size(), 0) != 0) {
+                if (likeness == Likeness::Replacement)
+                    return systemFailure(errno, to, "cannot be given the original's access list");
+                mode &= ~070U; // with a list these bits say what the list allows at most
+            }
+            if (::chmod(to.c_str(), mode) != 0)
+                return systemFailure(errno, to, "cannot be given the original's permissions");
+            return {};
+        }
+
+        Result<void> checkLength(const std::string& path, std::uint64_t size) override
+        {
+            struct rlimit limit = {};
+            if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY
+                && size > limit.rlim_cur)
+                return failure(MovieError::Code::Refused, path,
+                    fmt::format("the file takes {} bytes, and this program may write files of {} bytes at "
+                                "most (ulimit -f)",
+                        size, limit.rlim_cur));
+            struct statfs volume = {};
+            constexpr std::uint64_t kLongestOnVfat = UINT32_MAX;
+            if (::statfs(folderOf(path).c_str(), &volume) == 0
+                && static_cast<std::uint32_t>(volume.f_type) == kVfat && size > kLongestOnVfat)
+                return failure(MovieError::Code::Refused, path,
+                    fmt::format("the file takes {} bytes, and volumes of this kind hold files of less than "
+                                "four gigabytes",
+                        size));
+            return {};
+        }
+
+        Result<void> checkPlace(const std::string& path, std::uint64_t size) override
+        {
+            RW_CHECK(checkLength(path, size));
+            struct stat folder = {};
+            if (::stat(folderOf(path).c_str(), &folder) == 0 && !S_ISDIR(folder.st_mode))
+                return systemFailure(ENOTDIR, folderOf(path), "no file can be made there");
+            if (::stat(folderOf(path).c_str(), &folder) != 0
+                || ::faccessat(AT_FDCWD, folderOf(path).c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+                return systemFailure(errno, folderOf(path), "no file can be made in this folder");
+            struct stat info = {};
+            if (::stat(path.c_str(), &info) != 0)
+                return errno == ENOENT ? Result<void> {} : systemFailure(errno, path, "cannot be examined");
+            if (!S_ISREG(info.st_mode))
+                return failure(MovieError::Code::Refused, path, "is not a regular file");
+            if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
+                return systemFailure(errno, path, "is protected and is not replaced");
+            struct statx more = {};
+            if (::statx(AT_FDCWD, path.c_str(), 0, STATX_TYPE, &more) == 0
+                && (more.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0)
+                return systemFailure(EPERM, path, "is protected and is not replaced");
+            if (::geteuid() == 0)
+                return {};
+            if (info.st_uid != ::geteuid())
+                return failure(MovieError::Code::Refused, path,
+                    "the file belongs to another user; written anew as a whole it would be yours. Save the "
+                    "movie under another name, or ask the owner to");
+            if (info.st_gid != ::getegid() && !isInGroup(info.st_gid))
+                return failure(MovieError::Code::Refused, path,
+                    "the file belongs to a group that you are no member of; written anew as a whole it would "
+                    "lose that group. Save the movie under another name");
+            return {};
+        }
+
+        Result<void> rename(
+            const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+        {
+            if (!replaced)
+                return renameToFreeName(from, to);
+            // The two names are exchanged, so that what stood there is in hand, and can be given back, should
+            // it not be the file that was to be replaced.
+            const auto exchange = [&] {
+                return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0;
+            };
+            if (exchange()) {
+                if (const auto found = stateAt(from); !found || *found != *replaced) {
+                    if (!exchange())
+                        return systemFailure(errno, to,
+                            fmt::format("another program changed the file; its own is {} now", from));
+                    return changedMeanwhile(to, found, *replaced);
+                }
+                if (::unlink(from.c_str()) != 0)
+                    return systemFailure(
+                        errno, to, fmt::format("was saved; its former state is left as {}", from));
+                return {};
+            }
+            if (errno == ENOENT) // the file is not there any more: nothing is replaced
+                return renameToFreeName(from, to);
+            if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+                return systemFailure(errno, to, "cannot be replaced");
+            if (const auto found = stateAt(to); !found || *found != *replaced)
+                return changedMeanwhile(to, found, *replaced);
             if (::rename(from.c_str(), to.c_str()) != 0)
                 return systemFailure(errno, to, "cannot be replaced");
             return {};
@@ -402,6 +507,78 @@ namespace {
         }
 
     private:
+        static constexpr auto kAccessList = "system.posix_acl_access";
+
+        static std::optional<std::string> extendedAttribute(const std::string& path, const std::string& name)
+        {
+            const auto size = ::getxattr(path.c_str(), name.c_str(), nullptr, 0);
+            if (size < 0)
+                return std::nullopt;
+            std::string value(static_cast<std::size_t>(size), '\0');
+            const auto got = ::getxattr(path.c_str(), name.c_str(), value.data(), value.size());
+            if (got < 0)
+                return std::nullopt;
+            value.resize(static_cast<std::size_t>(got));
+            return value;
+        }
+
+        /// What the user wants new files not to allow. Asking umask(2) would change it for other threads.
+        static mode_t creationMask()
+        {
+            constexpr mode_t kUsual = 022;
+            std::ifstream status("/proc/self/status");
+            for (std::string word; status >> word;)
+                if (word == "Umask:") {
+                    unsigned mask = kUsual;
+                    status >> std::oct >> mask;
+                    return mask;
+                }
+            return kUsual;
+        }
+
+        static std::optional<FileState> stateAt(const std::string& path)
+        {
+            struct stat info = {};
+            return ::lstat(path.c_str(), &info) == 0 ? std::optional(stateOf(info)) : std::nullopt;
+        }
+
+        static bool isInGroup(gid_t group)
+        {
+            std::vector<gid_t> groups(static_cast<std::size_t>(std::max(0, ::getgroups(0, nullptr))));
+            const int count = ::getgroups(static_cast<int>(groups.size()), groups.data());
+            return count > 0 && std::find(groups.begin(), groups.end(), group) != groups.end();
+        }
+
+        static Result<void> renameToFreeName(const std::string& from, const std::string& to)
+        {
+            if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+                return {};
+            if (errno == EINVAL || errno == ENOSYS) { // a volume that has no such rename: two names, then one
+                if (::link(from.c_str(), to.c_str()) == 0) {
+                    static_cast<void>(::unlink(from.c_str()));
+                    return {};
+                }
+                // Not even that (vfat through older systems): what is left is to look.
+                if (errno != EEXIST && !stateAt(to) && ::rename(from.c_str(), to.c_str()) == 0)
+                    return {};
+            }
+            if (errno == EEXIST)
+                return failure(MovieError::Code::Refused, to,
+                    "a file of that name has appeared meanwhile, and is left alone");
+            return systemFailure(errno, to, "cannot be written");
+        }
+
+        static tl::unexpected<MovieError> changedMeanwhile(
+            const std::string& path, const std::optional<FileState>& found, const FileState& replaced)
+        {
+            return failure(MovieError::Code::Changed, path,
+                found && found->isSameFile(replaced)
+                    ? "another program wrote to the file while it was saved; the file is as that program "
+                      "left "
+                      "it"
+                    : "another program put a file there while the movie was saved; that one is left alone");
+        }
+
         Sync m_sync;
     };
 

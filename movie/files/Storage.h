@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -23,6 +24,12 @@ struct FileState
     [[nodiscard]] bool isSameFile(const FileState& other) const
     {
         return device == other.device && inode == other.inode;
+    }
+    /// The same file, as long as it was. A new date alone is no change of a file: copies, backups and
+    /// indexers set dates.
+    [[nodiscard]] bool isAlike(const FileState& other) const
+    {
+        return isSameFile(other) && size == other.size;
     }
 };
 
@@ -62,15 +69,32 @@ public:
     virtual ~Storage() = default;
 
     virtual Result<std::shared_ptr<StorageFile>> open(const std::string& path, Access access) = 0;
-    /// A new hidden file in the folder of `path`; `siblingPath` receives its path.
+    /// A new hidden file in the folder of `path`, which nobody else may read; `siblingPath` receives its
+    /// path.
     virtual Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath)
         = 0;
     virtual bool exists(const std::string& path) = 0;
-    /// Gives the file at `to` the permissions, owner (where allowed) and extended attributes of the one at
-    /// `from`.
-    virtual Result<void> copyAttributes(const std::string& from, const std::string& to) = 0;
-    virtual Result<void> rename(const std::string& from, const std::string& to) = 0;
+    /// What a new file has of another one: all, because it takes its place, or as much as may be.
+    enum class Likeness { Replacement, Copy };
+    /// Gives the file at `to` the owner, group and extended attributes of the one at `from`. A replacement
+    /// that cannot have them is an error.
+    virtual Result<void> copyAttributes(const std::string& from, const std::string& to, Likeness likeness)
+        = 0;
+    /// Gives it the permissions and the access list, or without `from` those of a new file: the last thing,
+    /// because others may read it from then on.
+    virtual Result<void> copyPermissions(const std::string& from, const std::string& to, Likeness likeness)
+        = 0;
+    /// Could a file of `size` bytes be put at `path`, in the place of one that is there and with its owner
+    /// and group? Looks only. The error says what stands against it.
+    virtual Result<void> checkPlace(const std::string& path, std::uint64_t size) = 0;
+    /// May the file be made so long? Refused where the volume, or a limit of this process, does not allow it.
+    virtual Result<void> checkLength(const std::string& path, std::uint64_t size) = 0;
+    /// Gives the file at `from` the name `to`, where `replaced` stands now, or no file when it is not given.
+    /// Refused when another one stands there: it is left alone. Changed when `replaced` was written to.
+    virtual Result<void> rename(
+        const std::string& from, const std::string& to, const std::optional<FileState>& replaced)
+        = 0;
     virtual Result<void> remove(const std::string& path) = 0;
     /// Flushes the folder that holds `path`, so that a rename in it lasts.
     virtual Result<void> flushFolder(const std::string& path) = 0;

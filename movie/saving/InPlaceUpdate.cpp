@@ -146,6 +146,7 @@ InPlaceUpdate::Gap InPlaceUpdate::endGap(std::uint64_t size) const
 Result<void> InPlaceUpdate::write(std::uint64_t offset, ByteSpan bytes)
 {
     m_bytesWritten += bytes.size();
+    m_longestSize = std::max(m_longestSize, offset + bytes.size());
     return m_file ? m_file->writeAt(offset, bytes) : Result<void> {};
 }
 
@@ -256,11 +257,16 @@ Result<void> InPlaceUpdate::retire(std::uint64_t offset)
     const auto index = indexAt(offset);
     auto& atom = m_layout.atoms[index];
     if (atom.end() == m_layout.fileSize && !isInUse(atom.offset, atom.end())) {
-        RW_CHECK(truncate(offset));
-        RW_CHECK(flush());
-        m_layout.end = m_layout.fileSize = offset;
-        m_layout.atoms.pop_back();
-        return {};
+        const auto cut = truncate(offset);
+        if (cut) {
+            RW_CHECK(flush());
+            m_layout.end = m_layout.fileSize = offset;
+            m_layout.atoms.pop_back();
+            return {};
+        }
+        if (cut.error().code != MovieError::Code::Changed)
+            return cut;
+        // Another program has appended to the file: the atom stays, as free space.
     }
     if (atom.sizeForm != SizeForm::Compact || !isAtomic(offset, kHeaderSize)) {
         RW_CHECK(write32(offset + 4, "free"_cc.value));

@@ -56,6 +56,8 @@ public:
 
     [[nodiscard]] const FileLayout& layout() const { return m_layout; }
     [[nodiscard]] std::uint64_t bytesWritten() const { return m_bytesWritten; }
+    /// How long the file is at its longest.
+    [[nodiscard]] std::uint64_t longestSize() const { return m_longestSize; }
     /// Did `header` end up behind media that the old one stood before?
     [[nodiscard]] bool headerLeftTheFront() const { return m_headerLeftTheFront; }
     /// Can a reader find the header given to `replaceHeader`? Stays false when that failed early enough.
@@ -92,6 +94,7 @@ private:
     std::uint64_t m_bytesWritten = 0;
     std::uint64_t m_headerOffset = 0;
     std::uint64_t m_furthestHeaderOffset = 0;
+    std::uint64_t m_longestSize = 0;
     bool m_headerLeftTheFront = false;
     bool m_mayHaveReplacedHeader = false;
 };

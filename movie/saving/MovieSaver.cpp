@@ -6,6 +6,7 @@
 #include "movie/saving/FileAccount.h"
 #include "movie/saving/FlattenPlan.h"
 #include "movie/saving/InPlaceUpdate.h"
+#include "movie/saving/WatchedFile.h"
 
 #include <fmt/format.h>
 
@@ -21,17 +22,8 @@ namespace {
 
     tl::unexpected<MovieError> changedByOthers(const std::string& path)
     {
-        return failure(MovieError::Code::Refused, path,
+        return failure(MovieError::Code::Changed, path,
             "another program changed the file since it was opened; open it again to see its present state");
-    }
-
-    /// Is the file behind that handle still what was opened?
-    Result<void> checkUnchanged(StorageFile& file, const MovieFile& opened)
-    {
-        RW_TRY(const auto now, file.state());
-        if (!(now == opened.state))
-            return changedByOthers(opened.path);
-        return {};
     }
 
     /// Does the file have those bytes at `offset`?
@@ -49,17 +41,126 @@ namespace {
         return true;
     }
 
-    /// The same by its name: a file renamed over it is another one.
+    /// Is the file behind that handle still what was opened? Dates can be new, and can be set back; the
+    /// header's own bytes cannot lie.
+    Result<void> checkUnchanged(StorageFile& file, const MovieFile& opened)
+    {
+        RW_TRY(const auto now, file.state());
+        if (!now.isAlike(opened.state))
+            return changedByOthers(opened.path);
+        if (const auto* header = opened.headerAtom()) {
+            RW_TRY(const bool same, holds(file, header->offset, opened.header.span()));
+            if (!same)
+                return changedByOthers(opened.path);
+        }
+        return {};
+    }
+
+    /// Does that name lead to the open file? Another one can have been renamed over it.
+    Result<void> checkNamed(Storage& storage, const std::string& path, StorageFile& file)
+    {
+        RW_TRY(const auto mine, file.state());
+        RW_TRY(const auto named, storage.open(path, Storage::Access::Read));
+        RW_TRY(const auto found, named->state());
+        if (!found.isSameFile(mine))
+            return changedByOthers(path);
+        return {};
+    }
+
     Result<std::shared_ptr<StorageFile>> openForUpdate(const MovieFile& opened)
     {
         RW_TRY(auto file, opened.storage->open(opened.path, Storage::Access::ReadWrite));
         RW_CHECK(file->lock());
+        RW_CHECK(checkNamed(*opened.storage, opened.path, *file)); // before the lock others may write
         RW_CHECK(checkUnchanged(*file, opened));
-        // Times can be set back; the header's own bytes cannot lie.
-        RW_TRY(const bool same, holds(*file, opened.headerAtom()->offset, opened.header.span()));
-        if (!same)
-            return changedByOthers(opened.path);
         return file;
+    }
+
+    /// The files that a copy reads, to be watched while it does.
+    class CopiedFiles
+    {
+    public:
+        /// Refuses media that lie behind the end of their file.
+        static Result<CopiedFiles> of(const FlattenPlan& plan, const std::string& path)
+        {
+            CopiedFiles files;
+            for (const auto& segment : plan.segments()) {
+                if (!segment.file)
+                    continue;
+                auto known = files.m_states.find(segment.file);
+                if (known == files.m_states.end()) {
+                    RW_TRY(const auto state, segment.file->state());
+                    known = files.m_states.emplace(segment.file, state).first;
+                }
+                const auto size = known->second.size;
+                if (segment.fileOffset > size || segment.size > size - segment.fileOffset)
+                    return failure(MovieError::Code::Truncated, path,
+                        "media of the movie are missing: they would lie behind the end of their file",
+                        segment.fileOffset);
+            }
+            return files;
+        }
+
+        Result<void> checkStill(const std::string& path) const
+        {
+            for (const auto& [file, before] : m_states) {
+                RW_TRY(const auto now, file->state());
+                if (now != before)
+                    return failure(MovieError::Code::Changed, path,
+                        "another program wrote to the media while they were copied; try again when it is "
+                        "done");
+            }
+            return {};
+        }
+
+    private:
+        std::map<std::shared_ptr<StorageFile>, FileState> m_states;
+    };
+
+    /// The file that a copy replaces, locked, and what it is; nothing where there is none.
+    struct Replaced
+    {
+        std::shared_ptr<StorageFile> file;
+        FileState state;
+    };
+
+    /// Is the file what the plan makes? It is after a save whose very last step failed, and can be written
+    /// again.
+    Result<bool> isMade(StorageFile& file, const FileState& state, const FlattenPlan& plan)
+    {
+        if (state.size != plan.size())
+            return false;
+        for (const auto& segment : plan.segments())
+            if (!segment.file) {
+                RW_TRY(const bool same, holds(file, segment.offset, segment.bytes.span()));
+                if (!same)
+                    return false;
+            }
+        return true;
+    }
+
+    Result<std::optional<Replaced>> openReplaced(Storage& storage, const std::string& target,
+        const MovieFile* source, const FlattenPlan& plan, const SaveOptions& options)
+    {
+        if (!storage.exists(target))
+            return std::nullopt;
+        Replaced replaced;
+        RW_TRY(replaced.file, storage.open(target, Storage::Access::Read));
+        RW_CHECK(replaced.file->lock());
+        RW_CHECK(checkNamed(storage, target, *replaced.file));
+        RW_TRY(replaced.state, replaced.file->state());
+        if (source && replaced.state.isSameFile(source->state)) {
+            RW_CHECK(checkUnchanged(*replaced.file, *source));
+            return replaced;
+        }
+        if ((source && storage.resolve(source->path) == target)
+            || (options.expected && !replaced.state.isAlike(*options.expected))) {
+            RW_TRY(const bool made, isMade(*replaced.file, replaced.state, plan));
+            return made ? Result<std::optional<Replaced>> {replaced} : changedByOthers(target);
+        }
+        if (!options.overwrite)
+            return failure(MovieError::Code::Refused, target, "there is a file of that name already");
+        return replaced;
     }
 
     /// Where media lie that wait in memory (as memory offsets), and where in the file.
@@ -143,7 +244,7 @@ namespace {
         InPlaceUpdate paper {nullptr, file.layout, contents.account.inUse()};
         RW_CHECK(tidyBefore(paper, contents.account));
         if (!movie.isChanged()) {
-            contents.report = {paper.bytesWritten(), false, 0};
+            contents.report = {paper.bytesWritten(), false, 0, false};
             return contents;
         }
         if (const auto waiting = MediaOffsets::memoryExtents(movie); !waiting.empty()) {
@@ -174,7 +275,8 @@ namespace {
                 contents.account.headerLimit());
         RW_TRY(contents.header, MediaOffsets::headerAt(movie, contents.unplaced, paper.headerOffset()));
         contents.headerBytes = contents.header->toBytes();
-        contents.report = {paper.bytesWritten(), paper.headerLeftTheFront(), 0};
+        RW_CHECK(file.storage->checkLength(movie.fileName(), paper.longestSize()));
+        contents.report = {paper.bytesWritten(), paper.headerLeftTheFront(), 0, false};
         return contents;
     }
 
@@ -255,8 +357,17 @@ Result<void> MovieSaver::canUpdateMovieFile(const QTMovie& movie, VolumeRule vol
         if (const auto type = file->storage->volumeType(file->path); !volumeAllowsInPlaceUpdate(type))
             return refuse(
                 fmt::format("the file lies on a {} volume, on which files are not updated in place", type));
+    return checkUnchanged(movie);
+}
+
+Result<void> MovieSaver::checkUnchanged(const QTMovie& movie)
+{
+    const auto& file = movie.file();
+    if (!file)
+        return {};
     RW_TRY(const auto current, file->storage->open(file->path, Storage::Access::Read));
-    return checkUnchanged(*current, *file);
+    RW_TRY(const auto state, current->state());
+    return state == file->state ? Result<void> {} : reelwright::checkUnchanged(*current, *file);
 }
 
 Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions& options)
@@ -274,7 +385,10 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
         return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
 
     RW_TRY(const auto file, openForUpdate(*opened));
-    InPlaceUpdate update {file.get(), opened->layout, account.inUse()};
+    if (options.rehearse)
+        return contents.report;
+    WatchedFile watched {file, opened->layout.fileSize, opened->path};
+    InPlaceUpdate update {&watched, opened->layout, account.inUse()};
     const auto write = [&]() -> Result<void> {
         RW_CHECK(tidyBefore(update, account));
         if (!movie.isChanged())
@@ -308,16 +422,20 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     movie.m_savedHeader = contents.header;
     movie.m_truePlace = {contents.header, movie.m_file->headerAtom()->offset};
     movie.m_sources->setOwn(movie.m_file);
+    if (!checkNamed(*opened->storage, opened->path, *file))
+        return failure(MovieError::Code::Changed, opened->path,
+            "another program put a file in the place of this one while it was saved; that one is left alone, "
+            "and has none of the changes");
     if (options.progress)
         options.progress(1);
-    return SaveReport {update.bytesWritten(), update.headerLeftTheFront(), 0};
+    return SaveReport {update.bytesWritten(), update.headerLeftTheFront(), 0, false};
 }
 
 Result<SaveReport> MovieSaver::plan(const QTMovie& movie, SaveWay way, const SaveOptions& options)
 {
     if (way == SaveWay::Flattened) {
         RW_TRY(const auto plan, FlattenPlan::make(movie, options.unused));
-        return SaveReport {plan.size(), false, plan.bytesLeftOut()};
+        return SaveReport {plan.size(), false, plan.bytesLeftOut(), false};
     }
     RW_CHECK(canUpdateMovieFile(movie, options.volumes));
     if (movie.isOutline())
@@ -333,19 +451,27 @@ Result<SaveReport> MovieSaver::writeToFile(
     const auto& source = movie.file();
     const auto storage = source ? source->storage : Storage::posix();
     const auto target = storage->resolve(path);
-    if (source)
-        RW_CHECK(checkUnchanged(*source->file, *source));
     RW_TRY(const auto plan, FlattenPlan::make(movie, options.unused));
+    RW_TRY(const auto copied, CopiedFiles::of(plan, path));
+    RW_CHECK(storage->checkPlace(target, plan.size()));
+    // Holds the lock while its name is taken over.
+    RW_TRY(const auto replaced, openReplaced(*storage, target, source.get(), plan, options));
+    const SaveReport report {plan.size(), false, plan.bytesLeftOut(),
+        source && !reelwright::checkUnchanged(*source->file, *source)};
+    if (options.rehearse)
+        return report;
 
-    const bool replaces = storage->exists(target);
-    std::shared_ptr<StorageFile> replaced; // holds the lock while its name is taken over
-    if (replaces) {
-        RW_TRY(replaced, storage->open(target, Storage::Access::Read));
-        RW_CHECK(replaced->lock());
-    }
+    // The source may have lost its name meanwhile; its bytes are still there.
+    const auto model = replaced                   ? target
+        : source && storage->exists(source->path) ? source->path
+                                                  : std::string {};
+    const auto likeness = replaced ? Storage::Likeness::Replacement : Storage::Likeness::Copy;
     std::string hidden;
     RW_TRY(auto file, storage->createSibling(target, hidden));
     const auto writeAll = [&]() -> Result<void> {
+        // A file that could not stay its owner's is refused before the work.
+        if (!model.empty())
+            RW_CHECK(storage->copyAttributes(model, hidden, likeness));
         // Copied step by step, so that progress shows and a cancel is heard within a long stretch.
         constexpr std::uint64_t kStep = 64U << 20U;
         std::uint64_t done = 0;
@@ -367,23 +493,20 @@ Result<SaveReport> MovieSaver::writeToFile(
             }
         }
         RW_CHECK(file->flush());
-        // The source may have lost its name meanwhile; its bytes are still there.
-        const auto model = replaces ? target : source ? source->path : std::string {};
-        if (!model.empty() && storage->exists(model))
-            RW_CHECK(storage->copyAttributes(model, hidden));
-        // The sources must have held still while they were copied.
-        if (source)
-            RW_CHECK(checkUnchanged(*source->file, *source));
-        return storage->rename(hidden, target);
+        RW_CHECK(copied.checkStill(path));
+        RW_CHECK(storage->copyPermissions(model, hidden, likeness));
+        return storage->rename(hidden, target, replaced ? std::optional(replaced->state) : std::nullopt);
     };
     if (auto written = writeAll(); !written) {
-        static_cast<void>(storage->remove(hidden));
+        // Where names were exchanged and could not be changed back, another file has that name now.
+        if (checkNamed(*storage, hidden, *file))
+            static_cast<void>(storage->remove(hidden));
         return tl::unexpected<MovieError>(std::move(written).error());
     }
     RW_CHECK(storage->flushFolder(target));
     if (options.progress)
         options.progress(1);
-    return SaveReport {plan.size(), false, plan.bytesLeftOut()};
+    return report;
 }
 
 } // namespace reelwright

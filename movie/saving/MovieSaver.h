@@ -15,9 +15,16 @@ enum class VolumeRule {
 
 struct SaveOptions
 {
-    Progress progress; ///< may be empty
+    Progress progress {}; ///< may be empty
     VolumeRule volumes = VolumeRule::JournalledOnly;
     UnusedBytes unused = UnusedBytes::Keep;
+    /// Go the whole way to the first write, and end there: what a save would refuse is refused, and the
+    /// report says what would be written.
+    bool rehearse = false;
+    /// May `writeToFile` replace a file? The movie's own one always, as long as nobody else changed it.
+    bool overwrite = true;
+    /// What has to stand where `writeToFile` writes, if anything does. Its date does not matter.
+    std::optional<FileState> expected {};
 };
 
 struct SaveReport
@@ -25,6 +32,8 @@ struct SaveReport
     std::uint64_t bytesWritten = 0; ///< to the movie file; media copied by the kernel included
     bool headerLeftTheFront = false; ///< the header stood before the media and had to move behind them
     std::uint64_t bytesLeftOut = 0; ///< of the movie's file; never by an update in place
+    bool sourceChanged = false; ///< the movie's own file is no longer as it was opened: a copy was made of
+                                ///< what its media are now
 };
 
 enum class SaveWay { InPlace, Flattened };
@@ -40,6 +49,9 @@ public:
     /// What a save that way would do, without writing a byte, or why it would be refused. The save itself
     /// goes by the same plan; it looks once more whether the file is what was opened, and takes the lock.
     static Result<SaveReport> plan(const QTMovie& movie, SaveWay way, const SaveOptions& options = {});
+    /// Is the movie's own file, by its name, still the one that was opened? A new date alone is no change.
+    /// Errors: Changed; Io where there is no such file any more.
+    static Result<void> checkUnchanged(const QTMovie& movie);
 
     /// Updates the movie's own file in place: new media and the new header are placed where no reader looks,
     /// then the header's type is switched, then the old header is retired. Cost: the header, never the media.
@@ -49,8 +61,9 @@ public:
 
     /// Writes the movie flattened (header first, all media in the one file) to `path`, replacing a file there
     /// only when the new one is complete. The movie itself is not changed; open the file to go on with it.
-    /// Errors: Io; Refused when the movie's file was changed meanwhile; Truncated when media are missing;
-    /// Cancelled.
+    /// Errors: Io; Refused where a file must not be replaced, or would lose its owner; Changed when another
+    /// program changed the file that is replaced, or wrote to the media while they were copied; Truncated
+    /// when media are missing; Cancelled.
     static Result<SaveReport> writeToFile(
         const QTMovie& movie, const std::string& path, const SaveOptions& options = {});
 };

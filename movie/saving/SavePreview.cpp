@@ -108,11 +108,27 @@ namespace {
             return notInAPreview(path);
         }
         bool exists(const std::string& path) override { return m_real->exists(path); }
-        Result<void> copyAttributes(const std::string&, const std::string& to) override
+        Result<void> copyAttributes(const std::string&, const std::string& to, Likeness) override
         {
             return notInAPreview(to);
         }
-        Result<void> rename(const std::string&, const std::string& to) override { return notInAPreview(to); }
+        Result<void> copyPermissions(const std::string&, const std::string& to, Likeness) override
+        {
+            return notInAPreview(to);
+        }
+        Result<void> checkPlace(const std::string& path, std::uint64_t size) override
+        {
+            return m_real->checkPlace(path, size);
+        }
+        Result<void> checkLength(const std::string& path, std::uint64_t size) override
+        {
+            return m_real->checkLength(path, size);
+        }
+        Result<void> rename(
+            const std::string&, const std::string& to, const std::optional<FileState>&) override
+        {
+            return notInAPreview(to);
+        }
         Result<void> remove(const std::string& path) override { return notInAPreview(path); }
         Result<void> flushFolder(const std::string&) override { return {}; }
         std::string resolve(const std::string& path) override { return m_real->resolve(path); }

@@ -85,10 +85,11 @@ namespace {
                 note(path);
             return GatedStorage::open(path, access);
         }
-        Result<void> rename(const std::string& from, const std::string& to) override
+        Result<void> rename(
+            const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
         {
             note(to);
-            return GatedStorage::rename(from, to);
+            return GatedStorage::rename(from, to, replaced);
         }
 
     private:

@@ -56,13 +56,26 @@ public:
         return m_real->createSibling(path, siblingPath);
     }
     bool exists(const std::string& path) override { return m_real->exists(path); }
-    Result<void> copyAttributes(const std::string& from, const std::string& to) override
+    Result<void> copyAttributes(const std::string& from, const std::string& to, Likeness likeness) override
     {
-        return m_real->copyAttributes(from, to);
+        return m_real->copyAttributes(from, to, likeness);
     }
-    Result<void> rename(const std::string& from, const std::string& to) override
+    Result<void> copyPermissions(const std::string& from, const std::string& to, Likeness likeness) override
     {
-        return m_real->rename(from, to);
+        return m_real->copyPermissions(from, to, likeness);
+    }
+    Result<void> checkPlace(const std::string& path, std::uint64_t size) override
+    {
+        return m_real->checkPlace(path, size);
+    }
+    Result<void> checkLength(const std::string& path, std::uint64_t size) override
+    {
+        return m_real->checkLength(path, size);
+    }
+    Result<void> rename(
+        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+    {
+        return m_real->rename(from, to, replaced);
     }
     Result<void> remove(const std::string& path) override { return m_real->remove(path); }
     Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }

@@ -365,8 +365,30 @@ bool SimulatedStorage::exists(const std::string& path)
     return m_volume->entries.contains(path);
 }
 
-Result<void> SimulatedStorage::copyAttributes(const std::string& from, const std::string& to)
+Result<void> SimulatedStorage::copyAttributes(const std::string&, const std::string& to, Likeness)
 {
+    if (const int error = m_volume->begin({Call::Attributes, to}))
+        return systemFailure(error, to, "cannot be given the original's attributes");
+    return {};
+}
+
+Result<void> SimulatedStorage::checkPlace(const std::string& path, std::uint64_t)
+{
+    for (const auto& each : {path, folderOf(path)})
+        if (m_volume->readOnly.contains(each))
+            return systemFailure(EACCES, each, "cannot be written");
+    return {};
+}
+
+Result<void> SimulatedStorage::checkLength(const std::string&, std::uint64_t)
+{
+    return {};
+}
+
+Result<void> SimulatedStorage::copyPermissions(const std::string& from, const std::string& to, Likeness)
+{
+    if (from.empty())
+        return {};
     int error = m_volume->begin({Call::Attributes, to});
     const auto source = m_volume->entries.find(from);
     const auto target = m_volume->entries.find(to);
@@ -379,9 +401,17 @@ Result<void> SimulatedStorage::copyAttributes(const std::string& from, const std
     return {};
 }
 
-Result<void> SimulatedStorage::rename(const std::string& from, const std::string& to)
+Result<void> SimulatedStorage::rename(
+    const std::string& from, const std::string& to, const std::optional<FileState>& replaced)
 {
     int error = m_volume->begin({Call::Rename, to});
+    if (error == 0)
+        if (const auto standing = m_volume->entries.find(to); standing != m_volume->entries.end()) {
+            const auto& inode = *standing->second;
+            const FileState state {1, inode.number, inode.content.size(), inode.modified};
+            if (!replaced || state != *replaced)
+                return failure(MovieError::Code::Changed, to, "another program changed the file");
+        }
     const auto source = m_volume->entries.find(from);
     if (error == 0
         && (m_volume->readOnly.contains(folderOf(from)) || m_volume->readOnly.contains(folderOf(to))))

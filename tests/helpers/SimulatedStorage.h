@@ -85,8 +85,12 @@ public:
     Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath) override;
     bool exists(const std::string& path) override;
-    Result<void> copyAttributes(const std::string& from, const std::string& to) override;
-    Result<void> rename(const std::string& from, const std::string& to) override;
+    Result<void> copyAttributes(const std::string& from, const std::string& to, Likeness likeness) override;
+    Result<void> copyPermissions(const std::string& from, const std::string& to, Likeness likeness) override;
+    Result<void> checkPlace(const std::string& path, std::uint64_t size) override;
+    Result<void> checkLength(const std::string& path, std::uint64_t size) override;
+    Result<void> rename(
+        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override;
     Result<void> remove(const std::string& path) override;
     Result<void> flushFolder(const std::string& path) override;
     std::string resolve(const std::string& path) override;

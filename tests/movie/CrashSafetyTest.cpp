@@ -493,7 +493,14 @@ namespace {
     {
         const auto changeByte = [](SimulatedStorage& storage) {
             const auto file = storage.open(kPath, Storage::Access::ReadWrite);
-            ASSERT_TRUE((*file)->writeAt(0, Bytes::copyOf(std::string(1, '\0')).span()));
+            for (const auto& atom : FileLayout::scan(**file, kPath).value().atoms)
+                if (atom.type == "moov"_cc) {
+                    ASSERT_TRUE((*file)->writeAt(atom.offset + 20, Bytes::copyOf("x").span()));
+                }
+        };
+        const auto append = [](SimulatedStorage& storage) {
+            const auto file = storage.open(kPath, Storage::Access::ReadWrite);
+            ASSERT_TRUE((*file)->writeAt((*file)->state()->size, Bytes::copyOf("x").span()));
         };
         std::shared_ptr<StorageFile> other;
         const RefusalFact facts[] = {
@@ -503,11 +510,13 @@ namespace {
                     ASSERT_TRUE(other->lock());
                 },
                 {Mode::InPlace, Mode::Flattened}, MovieError::Code::Refused, "lock"},
-            {"somebody else wrote to the file", changeByte, {Mode::InPlace, Mode::Flattened},
-                MovieError::Code::Refused, "changed"},
+            {"somebody else changed the header", changeByte, {Mode::InPlace, Mode::Flattened},
+                MovieError::Code::Changed, "changed"},
+            {"somebody else appended to the file", append, {Mode::InPlace, Mode::Flattened},
+                MovieError::Code::Changed, "changed"},
             {"another file has taken its name",
                 [](SimulatedStorage& storage) { storage.put(kPath, MovieBuilder {}.build(), kAttributes); },
-                {Mode::InPlace}, MovieError::Code::Refused, "changed"},
+                {Mode::InPlace, Mode::Flattened}, MovieError::Code::Changed, "changed"},
             {"the file is gone", [](SimulatedStorage& storage) { ASSERT_TRUE(storage.remove(kPath)); },
                 {Mode::InPlace}, MovieError::Code::Io, "cannot be opened"},
             {"the file is read-only", [](SimulatedStorage& storage) { storage.setReadOnly(kPath); },

@@ -30,6 +30,13 @@ namespace {
         return file ? *file : nullptr;
     }
 
+    std::optional<FileState> stateOf(Storage& storage, const std::string& path)
+    {
+        const auto file = storage.open(path, Storage::Access::Read);
+        const auto state = file ? (*file)->state() : Result<FileState> {tl::unexpected(file.error())};
+        return state ? std::optional(*state) : std::nullopt;
+    }
+
     /// The content of the file, runs of one letter as letter and count: "A512 B40"; zero bytes as "0"; "-"
     /// for no file.
     std::string shape(const DiskState& state, const std::string& path = kPath)
@@ -125,8 +132,8 @@ namespace {
         std::string hidden;
         const auto file = *storage.createSibling(kPath, hidden);
         EXPECT_TRUE(file->writeAt(0, repeated('B', 512).span()));
-        EXPECT_TRUE(storage.copyAttributes(kPath, hidden));
-        EXPECT_TRUE(storage.rename(hidden, kPath));
+        EXPECT_TRUE(storage.copyPermissions(kPath, hidden, Storage::Likeness::Replacement));
+        EXPECT_TRUE(storage.rename(hidden, kPath, stateOf(storage, kPath)));
         EXPECT_THAT(shapesAfterCrash(storage), UnorderedElementsAre("A512", "", "0512", "B512"))
             << "the name is there, its data or even its size need not be";
         EXPECT_THAT(shapesAfterCrash(storage, hidden), UnorderedElementsAre("-", "", "0512", "B512"));
@@ -175,7 +182,7 @@ namespace {
         RW_CHECK(file->writeAt(0, repeated('B', 1500).span()));
         if (flush)
             RW_CHECK(file->flush());
-        RW_CHECK(storage.rename(hidden, kPath));
+        RW_CHECK(storage.rename(hidden, kPath, stateOf(storage, kPath)));
         return storage.flushFolder(kPath);
     }
 

@@ -1,4 +1,4 @@
-#include "document/FinderInfo.h"
+#include "saving/FinderInfo.h"
 
 #include <sys/xattr.h>
 
