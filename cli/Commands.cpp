@@ -6,6 +6,7 @@
 #include "cli/ReadCommands.h"
 #include "cli/TasksCommand.h"
 #include "cli/TimecodeCommand.h"
+#include "cli/VerifyCommand.h"
 
 namespace reelwright::cli {
 namespace {
@@ -29,6 +30,8 @@ namespace {
             make<ExportCommand>},
         {"frame", "Write single pictures, a series of them, or a sheet", help::kFrameFooter, FilesUse::Needed,
             make<FrameCommand>},
+        {"verify", "Read every sample of every track and say what cannot be read", help::kVerifyFooter,
+            FilesUse::Needed, make<VerifyCommand>},
         {"tasks", "List the quick tasks that \"edit --task\" knows", help::kTasksFooter, FilesUse::None,
             make<TasksCommand>},
     };

@@ -1,9 +1,9 @@
 #include "cli/EditCommand.h"
 
 #include "cli/Interrupt.h"
-#include "cli/OutputPlan.h"
 #include "cli/PerFile.h"
 #include "report/Printable.h"
+#include "saving/OutputPlan.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 
@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <filesystem>
-#include <system_error>
 #include <thread>
 
 namespace reelwright::cli {
@@ -119,8 +117,8 @@ namespace {
     class EditRun
     {
     public:
-        EditRun(
-            const EditOptions& options, Console& console, OutputFormat format, std::vector<PlannedEdit> plan)
+        EditRun(const EditOptions& options, Console& console, OutputFormat format,
+            std::vector<PlannedOutput> plan)
             : m_options(options)
             , m_console(console)
             , m_plan(std::move(plan))
@@ -207,7 +205,7 @@ namespace {
 
         const EditOptions& m_options;
         Console& m_console;
-        const std::vector<PlannedEdit> m_plan;
+        const std::vector<PlannedOutput> m_plan;
         ResultWriter m_writer;
         const std::shared_ptr<Storage> m_storage;
         std::vector<std::atomic<double>> m_fractions; ///< done of each file
@@ -246,12 +244,6 @@ int editFiles(const EditOptions& options, const Invocation& invocation)
     interrupt::listen();
     // A reader of the results that goes away must not end a save; it is reported as a failed write.
     ::signal(SIGPIPE, SIG_IGN); // NOLINT: ignoring needs no handler
-    if (options.outputFolder && !options.dryRun) {
-        std::error_code error;
-        std::filesystem::create_directories(*options.outputFolder, error);
-        if (error)
-            console.message(*options.outputFolder, "the folder cannot be made: " + error.message());
-    }
     EditRun work {options, console, invocation.format,
         planOutputs(invocation.files, options, [&](const std::string& alias, const std::string& kept) {
             console.message(alias, "warning: is the same file as " + kept + ", which is edited once");

@@ -9,20 +9,6 @@
 namespace reelwright::cli {
 
 enum class EditStatus { Updated, Unchanged, Failed };
-enum class SaveMode {
-    None, ///< nothing is written
-    InPlace, ///< the header is updated within the file
-    Flattened, ///< the whole movie is written
-};
-
-/// The checksum of one track's media before and after a save.
-struct MediaComparison
-{
-    std::uint32_t trackID = 0;
-    std::optional<std::string> before; ///< nothing for a track that was not there
-    std::optional<std::string> after;
-};
-
 /// What became of one file.
 struct EditResult
 {
@@ -42,7 +28,7 @@ struct EditResult
     static EditResult failed(std::string file, std::string error);
 };
 
-/// One file's edit: open, apply the steps in order, save once, check.
+/// One file's edit: open, apply the steps in order, save once.
 class FileEdit
 {
 public:
@@ -54,13 +40,10 @@ public:
 
 private:
     Result<void> edit(EditResult& result, const std::string& output);
-    /// The change of the frame rate that the save makes.
-    Result<void> conform(EditResult& result, QTMovie& movie, const std::string& output);
-    Result<void> save(EditResult& result, QTMovie& movie, bool inPlace);
+
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;
     Progress m_progress;
-    double m_done = 0; ///< what the progress function was told last
 };
 
 } // namespace reelwright::cli

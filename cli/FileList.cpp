@@ -31,17 +31,47 @@ namespace {
         return readAll(file.get(), list);
     }
 
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+    bool isUtf16(std::string_view text)
+    {
+        return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+    }
+
+    /// Does every line end in CR and LF, as other systems write it? A name may end in CR, but not all of them.
+    bool hasCarriageReturns(std::string_view text)
+    {
+        bool isThere = false;
+        for (std::size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos; ++at) {
+            isThere = at > 0 && text[at - 1] == '\r';
+            if (!isThere)
+                return false;
+        }
+        return isThere;
+    }
+
 } // namespace
 
 Result<std::vector<std::string>> readFileList(const std::string& list, NameSeparator separator)
 {
     RW_TRY(const auto text, readList(list));
-    const char end = separator == NameSeparator::Nul ? '\0' : '\n';
+    const bool isLines = separator == NameSeparator::LineEnd;
+    const char end = isLines ? '\n' : '\0';
+    std::string_view rest = text;
+    if (isLines && isUtf16(rest))
+        return failure(MovieError::Code::Unsupported, list == "-" ? "standard input" : list,
+            "the list is text in UTF-16; save it as UTF-8");
+    if (isLines && rest.starts_with(kByteOrderMark))
+        rest.remove_prefix(kByteOrderMark.size());
+    const bool hasReturns = isLines && hasCarriageReturns(rest);
     std::vector<std::string> names;
-    for (std::string_view rest = text; !rest.empty();) {
+    while (!rest.empty()) {
         const auto length = std::min(rest.find(end), rest.size());
-        if (length != 0)
-            names.emplace_back(rest.substr(0, length));
+        auto name = rest.substr(0, length);
+        if (hasReturns && name.ends_with('\r'))
+            name.remove_suffix(1);
+        if (!name.empty())
+            names.emplace_back(name);
         rest.remove_prefix(std::min(length + 1, rest.size()));
     }
     return names;

@@ -151,6 +151,20 @@ Examples:
 Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage (nothing was done), 130 stopped by Ctrl-C,
 143 by SIGTERM (128 + the signal's number).)";
 
+const char* const kVerifyFooter = R"(
+Reads all media, those in other files included, and compares them with nothing: it tells media that are missing, cut
+short or on a failing disk. ("edit --verify" compares media before and after a save.)
+
+JSON: file, readable, tracks [{id, place, samples, bytes (that were read), unreadableSamples, unreadable [{first (sample,
+from 1), count, source (the file), offset (bytes, of the first), reason}]}]; at most 1000 stretches a track are listed.
+
+Examples:
+  reelwright-cli verify clip.mov
+  reelwright-cli verify --json-lines *.mov | jq -r 'select(.readable | not) | .file'
+
+Exit status: 0 done, 1 a file could not be opened or one of its samples not be read (named on standard error), 2 wrong
+usage.)";
+
 const char* const kTasksFooter = R"(
 A task is a repair of one step: "edit --task NAME" does it, in the order of the other edits; the number does as well
 as the name. Some take a file or folder behind the name: "--task import-timecode-from-thm-file" reads the still beside

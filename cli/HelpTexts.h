@@ -13,6 +13,7 @@ extern const char* const kEdit;
 extern const char* const kEditFooter;
 extern const char* const kExportFooter;
 extern const char* const kFrameFooter;
+extern const char* const kVerifyFooter;
 extern const char* const kTasksFooter;
 
 } // namespace reelwright::cli::help

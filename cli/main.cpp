@@ -1,6 +1,7 @@
 #include "cli/CommandLine.h"
 #include "support/KWLog.h"
 
+#include <csignal>
 #include <iterator>
 
 namespace {
@@ -16,6 +17,12 @@ int run(Request& request)
         auto listed = readFileList(*request.fileList, request.separator);
         if (!listed) {
             console.message({}, listed.error().message());
+            if (request.format != OutputFormat::Text) {
+                ResultWriter writer {console, request.format, 1};
+                writer.addJson(0, {{"file", *request.fileList}, {"error", listed.error().message()}});
+                writer.finish();
+                static_cast<void>(console.finish());
+            }
             return exitStatus::kFailed;
         }
         files.insert(
@@ -33,6 +40,8 @@ int run(Request& request)
 
 int main(int argc, char** argv)
 {
+    // A file that may not become longer is a failed write, not the end of the program.
+    ::signal(SIGXFSZ, SIG_IGN); // NOLINT: ignoring needs no handler
     KWLog::setApplication("reelwright-cli", REELWRIGHT_VERSION);
     KWLog::setConsole(stderr); // results alone belong on standard output
     auto parsed = parseCommandLine(argc, argv);

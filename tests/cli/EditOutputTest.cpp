@@ -227,6 +227,32 @@ namespace {
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_TRUE(playsAtOnce(path("a b.mov")));
         EXPECT_TRUE(playsAtOnce(path("c\nd.mp4")));
+        // As other systems write lists.
+        const auto lines = shell(R"(
+            printf '\357\273\277a b.mov\r\n' | reelwright-cli edit --json --autoplay off --files-from -)");
+        EXPECT_EQ(lines.exitCode, 0) << lines.errors;
+        EXPECT_FALSE(playsAtOnce(path("a b.mov")));
+        for (const auto* list : {"none.txt", "."}) {
+            const auto failed = cli({"edit", "--json", "--autoplay", "on", "--files-from", list});
+            EXPECT_EQ(failed.exitCode, 1);
+            EXPECT_EQ(Json::parse(failed.output)["file"], list) << "a script reads what went wrong";
+        }
+        EXPECT_THAT(shell("printf '\\377\\376a\\0' | reelwright-cli info --files-from -").errors,
+            HasSubstr("UTF-16"));
+    }
+
+    TEST_F(EditOutput, AFileThatMayNotBeSoLongIsRefusedInASentence)
+    {
+        const auto clip = sample("two-audio.mov");
+        const auto before = readFile(clip);
+        for (const auto* how : {"--force-resave", "--force-resave -n", "-o copy.mov"}) {
+            const auto result
+                = shell("ulimit -f 2; reelwright-cli edit --autoplay on " + std::string(how) + " two-audio.mov");
+            EXPECT_EQ(result.exitCode, 1) << how;
+            EXPECT_THAT(result.errors, HasSubstr("ulimit")) << how;
+            EXPECT_EQ(readFile(clip), before);
+            EXPECT_THAT(names(), ElementsAre("two-audio.mov"));
+        }
     }
 
     TEST_F(EditOutput, WithoutFlushingTheResultIsTheSame)

@@ -244,5 +244,20 @@ namespace {
         }
     }
 
+    TEST_F(ReadCommands, VerifyFailsWhereASampleCannotBeRead)
+    {
+        const auto clip = sample("header-first.mp4");
+        const auto whole = json({"verify", "--json", "header-first.mp4"});
+        EXPECT_EQ(whole["readable"], true);
+        EXPECT_GT(whole["tracks"][0]["bytes"], 0);
+        std::filesystem::resize_file(clip, std::filesystem::file_size(clip) - 1);
+        const auto text = cli({"verify", "header-first.mp4"});
+        EXPECT_EQ(text.exitCode, 1);
+        EXPECT_THAT(text.output, HasSubstr("cannot be read at byte"));
+        EXPECT_THAT(text.errors, HasSubstr("1 sample cannot be read"));
+        const auto cut = Json::parse(cli({"verify", "--json-lines", "header-first.mp4"}).output);
+        EXPECT_EQ(cut["readable"], false);
+    }
+
 } // namespace
 } // namespace reelwright::test

@@ -18,7 +18,7 @@ namespace {
         EXPECT_THAT(help.output,
             AllOf(HasSubstr("info"), HasSubstr("tracks"), HasSubstr("atoms"), HasSubstr("edit"),
                 HasSubstr("Exit status")));
-        for (const auto* command : {"info", "tracks", "timecode", "atoms", "edit"}) {
+        for (const auto* command : {"info", "tracks", "timecode", "atoms", "edit", "verify"}) {
             const auto own = cli({command, "--help"});
             EXPECT_EQ(own.exitCode, 0);
             EXPECT_THAT(own.output,

@@ -1,4 +1,4 @@
-#include "cli/OutputPlan.h"
+#include "saving/OutputPlan.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <set>
 #include <system_error>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     /// Tells whether two names mean one file.
@@ -47,15 +47,15 @@ namespace {
         return path;
     }
 
-    std::string outputFor(const std::string& file, const EditOptions& options)
+    std::string outputFor(const std::string& file, const OutputRule& rule)
     {
-        if (options.outputFile)
-            return *options.outputFile;
-        if (options.suffix)
-            return asMovieName(pathWithSuffix(file, *options.suffix));
-        if (!options.outputFolder)
+        if (rule.outputFile)
+            return *rule.outputFile;
+        if (rule.suffix)
+            return asMovieName(pathWithSuffix(file, *rule.suffix));
+        if (!rule.outputFolder)
             return {};
-        const auto& folder = *options.outputFolder;
+        const auto& folder = *rule.outputFolder;
         return asMovieName(folder + (folder.ends_with('/') ? "" : "/") + fileName(file));
     }
 
@@ -67,7 +67,7 @@ namespace {
         return error ? path : result.string();
     }
 
-    std::string refusalOf(const std::string& file, const std::string& output, const EditOptions& options,
+    std::string refusalOf(const std::string& file, const std::string& output, const OutputRule& rule,
         const std::map<FileIdentity, std::string>& inputs)
     {
         if (const auto existing = FileIdentity::of(output)) {
@@ -78,7 +78,7 @@ namespace {
                 return fmt::format("the output {} is another input file", output);
             if (std::error_code error; std::filesystem::is_directory(output, error))
                 return fmt::format("the output {} is a folder; --output-dir writes into it", output);
-            if (!options.overwrite)
+            if (!rule.overwrite)
                 return fmt::format("the output {} exists; --overwrite replaces it", output);
         }
         return {};
@@ -86,29 +86,29 @@ namespace {
 
 } // namespace
 
-std::vector<PlannedEdit> planOutputs(const std::vector<std::string>& files, const EditOptions& options,
+std::vector<PlannedOutput> planOutputs(const std::vector<std::string>& files, const OutputRule& rule,
     const std::function<void(const std::string& alias, const std::string& kept)>& alias)
 {
     std::map<FileIdentity, std::string> inputs;
-    std::vector<PlannedEdit> plan;
+    std::vector<PlannedOutput> plan;
     for (const auto& file : files) {
         if (const auto identity = FileIdentity::of(file)) {
             const auto [known, isNew] = inputs.emplace(*identity, file);
-            if (!isNew && options.isInPlace()) {
+            if (!isNew && rule.isInPlace()) {
                 alias(file, known->second);
                 continue;
             }
         }
-        plan.push_back({file, outputFor(file, options), {}});
+        plan.push_back({file, outputFor(file, rule), {}});
     }
     std::map<std::string, std::string> outputs;
-    for (auto& edit : plan) {
-        if (edit.output.empty())
+    for (auto& each : plan) {
+        if (each.output.empty())
             continue;
-        edit.refusal = refusalOf(edit.file, edit.output, options, inputs);
-        const auto [other, isNew] = outputs.emplace(canonical(edit.output), edit.file);
-        if (!isNew && edit.refusal.empty())
-            edit.refusal = fmt::format("the output {} is the output of {} too", edit.output, other->second);
+        each.refusal = refusalOf(each.file, each.output, rule, inputs);
+        const auto [other, isNew] = outputs.emplace(canonical(each.output), each.file);
+        if (!isNew && each.refusal.empty())
+            each.refusal = fmt::format("the output {} is the output of {} too", each.output, other->second);
     }
     return plan;
 }
@@ -121,4 +121,4 @@ std::string pathWithSuffix(const std::string& path, const std::string& suffix)
     return path.substr(0, path.size() - extension.size()) + suffix + extension;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

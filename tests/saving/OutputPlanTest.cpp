@@ -1,4 +1,4 @@
-#include "cli/OutputPlan.h"
+#include "saving/OutputPlan.h"
 
 #include "tests/helpers/TestFiles.h"
 
@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     using ::testing::ElementsAre;
@@ -30,7 +30,7 @@ namespace {
             EXPECT_EQ(pathWithSuffix(fact.path, "-x"), fact.copy);
     }
 
-    class OutputPlan : public ::testing::Test
+    class OutputPlanTest : public ::testing::Test
     {
     protected:
         std::string file(const std::string& name)
@@ -40,19 +40,19 @@ namespace {
             test::writeFile(path, {});
             return path;
         }
-        std::vector<PlannedEdit> plan(const std::vector<std::string>& files)
+        std::vector<PlannedOutput> plan(const std::vector<std::string>& files)
         {
-            return planOutputs(files, m_options, [this](const std::string& alias, const std::string& kept) {
+            return planOutputs(files, m_rule, [this](const std::string& alias, const std::string& kept) {
                 m_aliases.emplace_back(alias, kept);
             });
         }
 
         test::TempFolder m_folder;
-        EditOptions m_options;
+        OutputRule m_rule;
         std::vector<std::pair<std::string, std::string>> m_aliases;
     };
 
-    TEST_F(OutputPlan, InPlaceAFileNamedTwiceIsEditedOnce)
+    TEST_F(OutputPlanTest, InPlaceAFileNamedTwiceIsEditedOnce)
     {
         const auto clip = file("clip.mov");
         const auto link = m_folder.file("link.mov");
@@ -61,44 +61,44 @@ namespace {
         EXPECT_THAT(m_aliases, ElementsAre(Pair(link, clip), Pair(m_folder.path() + "/./clip.mov", clip)));
     }
 
-    TEST_F(OutputPlan, TwoFilesCannotHaveOneOutput)
+    TEST_F(OutputPlanTest, TwoFilesCannotHaveOneOutput)
     {
-        m_options.outputFolder = m_folder.file("not-there-yet");
+        m_rule.outputFolder = m_folder.file("not-there-yet");
         const auto edits = plan({file("a/clip.mov"), file("b/clip.mov"), file("c/other.mov")});
         EXPECT_EQ(edits.at(0).refusal, "");
         EXPECT_THAT(edits.at(1).refusal, HasSubstr("a/clip.mov"));
         EXPECT_EQ(edits.at(2).refusal, "");
     }
 
-    TEST_F(OutputPlan, AnOutputIsNeverTheFileItselfNorAnotherInput)
+    TEST_F(OutputPlanTest, AnOutputIsNeverTheFileItselfNorAnotherInput)
     {
-        m_options.overwrite = true;
-        m_options.suffix = "-x";
+        m_rule.overwrite = true;
+        m_rule.suffix = "-x";
         const auto edits = plan({file("clip.mov"), file("clip-x.mov")});
         EXPECT_THAT(edits.at(0).refusal, HasSubstr("another input"));
         EXPECT_EQ(edits.at(1).refusal, "");
 
-        m_options.suffix.reset();
-        m_options.outputFolder = m_folder.path();
+        m_rule.suffix.reset();
+        m_rule.outputFolder = m_folder.path();
         EXPECT_THAT(plan({file("clip.mov")}).at(0).refusal, HasSubstr("the file itself"));
     }
 
-    TEST_F(OutputPlan, AnExistingOutputNeedsOverwrite)
+    TEST_F(OutputPlanTest, AnExistingOutputNeedsOverwrite)
     {
-        m_options.outputFile = file("there.mov");
+        m_rule.outputFile = file("there.mov");
         EXPECT_THAT(plan({file("clip.mov")}).at(0).refusal, HasSubstr("--overwrite"));
-        m_options.overwrite = true;
+        m_rule.overwrite = true;
         EXPECT_EQ(plan({file("clip.mov")}).at(0).refusal, "");
-        m_options.outputFile = m_folder.path();
+        m_rule.outputFile = m_folder.path();
         EXPECT_THAT(plan({file("clip.mov")}).at(0).refusal, HasSubstr("is a folder"));
     }
 
-    TEST_F(OutputPlan, SoundAndDvFilesBecomeMovies)
+    TEST_F(OutputPlanTest, SoundAndDvFilesBecomeMovies)
     {
-        m_options.suffix = "-x";
+        m_rule.suffix = "-x";
         EXPECT_TRUE(plan({file("Take.WAV")}).at(0).output.ends_with("/Take-x.mov"));
         EXPECT_TRUE(plan({file("clip.m4v")}).at(0).output.ends_with("/clip-x.m4v"));
     }
 
 } // namespace
-} // namespace reelwright::cli
+} // namespace reelwright
