@@ -1,12 +1,13 @@
 #include "document/MovieWriter.h"
 
-#include "document/FinderInfo.h"
 #include "movie/samples/TimecodeMedia.h"
-#include "movie/saving/MovieSaver.h"
+#include "saving/SaveRoad.h"
 #include "support/FileHelper.h"
 #include "support/KWLog.h"
 
 #include <fmt/format.h>
+
+#include <cerrno>
 
 namespace reelwright {
 namespace {
@@ -15,9 +16,14 @@ namespace {
 
     Outcome failed(const MovieError& error)
     {
-        if (error.code == MovieError::Code::Cancelled)
+        switch (error.code) {
+        case MovieError::Code::Cancelled:
             return {Outcome::Kind::Cancelled};
-        return {Outcome::Kind::Failed, "Error writing movie", error.message()};
+        case MovieError::Code::Changed:
+            return {Outcome::Kind::Changed, "File changed by another application", error.message()};
+        default:
+            return {Outcome::Kind::Failed, "Error writing movie", error.message()};
+        }
     }
 
     Outcome abandoned(std::string text)
@@ -41,40 +47,21 @@ namespace {
         return found;
     }
 
-    /// Somebody else's file must not be lost, even when the user asked for a save: the target is the
-    /// document's file by name only.
-    std::optional<Outcome> hindrance(const MovieWriter::Request& request, Storage& storage)
+    /// The movie as a whole, to that path.
+    std::optional<MovieError> writeFlattened(const MovieWriter::Request& request, const std::string& path,
+        const Progress& progress, bool isDryRun = false)
     {
-        if (!request.expectedFile || !storage.exists(request.path))
-            return std::nullopt;
-        const auto file = storage.open(request.path, Storage::Access::Read);
-        if (!file)
-            return failed(file.error());
-        const auto state = (*file)->state();
-        if (!state)
-            return failed(state.error());
-        auto expected = *request.expectedFile;
-        if (request.operation == SaveOperation::Save)
-            expected.modifiedNanos = state->modifiedNanos;
-        if (*state == expected)
-            return std::nullopt;
-        return Outcome {Outcome::Kind::Failed, "File changed by another application",
-            fmt::format("{}: another program changed the file since it was opened. Save the movie under "
-                        "another name, or open the file again to see its present state.",
-                request.path)};
-    }
-
-    Result<void> writeFlattened(
-        const MovieWriter::Request& request, const std::string& path, const Progress& progress)
-    {
-        SaveOptions options;
-        options.progress = progress;
-        if (request.operation != SaveOperation::Save)
-            options.unused = UnusedBytes::LeaveOut;
-        if (auto written = MovieSaver::writeToFile(request.movie, path, options); !written)
-            return tl::unexpected<MovieError>(std::move(written).error());
-        setMovieTypeAndCreator(path);
-        return {};
+        SaveRequest save;
+        save.movie = request.movie;
+        save.output = path;
+        save.mode = SaveMode::Flattened;
+        save.rules.dryRun = isDryRun;
+        save.overwrite = true; // the user was asked where the name was chosen
+        if (path == request.path)
+            save.expected = request.expectedFile;
+        save.unused = request.operation == SaveOperation::Save ? UnusedBytes::Keep : UnusedBytes::LeaveOut;
+        save.setsTypeAndCreator = true;
+        return saving::save(std::move(save), progress).error;
     }
 
     /// Writes beside the target and moves the file into its place, for volumes and permissions on which the
@@ -87,11 +74,15 @@ namespace {
         KWLog::appendLog("Unable to save - creating temp file...");
         const auto target = storage.resolve(request.path);
         const auto temporary = FileHelper::uniqueFilename(hiddenSibling(target));
-        if (auto written = writeFlattened(request, temporary, progress); !written)
-            return failed(written.error());
+        if (const auto error = writeFlattened(request, temporary, progress))
+            return failed(*error);
 
         std::string old;
         if (storage.exists(target)) {
+            if (const auto error = writeFlattened(request, request.path, {}, true)) {
+                static_cast<void>(files.remove(temporary, kRemoveLimit));
+                return failed(*error); // it became another one meanwhile, or may not be replaced
+            }
             old = FileHelper::uniqueFilename(target);
             KWLog::appendLog("Moving existing file at {} to temp filename {}", target, old);
             if (files.move(target, old, kMoveLimit)) {
@@ -128,22 +119,26 @@ namespace {
         // Undoing can bring back a movie that lies in another file than the document's present one.
         const bool isOwnFile
             = !movie.fileName().empty() && storage.resolve(movie.fileName()) == storage.resolve(request.path);
-        const bool canUpdate = MovieSaver::canUpdateMovieFile(movie, VolumeRule::Any).has_value()
-            && (isOwnFile || operation != SaveOperation::Save);
-        if (!canUpdate) {
+        const auto hindrance = saving::hindranceInPlace(movie, VolumeRule::Any);
+        if (hindrance && hindrance->code == MovieError::Code::Changed && isOwnFile)
+            return failed(*hindrance);
+        if (hindrance || (!isOwnFile && operation == SaveOperation::Save)) {
             KWLog::appendLog("Unable to update movie file");
             operation = SaveOperation::SaveAs;
         } else if (operation == SaveOperation::Save) {
             KWLog::appendLog("Saving movie...");
-            SaveOptions options;
-            options.progress = questions.progress;
-            options.volumes = VolumeRule::Any;
             const auto before = movie.file();
-            const auto updated = MovieSaver::updateMovieFile(movie, options);
-            if (updated)
+            SaveRequest save;
+            save.movie = movie;
+            save.mode = SaveMode::InPlace;
+            save.volumes = VolumeRule::Any;
+            auto saved = saving::save(std::move(save), questions.progress);
+            movie = std::move(saved.movie);
+            if (!saved.error)
                 return {Outcome::Kind::Updated};
-            if (updated.error().code == MovieError::Code::Cancelled)
-                return failed(updated.error());
+            if (saved.error->code == MovieError::Code::Cancelled
+                || saved.error->code == MovieError::Code::Changed)
+                return failed(*saved.error);
             if (movie.file() != before) // an update that got half way is no change by others
                 request.expectedFile = movie.file()->state;
             KWLog::appendLog("Failed to save movie. Trying to Save As...");
@@ -164,15 +159,12 @@ namespace {
                 KWLog::appendLog("User chose to flatten");
         }
 
-        if (auto hindered = hindrance(request, storage))
-            return std::move(*hindered);
-        const auto written = writeFlattened(request, request.path, questions.progress);
-        if (written)
+        const auto error = writeFlattened(request, request.path, questions.progress);
+        if (!error)
             return {Outcome::Kind::Flattened};
-        // Where the file is somebody else's at the moment, the way round would only take it from them.
-        const auto code = written.error().code;
-        if (code == MovieError::Code::Cancelled || code == MovieError::Code::Refused)
-            return failed(written.error());
+        // The way round is for volumes, not for files that are somebody else's.
+        if (error->code != MovieError::Code::Io || error->status == EACCES || error->status == EPERM)
+            return failed(*error);
         return writeThroughTemporaryFile(request, questions.progress, storage, files);
     }
 

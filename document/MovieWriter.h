@@ -40,8 +40,8 @@ public:
         SaveOperation operation = SaveOperation::Save;
         bool needsFlattening = false;
         /// The document's own file as it was when it was opened or last written, when the target is that
-        /// file: another one in its place is not overwritten. In a plain save its date may be another,
-        /// since this program's own doings and backups change dates.
+        /// file: another one in its place is not overwritten. Its date may be another, since this program's
+        /// own doings and backups change dates.
         std::optional<FileState> expectedFile;
         bool resaveOnOtherVolumes = true; ///< "nonHFSResave"
         bool flattenWithoutAsking = true; ///< "autoFlatten" is 1
@@ -67,6 +67,7 @@ public:
             Declined, ///< the user did not want it flattened
             Cancelled, ///< by the progress function
             Failed, ///< nothing was replaced; `title` and `text` say why
+            Changed, ///< the same: another program changed the file
             Abandoned, ///< the new file could not take its place; `title` and `text`
         };
         Kind kind = Kind::Nothing;

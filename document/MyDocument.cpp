@@ -1,12 +1,11 @@
 #include "document/MyDocument.h"
 
+#include "document/DocumentNames.h"
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdits.h"
 #include "edits/TrackEdits.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
-#include "support/MainThread.h"
-#include "support/Preferences.h"
 #include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
 #include "timecode/RunningTimecode.h"
@@ -20,27 +19,11 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cmath>
-#include <system_error>
 #include <utility>
 
 namespace reelwright {
 namespace {
-
-    /// The part of a path behind the last slash.
-    std::string fileNameOf(const std::string& path)
-    {
-        return path.substr(path.rfind('/') + 1); // npos + 1 is 0
-    }
-
-    /// The path without its file name's extension.
-    std::string withoutExtension(const std::string& path)
-    {
-        const auto name = path.rfind('/') + 1;
-        const auto dot = path.rfind('.');
-        return dot == std::string::npos || dot <= name ? path : path.substr(0, dot);
-    }
 
     std::string asSentence(std::string text)
     {
@@ -86,67 +69,12 @@ namespace {
 
 } // namespace
 
-/// One save. Made and ended on the main thread; the save thread has it to itself in between, except for what
-/// is marked.
-struct MyDocument::SaveJob
-{
-    SaveJob(MyDocument& owner, MovieWriter::Request what)
-        : document(&owner)
-        , environment(owner.m_environment)
-        , request(std::move(what))
-        , path(request.path)
-        , file(request.movie.file())
-        , state(owner.m_history.state())
-        , otherChanges(owner.m_otherChanges)
-    {
-    }
-
-    /// Does it on the main thread, unless the document is gone.
-    void onMain(const std::function<void(MyDocument&)>& work)
-    {
-        environment.mainThread.run([&] {
-            ++handOffs;
-            if (document)
-                work(*document);
-            --handOffs;
-        });
-    }
-    void onWindow(const std::function<void(DocumentWindow&)>& work)
-    {
-        onMain([&](MyDocument& owner) {
-            if (owner.m_window)
-                work(*owner.m_window);
-        });
-    }
-
-    MyDocument* document; ///< main thread only; null when it is gone
-    bool isWriting = true; ///< main thread only
-    int handOffs = 0; ///< main thread only: calls under way
-    std::atomic<bool> isCancelled = false; ///< any thread
-
-    DocumentEnvironment environment;
-    MovieWriter::Request request;
-    const std::string path;
-    const std::shared_ptr<const MovieFile> file; ///< over which the movie lay when the save began
-    const UndoHistory::State state; ///< the movie's, then
-    const std::uint64_t otherChanges;
-    std::optional<DocumentFile> target; ///< main thread only: once it is claimed
-    QTTime time; ///< where the movie view stood
-};
-
 MyDocument::MyDocument(DocumentEnvironment environment)
     : m_environment(std::move(environment))
 {
 }
 
-MyDocument::~MyDocument()
-{
-    releaseSaveThread();
-    if (m_job) {
-        m_job->document = nullptr;
-        m_job->isCancelled = true;
-    }
-}
+MyDocument::~MyDocument() = default;
 
 // Opening
 
@@ -241,19 +169,6 @@ void MyDocument::windowControllerDidLoadNib(DocumentWindow& window)
     showInfoForSelection();
 }
 
-bool MyDocument::isWriting() const
-{
-    return m_job && m_job->isWriting;
-}
-
-bool MyDocument::windowShouldClose()
-{
-    if (!isWriting())
-        return true;
-    m_isClosing = true;
-    return false;
-}
-
 void MyDocument::close()
 {
     if (!windowShouldClose())
@@ -265,9 +180,7 @@ void MyDocument::close()
         case Review::Discard:
             break;
         case Review::Save:
-            m_isClosing = true;
-            if (!saveDocument())
-                m_isClosing = false;
+            m_saving.saveAndClose();
             return;
         }
     if (m_window)
@@ -292,12 +205,6 @@ void MyDocument::resetQTMovieView()
     m_window->reloadTrackList();
 }
 
-void MyDocument::cancelProgress()
-{
-    if (m_job)
-        m_job->isCancelled = true;
-}
-
 QTTime MyDocument::currentTime() const
 {
     return m_window ? m_window->currentTime() : m_movie.currentTime();
@@ -314,12 +221,7 @@ void MyDocument::setCurrentTime(const QTTime& time)
 
 std::string MyDocument::displayName() const
 {
-    return m_path.empty() ? "Untitled" : fileNameOf(m_path);
-}
-
-const DocumentFile* MyDocument::fileBeingWritten() const
-{
-    return isWriting() && m_job->target ? &*m_job->target : nullptr;
+    return m_path.empty() ? "Untitled" : documentNames::fileName(m_path);
 }
 
 void MyDocument::setPath(const std::string& path, const std::string& resolvedPath)
@@ -797,221 +699,62 @@ Result<QTTime> MyDocument::typedPosition(const std::string& text) const
 
 // Saving
 
-bool MyDocument::saveDocument()
-{
-    m_userSave = true;
-    const auto& file = m_movie.file();
-    const bool isImported = file && !file->headerAtom() && file->path == m_path;
-    if (m_path.empty() || isImported)
-        return chooseAndSave(SaveOperation::SaveAs, "Save");
-    return saveToURL(m_path, SaveOperation::Save);
-}
-
-bool MyDocument::saveDocumentAs()
-{
-    m_userSave = true;
-    return chooseAndSave(SaveOperation::SaveAs, "Save As");
-}
-
-bool MyDocument::saveDocumentTo()
-{
-    m_userSave = true;
-    return chooseAndSave(SaveOperation::SaveTo, "Save a Copy");
-}
-
-bool MyDocument::chooseAndSave(SaveOperation operation, const std::string& title)
-{
-    const auto suggestion = m_path.empty() ? std::string("Untitled") : withoutExtension(m_path);
-    const auto& file = m_movie.file();
-    const bool keepsName = !m_path.empty() && file && file->headerAtom();
-    const auto chosen = m_window
-        ? m_window->chooseSavePath(title, keepsName ? m_path : prepareSavePath(suggestion))
-        : std::nullopt;
-    if (!chosen)
-        return false;
-    const auto path = prepareSavePath(*chosen);
-    // The panel asked about the name that was typed, not about this one.
-    if (path != *chosen && m_environment.storage->exists(path)
-        && m_window->alert(fmt::format("Replace \"{}\"?", fileNameOf(path)),
-               "There is a file of that name already.", {"Replace", "Cancel"})
-            != 0)
-        return false;
-    return saveToURL(path, operation);
-}
-
 std::string MyDocument::prepareSavePath(const std::string& path)
 {
-    return withoutExtension(path) == path ? path + ".mov" : path;
+    return documentNames::withoutExtension(path) == path ? path + ".mov" : path;
 }
 
-bool MyDocument::saveToURL(const std::string& path, SaveOperation operation)
+SavePoint MyDocument::savePoint() const
 {
-    m_isSaving = true;
-    return writeSafelyToURL(path, operation);
+    return {m_movie.file(), m_history.state(), m_otherChanges};
 }
 
-bool MyDocument::writeSafelyToURL(const std::string& path, SaveOperation operation)
+void MyDocument::pastInPlaceUpdate(const SavePoint& point)
 {
-    if (isWriting()) {
-        if (m_window)
-            m_window->alert("Unable to save", "A save operation is already in progress.", {"OK"});
-        m_isSaving = false;
-        return false;
-    }
-    if (!m_userSave && !m_isClosing)
-        m_isQuitting = true;
-    m_isSaving = true;
-
-    MovieWriter::Request request;
-    request.movie = m_movie;
-    request.path = path;
-    request.operation = operation;
-    request.needsFlattening = m_needsFlattening;
-    if (path == m_path)
-        request.expectedFile = m_file.state;
-    request.resaveOnOtherVolumes = m_environment.preferences.boolean("nonHFSResave");
-    request.flattenWithoutAsking = m_environment.preferences.integer("autoFlatten") == 1;
-
-    releaseSaveThread();
-    const auto job = m_job = std::make_shared<SaveJob>(*this, std::move(request));
-    if (!m_isQuitting)
-        try {
-            m_saveThread = std::thread([job] { writeToURLOnThread(job); });
-            return true;
-        } catch (const std::system_error&) {
-            // No thread to be had: better on this one than not at all.
-        }
-    writeToURLOnThread(job); // may close the window, and the document with it
-    return true;
+    // Media that were added since the save began are not in what is written.
+    if (m_history.state() == point.state)
+        m_needsFlattening = false;
 }
 
-bool MyDocument::claim(const DocumentFile& target)
-{
-    const auto isTakenBy = [&](const MyDocument* other) {
-        const auto* written = other->fileBeingWritten();
-        return other != this
-            && (other->m_file.isSameFile(target) || (written && written->isSameFile(target)));
-    };
-    const auto documents = m_environment.documents();
-    if (m_job->path != m_path && std::any_of(documents.begin(), documents.end(), isTakenBy))
-        return false;
-    m_job->target = target;
-    return true;
-}
-
-void MyDocument::releaseSaveThread()
-{
-    if (!m_saveThread.joinable())
-        return;
-    // Within a hand-off the thread waits for this very call.
-    if (m_job->isWriting || m_job->handOffs > 0)
-        m_saveThread.detach();
-    else
-        m_saveThread.join();
-}
-
-void MyDocument::writeToURLOnThread(const std::shared_ptr<SaveJob>& job)
-{
-    KWLog::appendLog("Saving on main thread: {}", job->environment.mainThread.isCurrent() ? 1 : 0);
-    job->onMain([&](MyDocument& document) {
-        if (auto* window = document.m_window) {
-            window->updateProgressLabel("Saving...");
-            window->showProgress();
-        }
-        job->time = document.currentTime();
-        document.setCurrentTime({0, document.m_movie.timeScale()});
-    });
-
-    MovieWriter::Questions questions;
-    questions.claim = [&](const DocumentFile& target) {
-        bool isFree = false;
-        job->onMain([&](MyDocument& document) { isFree = document.claim(target); });
-        return isFree;
-    };
-    questions.flatten = [&] {
-        bool isWanted = true;
-        job->onWindow([&](DocumentWindow& window) {
-            isWanted = window.alert("This movie needs flattening. Do you wish to flatten it?",
-                           "If the movie is a reference movie, this will put the referenced data inside the "
-                           "file and increase the file size.\n\nIn most cases, you should choose to flatten.",
-                           {"Flatten", "Don't Flatten"})
-                == 0;
-        });
-        return isWanted;
-    };
-    questions.pastInPlaceUpdate = [&] {
-        job->onMain([&](MyDocument& document) {
-            // Media that were added since the save began are not in what is written.
-            if (document.m_history.state() == job->state)
-                document.m_needsFlattening = false;
-        });
-    };
-    double shown = -1;
-    questions.progress = [&](double fraction) {
-        // A movie of many small pieces reports each of them; the main thread need not see them all.
-        constexpr double kStep = 0.005;
-        if (fraction >= shown + kStep || fraction >= 1) {
-            shown = fraction;
-            job->onWindow([&](DocumentWindow& window) { window.setProgress(fraction); });
-        }
-        return !job->isCancelled;
-    };
-    const auto outcome = MovieWriter::write(
-        std::move(job->request), questions, job->environment.storage, job->environment.files);
-    job->onMain([&](MyDocument& document) { document.endSave(job, outcome); });
-}
-
-void MyDocument::endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome)
+void MyDocument::takeSaved(
+    const SavePoint& point, const std::string& path, const MovieWriter::Outcome& outcome)
 {
     using Kind = MovieWriter::Outcome::Kind;
     const bool wasEdited = isEdited();
-    takeFile(*job, outcome);
+    takeFile(point, outcome);
     if (outcome.kind == Kind::Updated || outcome.kind == Kind::Flattened) {
-        m_history.markSaved(job->state);
-        m_savedOtherChanges = job->otherChanges;
+        m_history.markSaved(point.state);
+        m_savedOtherChanges = point.otherChanges;
     }
     if (outcome.kind == Kind::Flattened)
-        takeFlattenedFile(*job, outcome);
+        takeFlattenedFile(point, path, outcome);
     tellChanges(wasEdited);
-
-    const bool isFailure = outcome.kind == Kind::Failed || outcome.kind == Kind::Abandoned;
-    if (isFailure && m_window) {
-        m_window->endProgress();
-        m_window->alert(outcome.title, outcome.text, {"OK"});
-    }
-    auto& notifications = m_environment.notifications;
-    const bool isQuitting = m_isQuitting;
-    if (outcome.kind == Kind::Abandoned) {
-        m_isSaving = job->isWriting = m_isClosing = false;
-        if (isQuitting)
-            notifications.post(KWDocumentAbandonedWriting);
-        return;
-    }
-    setCurrentTime(job->time);
-    if (m_window)
-        m_window->endProgress();
-    m_isSaving = job->isWriting = false;
-    // The window takes nothing with it that was not saved.
-    if (std::exchange(m_isClosing, false)) {
-        const bool isWritten = outcome.kind == Kind::Updated || outcome.kind == Kind::Flattened
-            || outcome.kind == Kind::Nothing;
-        if (isWritten)
-            close(); // and with it, maybe, this document
-    }
-    if (isQuitting)
-        notifications.post(KWDocumentFinishedWriting);
 }
 
-void MyDocument::takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome)
+void MyDocument::revertToFile()
+{
+    auto opened = openMovie(m_path, m_environment.storage);
+    if (!opened.movie || !*opened.movie) {
+        if (m_window)
+            m_window->alert("Unable to open the file",
+                opened.movie ? opened.movie->error().message() : m_path + ": is no movie file", {"OK"});
+        return;
+    }
+    m_file = opened.file;
+    loadQTMovie(std::move(**opened.movie));
+    resetQTMovieView();
+}
+
+void MyDocument::takeFile(const SavePoint& point, const MovieWriter::Outcome& outcome)
 {
     const auto& written = outcome.movie;
-    if (written.file() == job.file)
+    if (written.file() == point.file)
         return;
     // The movies that lay over the file lie over what it is now; media have not moved in it.
-    m_history.fileUpdated(job.file, written);
-    if (m_movie.file() == job.file) {
+    m_history.fileUpdated(point.file, written);
+    if (m_movie.file() == point.file) {
         const bool isSame
-            = outcome.kind == MovieWriter::Outcome::Kind::Updated && m_history.state() == job.state;
+            = outcome.kind == MovieWriter::Outcome::Kind::Updated && m_history.state() == point.state;
         auto movie = isSame ? written : UndoHistory::rebased(m_movie, written);
         movie.setCurrentTime(m_movie.currentTime());
         movie.setApertureMode(m_movie.apertureMode());
@@ -1021,9 +764,10 @@ void MyDocument::takeFile(const SaveJob& job, const MovieWriter::Outcome& outcom
         m_file.state = written.file()->state;
 }
 
-void MyDocument::takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome)
+void MyDocument::takeFlattenedFile(
+    const SavePoint& point, const std::string& path, const MovieWriter::Outcome& outcome)
 {
-    setPath(job.path, outcome.resolvedPath);
+    setPath(path, outcome.resolvedPath);
     const auto& written = outcome.written;
     if (!written) {
         KWLog::appendLog("Error loading movie: {}", written.error().message());
@@ -1032,18 +776,8 @@ void MyDocument::takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcom
     }
     m_file.state = written->file()->state;
     // What was edited meanwhile is not in the file: then the movie stays as it is, over the old one.
-    if (m_history.state() == job.state)
+    if (m_history.state() == point.state)
         installMovie(*written);
-}
-
-// Quitting
-
-bool MyDocument::documentCanQuit()
-{
-    m_isQuitting = true;
-    if (isWriting() || isEdited())
-        return false;
-    return !m_isSaving;
 }
 
 MyDocument::Review MyDocument::reviewChanges()

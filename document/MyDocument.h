@@ -1,10 +1,11 @@
 #pragma once
 
+#include "document/DocumentEnvironment.h"
 #include "document/DocumentFile.h"
 #include "document/DocumentWindow.h"
-#include "document/MovieWriter.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
+#include "document/SaveController.h"
 #include "document/TimecodeSettings.h"
 #include "document/TrackList.h"
 #include "document/UndoHistory.h"
@@ -18,25 +19,16 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace reelwright {
 
-class MainThread;
-class MyDocument;
-class Preferences;
-
-/// What movie documents work with. All of it outlives them.
-struct DocumentEnvironment
+/// What a save remembers of its document, which goes on meanwhile.
+struct SavePoint
 {
-    MainThread& mainThread;
-    NotificationCenter& notifications;
-    Preferences& preferences;
-    std::shared_ptr<Storage> storage = Storage::posix();
-    SaveFiles files = SaveFiles::real();
-    /// All that are open: none saves over the file of another.
-    std::function<std::vector<MyDocument*>()> documents = [] { return std::vector<MyDocument*> {}; };
+    std::shared_ptr<const MovieFile> file; ///< over which the movie lies
+    UndoHistory::State state = 0; ///< the movie's
+    std::uint64_t otherChanges = 0;
 };
 
 /// What the movie settings panel shows.
@@ -87,7 +79,7 @@ public:
     /// The window's interface is there and stays until windowWillClose.
     void windowControllerDidLoadNib(DocumentWindow& window);
     /// May the window close at once? While a save is written: not yet, it is closed when the save ends.
-    bool windowShouldClose();
+    bool windowShouldClose() { return m_saving.windowShouldClose(); }
     /// What the window's close button does: windowShouldClose, then the question about unsaved changes, then
     /// DocumentWindow::closeWindow.
     void close();
@@ -95,7 +87,7 @@ public:
     /// Shows the movie again at the same time, and the track list.
     void resetQTMovieView();
     /// The Cancel button of the progress sheet.
-    void cancelProgress();
+    void cancelProgress() { m_saving.cancelProgress(); }
 
     // What it holds
 
@@ -106,14 +98,14 @@ public:
     [[nodiscard]] const std::string& path() const { return m_path; }
     [[nodiscard]] const DocumentFile& file() const { return m_file; }
     /// The one that a save is being written to, also under another name; null while there is none.
-    [[nodiscard]] const DocumentFile* fileBeingWritten() const;
+    [[nodiscard]] const DocumentFile* fileBeingWritten() const { return m_saving.fileBeingWritten(); }
     /// The file's name, or "Untitled".
     [[nodiscard]] std::string displayName() const;
     /// Are there changes that were not saved?
     [[nodiscard]] bool isEdited() const;
-    [[nodiscard]] bool isSaving() const { return m_isSaving; }
+    [[nodiscard]] bool isSaving() const { return m_saving.isSaving(); }
     /// Is a save being written, on whatever thread?
-    [[nodiscard]] bool isWriting() const;
+    [[nodiscard]] bool isWriting() const { return m_saving.isWriting(); }
     /// The movie got media that live in another file.
     [[nodiscard]] bool needsFlattening() const { return m_needsFlattening; }
     void setNeedsFlattening() { m_needsFlattening = true; }
@@ -233,21 +225,39 @@ public:
     /// Save: into the document's file; Save As when it has none, or one that only its media come from (sound
     /// and DV files). These return once the save has begun; false when the user chose no file, or a save is
     /// being written already.
-    bool saveDocument();
-    bool saveDocumentAs();
-    bool saveDocumentTo();
+    bool saveDocument() { return m_saving.saveDocument(); }
+    bool saveDocumentAs() { return m_saving.saveDocumentAs(); }
+    bool saveDocumentTo() { return m_saving.saveDocumentTo(); }
     /// Begins a save: on a thread, or while the application quits on this one. False when one is being
     /// written already.
-    bool writeSafelyToURL(const std::string& path, SaveOperation operation);
+    bool writeSafelyToURL(const std::string& path, SaveOperation operation)
+    {
+        return m_saving.writeSafelyToURL(path, operation);
+    }
     /// Adds "mov" to a name without an extension.
     static std::string prepareSavePath(const std::string& path);
+    /// Opens the document's file again as it is now; edits that were not saved are given up.
+    void revertToFile();
+
+    // What its save controller needs
+
+    [[nodiscard]] const DocumentEnvironment& environment() const { return m_environment; }
+    /// Null while there is none.
+    [[nodiscard]] DocumentWindow* window() const { return m_window; }
+    [[nodiscard]] QTTime currentTime() const;
+    void setCurrentTime(const QTTime& time);
+    [[nodiscard]] SavePoint savePoint() const;
+    /// The whole movie of that point is going to be written, media of other files included.
+    void pastInPlaceUpdate(const SavePoint& point);
+    /// A save that began at that point has ended so.
+    void takeSaved(const SavePoint& point, const std::string& path, const MovieWriter::Outcome& outcome);
 
     // Quitting
 
     /// The application wants to quit: may it, as far as this document goes? From now on saves belong to the
     /// quitting, until quitCancelled.
-    bool documentCanQuit();
-    void quitCancelled() { m_isQuitting = false; }
+    bool documentCanQuit() { return m_saving.documentCanQuit(); }
+    void quitCancelled() { m_saving.quitCancelled(); }
     /// The question about unsaved changes, before closing or quitting.
     enum class Review { Save, Discard, Cancel };
     [[nodiscard]] Review reviewChanges();
@@ -271,13 +281,9 @@ public:
     void loadAudioDataForTrack(const KWMovTrack& record) const;
 
 private:
-    struct SaveJob;
-
     void installMovie(QTMovie movie);
-    [[nodiscard]] QTTime currentTime() const;
     /// The time that a text in the timecode field means.
     [[nodiscard]] Result<QTTime> typedPosition(const std::string& text) const;
-    void setCurrentTime(const QTTime& time);
     void setPath(const std::string& path, const std::string& resolvedPath);
     void showInfoForSelection();
 
@@ -290,14 +296,9 @@ private:
     void showState(QTMovie movie, bool wasEdited);
     void tellChanges(bool wasEdited);
 
-    bool chooseAndSave(SaveOperation operation, const std::string& title);
-    bool saveToURL(const std::string& path, SaveOperation operation);
-    static void writeToURLOnThread(const std::shared_ptr<SaveJob>& job);
-    void endSave(const std::shared_ptr<SaveJob>& job, const MovieWriter::Outcome& outcome);
-    void takeFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
-    void takeFlattenedFile(const SaveJob& job, const MovieWriter::Outcome& outcome);
-    void releaseSaveThread();
-    bool claim(const DocumentFile& target);
+    void takeFile(const SavePoint& point, const MovieWriter::Outcome& outcome);
+    void takeFlattenedFile(
+        const SavePoint& point, const std::string& path, const MovieWriter::Outcome& outcome);
 
     DocumentEnvironment m_environment;
     std::string m_path;
@@ -313,13 +314,8 @@ private:
     std::vector<NotificationCenter::Observation> m_observations;
 
     DocumentFile m_file;
-    std::shared_ptr<SaveJob> m_job; ///< the present save, or the last one
-    std::thread m_saveThread;
     bool m_needsFlattening = false;
-    bool m_isQuitting = false;
-    bool m_isClosing = false;
-    bool m_isSaving = false;
-    bool m_userSave = false;
+    SaveController m_saving {*this}; ///< the last member: its end waits for a save that uses the others
 };
 
 } // namespace reelwright

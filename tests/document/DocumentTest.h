@@ -41,10 +41,11 @@ public:
         RW_CHECK(ask(Call::CreateSibling, path));
         return ForwardingStorage::createSibling(path, siblingPath);
     }
-    Result<void> rename(const std::string& from, const std::string& to) override
+    Result<void> rename(
+        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
     {
         RW_CHECK(ask(Call::Rename, to));
-        return ForwardingStorage::rename(from, to);
+        return ForwardingStorage::rename(from, to, replaced);
     }
     std::string volumeType(const std::string&) override { return volume; }
 

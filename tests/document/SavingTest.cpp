@@ -582,10 +582,30 @@ namespace {
         ASSERT_EQ(window.alerts.size(), 1U);
         EXPECT_EQ(window.alerts[0].title, "File changed by another application");
         EXPECT_THAT(window.alerts[0].text, testing::HasSubstr("another program changed the file"));
+        EXPECT_THAT(window.alerts[0].buttons, ElementsAre("Save As...", "Reload", "Cancel"));
+        EXPECT_EQ(window.count("chooseSavePath"), 1U);
         EXPECT_EQ(readFile(path), other.build());
         EXPECT_TRUE(document.isEdited());
         saveAs(*opened, folder.file("mine.mov"));
         EXPECT_TRUE(isTurned(folder.file("mine.mov"), 1)) << "under another name nothing is lost";
+    }
+
+    TEST_F(SavingTest, AFileThatAnotherProgramReplacedCanBeLoadedInstead)
+    {
+        const auto opened = openEdited();
+        auto& [window, document] = *opened;
+        MovieBuilder other;
+        other.tracks.pop_back();
+        std::filesystem::rename(build(other, "other.mov"), path);
+        window.answers = {1};
+        save(*opened);
+        EXPECT_EQ(document.movie().tracks().size(), other.tracks.size());
+        EXPECT_FALSE(document.isEdited());
+        EXPECT_FALSE(document.history().canUndo());
+        window.alerts.clear();
+        edit(document);
+        save(*opened);
+        EXPECT_THAT(window.alerts, IsEmpty()) << "from now on it is this document's file";
     }
 
     TEST_F(SavingTest, AFileThatIsOpenInAnotherWindowIsNotOverwrittenByAnyName)
