@@ -233,7 +233,9 @@ void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
 void MovieWindowTest::tabsFollowTheSelection()
 {
     table().selectRow(1);
-    QCOMPARE(tabTitles(), QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks")}));
+    QCOMPARE(tabTitles(),
+        QStringList(
+            {QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Encoding Attributes")}));
     actions().addTimecodeTrack->trigger(); // selects the new track
     QCOMPARE(table().currentIndex().row(), 4);
     QCOMPARE(tabTitles(),
