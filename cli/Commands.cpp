@@ -1,4 +1,5 @@
 #include "cli/AtomsCommand.h"
+#include "cli/ChaptersCommand.h"
 #include "cli/Command.h"
 #include "cli/EditCommand.h"
 #include "cli/ExportCommands.h"
@@ -23,6 +24,10 @@ namespace {
             make<TracksCommand>},
         {"timecode", "Print what each movie's timecode tracks say", help::kTimecodeFooter, FilesUse::Needed,
             make<TimecodeCommand>},
+        {"chapters", "Print each movie's chapters, also as a list for other programs", help::kChaptersFooter,
+            FilesUse::Needed, make<ChaptersCommand>},
+        {"markers", "Print the markers of final-cut XML projects", help::kMarkersFooter, FilesUse::Needed,
+            make<MarkersCommand>},
         {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
             make<AtomsCommand>},
         {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},

@@ -187,6 +187,8 @@ namespace {
                 if (result.error != kNotBegun)
                     m_console.message(result.file, result.error);
             }
+            if (result.isIncomplete)
+                m_hasFailures = true;
             for (const auto& warning : result.warnings)
                 m_console.message(result.file, "warning: " + warning);
             if (m_writer.wantsText())

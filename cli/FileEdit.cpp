@@ -53,7 +53,10 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     result.warnings = warningTexts(movie);
 
     const auto original = movie;
-    RW_CHECK(m_options.plan.apply(movie, &result.warnings));
+    RefusedParts refused;
+    RW_CHECK(m_options.plan.apply(movie, &result.warnings, &refused));
+    result.isIncomplete = !refused.empty();
+    result.warnings.insert(result.warnings.end(), refused.begin(), refused.end());
     const auto noteChanges = [&](const QTMovie& edited) {
         if (!edited.isChanged())
             return;

@@ -19,6 +19,7 @@ struct EditResult
     std::uint64_t bytesWritten = 0;
     std::vector<Change> changes;
     std::vector<std::string> warnings;
+    bool isIncomplete = false; ///< a part was refused, the warnings say which, and the rest was done
     std::string error; ///< empty unless failed
     bool cancelled = false;
     bool dryRun = false;

@@ -69,6 +69,32 @@ kind, track, start, reel, inUse, difference, unit, disagrees, breaks, remarks}],
 Exit status: 0 done (also for a movie without timecode), 1 a file or one of its timecode tracks could not be read (named
 on standard error) or, with --all, its timecodes disagree, 2 wrong usage.)";
 
+const char* const kChaptersFooter = R"(
+Starts are hours:minutes:seconds:frames from the movie's first frame. The lists of --format: fcp, avid, dvdsp, csv and
+text are those of editing and authoring programs, UTF-16 in files (-o) and UTF-8 on standard output; edl, webvtt,
+ffmetadata, json, cue and csv-quoted (names with commas and quotes) are UTF-8. "edit --import-chapters" reads them all.
+
+JSON: file and chapters [{name, start {value, scale, timecode}}]; with --format file and text, or output.
+
+Examples:
+  reelwright-cli chapters film.mov
+  reelwright-cli chapters --format webvtt -o film.vtt film.mov
+  reelwright-cli chapters --format ffmetadata film.mov | ffmpeg -i film.mkv -i - -map_chapters 1 -c copy out.mkv
+
+Exit status: 0 done, 1 a file or its chapters could not be read (named on standard error), 2 wrong usage.)";
+
+const char* const kMarkersFooter = R"(
+Reads .fcpxml projects: the markers on the clips of the first sequence's main storyline, with their timecodes in the
+sequence. "edit --import-chapters PROJECT.fcpxml" makes chapters of them.
+
+JSON: file and markers [{startTimecode, name}], with --seconds [{seconds, name}].
+
+Examples:
+  reelwright-cli markers cut.fcpxml
+  reelwright-cli markers --seconds --all-levels --json cut.fcpxml
+
+Exit status: 0 done, 1 a file could not be read or has no markers (named on standard error), 2 wrong usage.)";
+
 const char* const kAtomsFooter = R"(
 Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,
 with notes where an atom is cut short or has no size. Of more than 20 atoms of one type on the outermost level
@@ -120,6 +146,11 @@ The frame rate (after all edits, in the same save):
   refused above one frame at the end. Both rebuild the timecode track. AAC, AC-3, Opus and other sound whose data carry
   their own sample rate do not follow. --conform refuses headers with 64-bit times, and files whose atoms it cannot go
   over to the end; --conform-exact takes them.
+
+Chapters (all options are one change, in the order given, at the place of the first of them):
+  Numbers are those of the movie as it was opened ("reelwright-cli chapters" lists them). A time counts from the movie's
+  first frame, or is value/scale in seconds; tc:01:00:10:00 is the frame with that timecode. An import whose parts
+  conflict with a chapter or lie beyond the movie keeps the rest; what was refused is named, and the exit status is 1.
 
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A

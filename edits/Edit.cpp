@@ -2,13 +2,17 @@
 
 namespace reelwright {
 
-Result<void> Edit::apply(QTMovie& movie, std::vector<std::string>* remarks) const
+Result<void> Edit::apply(QTMovie& movie, std::vector<std::string>* remarks, RefusedParts* refused) const
 {
     auto copy = movie;
     if (performAndTell && remarks) {
         RW_TRY(auto remark, performAndTell(copy));
         if (!remark.empty())
             remarks->push_back(std::move(remark));
+    } else if (performInParts) {
+        RW_TRY(const auto parts, performInParts(copy));
+        if (refused)
+            refused->insert(refused->end(), parts.begin(), parts.end());
     } else {
         RW_CHECK(call.perform(copy));
     }
@@ -22,6 +26,18 @@ Edit makeEdit(std::string option, std::string undoName, std::string queueLabel,
     auto name = option;
     return {
         std::move(option), std::move(undoName), std::move(queueLabel), {std::move(name), std::move(perform)}};
+}
+
+Edit makeEditInParts(std::string option, std::string undoName, std::string queueLabel,
+    std::function<Result<RefusedParts>(QTMovie&)> perform)
+{
+    auto edit = makeEdit(std::move(option), std::move(undoName), std::move(queueLabel),
+        [perform](QTMovie& movie) -> Result<void> {
+            RW_CHECK(perform(movie));
+            return {};
+        });
+    edit.performInParts = std::move(perform);
+    return edit;
 }
 
 } // namespace reelwright

@@ -2,7 +2,12 @@
 
 #include "edits/RecordedCall.h"
 
+#include <vector>
+
 namespace reelwright {
+
+/// What an edit did not do although the rest of it was done: sentences.
+using RefusedParts = std::vector<std::string>;
 
 /// One change of a movie as a value: what the window performs, the command line applies and a batch queues.
 /// It names tracks by selector or ID, so that it means the same in every movie.
@@ -15,14 +20,21 @@ struct Edit
     /// Does what the call does and answers what the user should know of it (a value that is not taken as
     /// typed), or the empty text. May be left out.
     std::function<Result<std::string>(QTMovie&)> performAndTell {};
+    /// For an edit that may leave out a part: does what the call does and answers which. Else null.
+    std::function<Result<RefusedParts>(QTMovie&)> performInParts {};
 
     /// All or nothing: works on a copy, which costs a counter, and then takes it. The error is the
-    /// operation's, which has logged it. `remarks` receives what the user should know.
-    Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr) const;
+    /// operation's, which has logged it. `remarks` receives what the user should know, `refused` the parts
+    /// that were left out.
+    Result<void> apply(
+        QTMovie& movie, std::vector<std::string>* remarks = nullptr, RefusedParts* refused = nullptr) const;
 };
 
 /// An edit whose call is a function of its own, for changes that no single class operation makes.
 Edit makeEdit(std::string option, std::string undoName, std::string queueLabel,
     std::function<Result<void>(QTMovie&)> perform);
+/// The same for an edit that may leave out a part.
+Edit makeEditInParts(std::string option, std::string undoName, std::string queueLabel,
+    std::function<Result<RefusedParts>(QTMovie&)> perform);
 
 } // namespace reelwright

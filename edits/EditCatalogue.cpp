@@ -1,6 +1,7 @@
 #include "edits/EditCatalogue.h"
 
 #include "edits/AttributeEdits.h"
+#include "edits/ChapterEdits.h"
 #include "edits/ConformEdits.h"
 #include "edits/InsertionEdits.h"
 #include "edits/QuickTasks.h"
@@ -20,6 +21,7 @@ std::span<const EditGroup> editGroups()
         {"Tracks", edits::trackKinds()},
         {"Tracks in and out", edits::insertionKinds()},
         {"Timecode", edits::timecodeKinds()},
+        {"Chapters", edits::chapterKinds()},
         {"Frame rate", edits::conformKinds()},
         {"Quick tasks", edits::quickTaskKinds()},
     };

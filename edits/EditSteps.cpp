@@ -2,11 +2,11 @@
 
 namespace reelwright {
 
-Result<void> EditPlan::apply(QTMovie& movie, std::vector<std::string>* remarks) const
+Result<void> EditPlan::apply(QTMovie& movie, std::vector<std::string>* remarks, RefusedParts* refused) const
 {
     auto copy = movie;
     for (const auto& edit : edits)
-        RW_CHECK(edit.apply(copy, remarks));
+        RW_CHECK(edit.apply(copy, remarks, refused));
     movie = std::move(copy);
     return {};
 }

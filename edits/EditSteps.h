@@ -31,8 +31,9 @@ struct EditPlan
 
     [[nodiscard]] bool isEmpty() const { return edits.empty() && !conform; }
     /// The edits one after the other, all or nothing, without the conform. `remarks` receives what the user
-    /// should know of them.
-    Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr) const;
+    /// should know of them, `refused` the parts of them that were left out.
+    Result<void> apply(
+        QTMovie& movie, std::vector<std::string>* remarks = nullptr, RefusedParts* refused = nullptr) const;
 };
 
 /// The steps of a command line while its options are read, in the order given.

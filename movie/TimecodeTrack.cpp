@@ -130,25 +130,7 @@ Result<void> replaceMedia(QTMovie& movie, const QTTrack& track, const NewTimecod
 {
     auto fresh = makeTrack(trackFor(movie, timecode));
     RW_CHECK(fillTables(movie, fresh, timecode));
-    auto* trak = track.editAtom();
-    if (!trak)
-        return failure(MovieError::Code::Refused, movie.fileName(), "the movie is not editable");
-    auto* mdia = trak->edit("mdia"_cc);
-    if (!mdia)
-        return failure(
-            MovieError::Code::Corrupt, fmt::format("track {}", track.trackID()), "the track has no media");
-    // Only what holds the sample changes; names, styles and whatever else stands in the media stay.
-    mdia->setLeaf("mdhd"_cc, fresh.find({"mdia"_cc, "mdhd"_cc})->head);
-    auto* minf = mdia->edit("minf"_cc);
-    if (!minf)
-        return failure(MovieError::Code::Corrupt, fmt::format("track {}", track.trackID()),
-            "the media has no information");
-    const auto replace = [&](FourCC type) {
-        minf->remove(type);
-        minf->append(*fresh.find({"mdia"_cc, "minf"_cc, type}));
-    };
-    replace("dinf"_cc);
-    replace("stbl"_cc);
+    RW_CHECK(takeMedia(track, fresh));
     return track.setEditList(wholeMedia(movie));
 }
 

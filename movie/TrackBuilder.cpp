@@ -1,5 +1,9 @@
 #include "movie/TrackBuilder.h"
 
+#include "movie/QTTrack.h"
+
+#include <fmt/format.h>
+
 #include <string_view>
 
 namespace reelwright {
@@ -73,7 +77,7 @@ namespace {
         }
         if (mediaType == "soun"_cc)
             return Atom {"smhd"_cc, out.u32(0).u32(0).toBytes()};
-        if (family == Family::Iso && mediaType != "tmcd"_cc)
+        if (family == Family::Iso && mediaType != "tmcd"_cc && mediaType != "text"_cc)
             return Atom {"nmhd"_cc, out.u32(0).toBytes()};
         return baseMediaHeader(mediaType);
     }
@@ -166,6 +170,24 @@ std::uint32_t addSampleDescription(Atom& trak, Atom entry)
     descriptions.isContainer = true;
     descriptions.head = listHead(descriptions.children.size());
     return static_cast<std::uint32_t>(descriptions.children.size());
+}
+
+Result<void> takeMedia(const QTTrack& track, const Atom& fresh)
+{
+    const auto where = fmt::format("track {}", track.trackID());
+    auto* trak = track.editAtom();
+    if (!trak)
+        return failure(MovieError::Code::Refused, where, "the movie is not editable");
+    auto* mdia = trak->edit("mdia"_cc);
+    auto* minf = mdia ? mdia->edit("minf"_cc) : nullptr;
+    if (!minf)
+        return failure(MovieError::Code::Corrupt, where, "the track has no media");
+    mdia->setLeaf("mdhd"_cc, fresh.find({"mdia"_cc, "mdhd"_cc})->head);
+    for (const auto type : {"dinf"_cc, "stbl"_cc}) {
+        minf->remove(type);
+        minf->append(*fresh.find({"mdia"_cc, "minf"_cc, type}));
+    }
+    return {};
 }
 
 } // namespace reelwright

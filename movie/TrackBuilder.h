@@ -7,6 +7,8 @@
 
 namespace reelwright {
 
+class QTTrack;
+
 /// What a new track and its media start with.
 struct NewTrack
 {
@@ -38,6 +40,11 @@ Atom* editSampleTables(Atom& trak);
 
 /// Adds an entry to the sample descriptions of a track made by makeTrack or read; answers its 1-based index.
 std::uint32_t addSampleDescription(Atom& trak, Atom entry);
+
+/// Gives a track the media of another `trak` atom, one of makeTrack: its times, data references and sample
+/// tables. Names, styles and whatever else stands in the media stay. Errors: Refused when the movie is not
+/// editable; Corrupt when the track has no media.
+Result<void> takeMedia(const QTTrack& track, const Atom& fresh);
 
 /// A movie header (`moov`) over that one track, which plays for its whole duration.
 Atom makeMovie(std::uint32_t timeScale, Atom trak, std::uint64_t time);

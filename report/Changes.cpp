@@ -5,13 +5,17 @@
 
 #include <fmt/format.h>
 
+#include <map>
+#include <utility>
+
 namespace reelwright {
 namespace {
 
-    /// The movie with its tracks as members named by their IDs.
+    /// The movie with its tracks as members named by their IDs, without its chapters.
     Json comparable(const MovieFacts& facts)
     {
         auto json = movieJson(facts);
+        json.erase("chapters");
         auto tracks = Json::object();
         for (auto& track : json["tracks"]) {
             const auto id = toText(track["id"], JsonStyle::OneLine);
@@ -45,12 +49,45 @@ namespace {
                 compare(Json {}, value, below(name), changes);
     }
 
+    /// Chapters by their starts; of several at one time, in their order.
+    std::map<std::pair<QTTime, int>, const ChapterFact*> byStart(const std::vector<ChapterFact>& chapters)
+    {
+        std::map<std::pair<QTTime, int>, const ChapterFact*> ordered;
+        for (const auto& chapter : chapters)
+            for (int copy = 0; !ordered.try_emplace({chapter.start.time, copy}, &chapter).second;)
+                ++copy;
+        return ordered;
+    }
+
+    /// There may be thousands: each counts as one value, named by its start.
+    void compareChapters(const MovieFacts& before, const MovieFacts& after, std::vector<Change>& changes)
+    {
+        const auto former = byStart(before.chapters);
+        const auto present = byStart(after.chapters);
+        auto was = former.begin();
+        auto is = present.begin();
+        while (was != former.end() || is != present.end()) {
+            const bool isGone = is == present.end() || (was != former.end() && was->first < is->first);
+            const bool isNew = was == former.end() || (is != present.end() && is->first < was->first);
+            const auto& start = isGone ? was->second->start : is->second->start;
+            const auto name = [](const auto& place) { return Json(place->second->name); };
+            if (isGone || isNew || was->second->name != is->second->name)
+                changes.push_back(
+                    {"chapters/" + start.timecode, isNew ? Json {} : name(was), isGone ? Json {} : name(is)});
+            if (!isNew)
+                ++was;
+            if (!isGone)
+                ++is;
+        }
+    }
+
 } // namespace
 
 std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& after)
 {
     std::vector<Change> changes;
     compare(comparable(before), comparable(after), {}, changes);
+    compareChapters(before, after, changes);
     return changes;
 }
 

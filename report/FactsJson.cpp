@@ -158,6 +158,10 @@ Json movieJson(const MovieFacts& facts)
                 {"apertureMode", textOrNull(apertureModeName(facts.apertureMode))}}},
         {"startTimecode", textOrNull(facts.startTimecode)},
     };
+    auto chapters = Json::array();
+    for (const auto& [name, start] : facts.chapters)
+        chapters.push_back({{"name", name}, {"start", timeJson(start)}});
+    json["chapters"] = std::move(chapters);
     auto tracks = Json::array();
     for (const auto& track : facts.tracks)
         tracks.push_back(trackJson(track));

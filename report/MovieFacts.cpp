@@ -2,6 +2,7 @@
 
 #include "attributes/AttributeConflicts.h"
 #include "attributes/NamedColorSpaces.h"
+#include "movie/ChapterList.h"
 #include "movie/atoms/ByteReader.h"
 #include "movie/files/DataReference.h"
 #include "movie/saving/MovieSaver.h"
@@ -148,6 +149,21 @@ namespace {
         return facts;
     }
 
+    std::vector<ChapterFact> chapterFacts(const QTMovie& movie, std::vector<std::string>& warnings)
+    {
+        std::vector<ChapterFact> facts;
+        const auto chapters = chapterList::read(movie);
+        if (!chapters) {
+            warnings.push_back(
+                "the chapters cannot be read: " + reasonFor(chapters.error(), movie.fileName()));
+            return facts;
+        }
+        const auto rate = KWQuickTime::fpsForMovie(movie);
+        for (const auto& [name, start] : *chapters)
+            facts.push_back({name, {start, KWQuickTime::formattedQTTime(start, rate)}});
+        return facts;
+    }
+
     bool hasMediaElsewhere(const QTMovie& movie)
     {
         const auto tracks = movie.tracks();
@@ -199,6 +215,7 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     for (const auto& track : movie.tracks())
         for (const auto& conflict : attributeConflicts::withinFile(track))
             facts.warnings.push_back(fmt::format("track {}: {}", track.trackID(), conflict));
+    facts.chapters = chapterFacts(movie, facts.warnings);
     return facts;
 }
 

@@ -82,6 +82,12 @@ struct TrackFacts
     std::optional<PixelSize> shownSize; ///< of video: before the matrix
 };
 
+struct ChapterFact
+{
+    std::string name;
+    TimeFact start;
+};
+
 /// What the reports tell about a movie, gathered once. Holds nothing of the movie itself.
 struct MovieFacts
 {
@@ -106,6 +112,7 @@ struct MovieFacts
     FourCC apertureMode; ///< zero where the movie says nothing
     std::string startTimecode; ///< empty where the timecode track cannot be read
     TimecodeSurvey timecodes; ///< every place that carries one, without files beside the movie
+    std::vector<ChapterFact> chapters;
     std::vector<TrackFacts> tracks; ///< in ascending order of their IDs
     std::vector<std::string> warnings;
 

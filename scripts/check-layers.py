@@ -40,10 +40,11 @@ LIBRARIES = [
     (re.compile(r"^(Q[A-Z]\w*|Qt\w*/.+|q[a-z0-9_]+\.h)$"), "Qt", {"app", "bench"}),
     (re.compile(r"^mpv/"), "libmpv", {"app"}),
     (re.compile(r"^CLI/"), "CLI11", {"cli"}),
-    (re.compile(r"^nlohmann/"), "nlohmann-json", {"report", "picture", "cli"}),
+    (re.compile(r"^nlohmann/"), "nlohmann-json", {"report", "picture", "chapters", "cli"}),
     (re.compile(r"^lib(av|sw)\w+/(?!log\.h$)"), "FFmpeg", {"picture"}),
     (re.compile(r"^libavutil/log\.h$"), "FFmpeg's log", {"picture", "app"}),
     (re.compile(r"^exiv2/"), "libexiv2", {"timecode"}),
+    (re.compile(r"^pugixml\.hpp$"), "pugixml", {"chapters"}),
 ]
 TOOLS_OF_TESTS = {"CLI11", "nlohmann-json", "FFmpeg"}
 
@@ -147,7 +148,7 @@ SELF_TEST = [
     ("document/Qt.cpp", "#include <QString>\n", "Qt belongs to app/, bench/ only"),
     ("movie/Qt.cpp", '#include "QtCore/QString"\n', "Qt belongs to app/, bench/ only"),
     ("movie/Qt.h", "  #  include <qstring.h>\n", "Qt belongs to app/, bench/ only"),
-    ("movie/Json.cpp", "#include <nlohmann/json.hpp>\n", "nlohmann-json belongs to cli/, picture/, report/ only"),
+    ("movie/Json.cpp", "#include <nlohmann/json.hpp>\n", "nlohmann-json belongs to chapters/, cli/, picture/, report/ only"),
     ("document/Cli.cpp", "#include <CLI/CLI.hpp>\n", "CLI11 belongs to cli/ only"),
     ("document/Av.cpp", "#include <libavcodec/avcodec.h>\n", "FFmpeg belongs to picture/ only"),
     ("picture/Good.cpp", "#include <libavcodec/avcodec.h>\n", None),

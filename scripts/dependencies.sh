@@ -12,7 +12,7 @@ packages_for()
     case "$1" in
     build) # compiler, build system, libraries
         echo g++ cmake ninja-build pkg-config zlib1g-dev libfmt-dev libexpected-dev libcli11-dev \
-            nlohmann-json3-dev libplist-dev libexiv2-dev \
+            nlohmann-json3-dev libplist-dev libexiv2-dev libpugixml-dev \
             libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev ;;
     app) # windows and player of the desktop program
         echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev ;;

@@ -142,23 +142,33 @@ std::string decodeUtf16(ByteSpan bytes, ByteOrder order)
     return text;
 }
 
-std::string encodeUtf16(std::string_view utf8)
+std::string encodeUtf16(std::string_view utf8, ByteOrder order)
 {
     std::string bytes;
-    const auto put = [&](unsigned unit) {
-        bytes += static_cast<char>(unit >> 8U);
-        bytes += static_cast<char>(unit & 0xFFU);
+    const auto unit = [&](unsigned value) {
+        const auto high = static_cast<char>(value >> 8U & 0xFFU);
+        const auto low = static_cast<char>(value & 0xFFU);
+        bytes += order == ByteOrder::BigEndian ? high : low;
+        bytes += order == ByteOrder::BigEndian ? low : high;
     };
     while (!utf8.empty()) {
         const auto code = takeCharacter(utf8);
-        if (code < 0x10000) {
-            put(code);
+        if (code >= 0x10000) {
+            unit(0xD800 + ((code - 0x10000) >> 10U));
+            unit(0xDC00 + ((code - 0x10000) & 0x3FFU));
         } else {
-            put(0xD800U + ((code - 0x10000U) >> 10U));
-            put(0xDC00U + ((code - 0x10000U) & 0x3FFU));
+            unit(code);
         }
     }
     return bytes;
+}
+
+std::size_t fittingUtf8(std::string_view utf8, std::size_t most)
+{
+    auto size = std::min(utf8.size(), most);
+    while (size > 0 && size < utf8.size() && (static_cast<unsigned char>(utf8[size]) & 0xC0U) == 0x80U)
+        --size;
+    return size;
 }
 
 std::string reversedText(std::string_view utf8)

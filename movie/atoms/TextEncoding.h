@@ -18,8 +18,10 @@ std::string decodeMacRoman(ByteSpan bytes);
 std::optional<std::string> encodeMacRoman(std::string_view utf8);
 /// Units that are no character become the replacement character; a last odd byte is left out.
 std::string decodeUtf16(ByteSpan bytes, ByteOrder order = ByteOrder::BigEndian);
-/// Big-endian, without a byte-order mark.
-std::string encodeUtf16(std::string_view utf8);
+/// Without a byte-order mark.
+std::string encodeUtf16(std::string_view utf8, ByteOrder order = ByteOrder::BigEndian);
+/// How many bytes of a UTF-8 text fit `most` without cutting a character.
+std::size_t fittingUtf8(std::string_view utf8, std::size_t most);
 /// The characters of a UTF-8 text, last first.
 std::string reversedText(std::string_view utf8);
 bool isValidUtf8(ByteSpan bytes);

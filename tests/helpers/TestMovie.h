@@ -1,5 +1,6 @@
 #pragma once
 
+#include "movie/ChapterList.h"
 #include "movie/QTTrack.h"
 
 #include <optional>
@@ -19,6 +20,12 @@ inline void PrintTo(const QTTimeRange& range, std::ostream* out)
     PrintTo(range.time, out);
     *out << " for ";
     PrintTo(range.duration, out);
+}
+
+inline void PrintTo(const Chapter& chapter, std::ostream* out)
+{
+    *out << chapter.name << " at ";
+    PrintTo(chapter.start, out);
 }
 
 } // namespace reelwright
