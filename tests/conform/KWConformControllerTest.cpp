@@ -20,6 +20,9 @@ namespace {
     using testing::HasSubstr;
     using Mode = SavePreview::Mode;
 
+    /// Before any test of this program logs, also those that do not look at the log.
+    [[maybe_unused]] const auto& kLogFolder = test::logFolder();
+
     class ConformFileTest : public test::LogTest
     {
     protected:
@@ -131,7 +134,7 @@ namespace {
             ASSERT_FALSE(done) << refusal.why;
             EXPECT_THAT(done.error().message(), HasSubstr(refusal.says)) << refusal.why;
             EXPECT_EQ(test::readFile(path), bytes.toVector()) << refusal.why;
-            EXPECT_THAT(messages(), Contains(HasSubstr("Error: "))) << refusal.why;
+            EXPECT_THAT(messages(), Contains(HasSubstr("Error: unable to conform file"))) << refusal.why;
         }
     }
 

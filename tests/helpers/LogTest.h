@@ -40,7 +40,8 @@ public:
     [[nodiscard]] std::vector<std::string> messages() const
     {
         auto all = allMessages();
-        all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(m_loggedBefore));
+        if (all.size() >= m_loggedBefore) // else a new log was begun meanwhile
+            all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(m_loggedBefore));
         return all;
     }
 
