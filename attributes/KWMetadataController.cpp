@@ -42,14 +42,6 @@ namespace {
         return failure(MovieError::Code::Refused, {}, std::move(why));
     }
 
-    std::string describe(const std::string& key)
-    {
-        static constexpr auto kRawKeys = "rawMetadataKeys";
-        auto description = Preferences::standard().integer(kRawKeys) == 1 ? std::string {}
-                                                                          : MetadataPresets::description(key);
-        return description.empty() ? key : description;
-    }
-
     /// Counts the items of each stored key while a container is read.
     class Occurrences
     {
@@ -65,7 +57,7 @@ namespace {
         KWMetadataItem row;
         row.key = item.shownKey();
         row.value = std::move(value);
-        row.description = describe(row.key);
+        row.description = KWMetadataController::description(row.key);
         row.storedKey = item.key;
         row.occurrence = occurrences.next(item.key);
         row.item = item;
@@ -112,50 +104,80 @@ namespace {
     Result<void> checkValue(const KWMetadataValue& value)
     {
         RW_CHECK(checkKey(value.key));
+        if (value.value.find('\0') != std::string::npos)
+            return refusal("the value of the metadata key \"" + value.key + "\" has a zero character in it");
         if (!isValidUtf8(std::as_bytes(std::span {value.value})))
             return refusal("the value of the metadata key \"" + value.key + "\" is no UTF-8");
         return {};
     }
 
-    /// Writes texts into the items of their keys, and adds those that are not there.
+    /// Writes texts into the items of their keys, and adds those that are not there. Where `refused` is
+    /// given, it receives a sentence for each value that cannot be written, and the others are; keys under
+    /// which only something else than text stands are then refused too.
     Result<void> write(const char* operation, std::vector<KWMetadataValue> values, const Reference& reference,
-        QTMovie& movie)
+        QTMovie& movie, std::vector<std::string>* refused = nullptr)
     {
         if (!reference) {
             KWLog::appendLog("Unable to set metadata - no metadata ref specified");
             return refusal("there is no metadata to set the value in");
         }
-        std::unordered_map<std::string, std::size_t> wanted;
+        struct Wanted
+        {
+            std::vector<std::size_t> values;
+            std::size_t found = 0; ///< texts of the key
+            std::size_t added = 0;
+            bool isOther = false; ///< is there something else than text?
+        };
+        std::unordered_map<std::string, Wanted> wanted;
         std::size_t logged = 0;
-        for (auto& value : values) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            auto& value = values[i];
             value.key = normalized(value.key);
             if (logged++ < kMaxLoggedItems)
                 KWLog::fastAppendLog("set key: {}", value.key);
-            RW_CHECK(checkValue(value));
-            wanted.insert_or_assign(value.key, static_cast<std::size_t>(&value - values.data()));
+            if (auto checked = checkValue(value); checked)
+                wanted[value.key].values.push_back(i);
+            else if (refused)
+                refused->push_back(checked.error().message());
+            else
+                return checked;
         }
         return withContainer(
             operation, reference, movie, [&](const QTMetaData& metadata, Atom& container) -> Result<void> {
-                std::unordered_set<std::string> found;
                 std::vector<QTMetaData::Change> changes;
                 const auto& items = metadata.items();
                 for (std::size_t i = 0; i < items.size(); ++i) {
                     const auto place = wanted.find(items[i].shownKey());
-                    if (place == wanted.end() || !items[i].isText())
+                    if (place == wanted.end())
                         continue;
-                    found.insert(place->first);
-                    RW_TRY(auto bytes, items[i].encode(values[place->second].value));
-                    if (!(bytes == items[i].value))
-                        changes.push_back({i, std::move(bytes)});
+                    auto& key = place->second;
+                    if (!items[i].isText()) {
+                        key.isOther = true;
+                        continue;
+                    }
+                    const auto turn = key.values.size() > 1 ? key.found : 0;
+                    ++key.found;
+                    if (turn >= key.values.size())
+                        continue;
+                    auto bytes = items[i].encode(values[key.values[turn]].value);
+                    if (!bytes && refused)
+                        refused->push_back(bytes.error().message());
+                    else if (!bytes)
+                        return tl::unexpected(std::move(bytes).error());
+                    else if (!(*bytes == items[i].value))
+                        changes.push_back({i, std::move(*bytes)});
                 }
                 std::vector<QTMetaData::NewItem> added;
-                for (std::size_t i = 0; i < values.size(); ++i)
-                    if (!found.contains(values[i].key) && wanted.at(values[i].key) == i) {
-                        if (values[i].value.find('\0') != std::string::npos)
-                            return refusal("the value of the metadata key \"" + values[i].key
-                                + "\" has a zero character in it");
-                        added.push_back({values[i].key, values[i].value});
-                    }
+                for (const auto& value : values) {
+                    const auto place = wanted.find(value.key);
+                    if (place == wanted.end() || place->second.added++ < place->second.found)
+                        continue;
+                    if (place->second.isOther && place->second.found == 0 && refused)
+                        refused->push_back("what stands under the metadata key \"" + value.key
+                            + "\" is no text, and is not written over");
+                    else
+                        added.push_back({value.key, value.value});
+                }
                 metadata.apply(container, changes);
                 return QTMetaData::add(container, QTMetaData::formOf(movie), added);
             });
@@ -211,6 +233,14 @@ namespace {
 
 } // namespace
 
+std::string KWMetadataController::description(const std::string& key)
+{
+    static constexpr auto kRawKeys = "rawMetadataKeys";
+    auto text
+        = Preferences::standard().integer(kRawKeys) == 1 ? std::string {} : MetadataPresets::description(key);
+    return text.empty() ? key : text;
+}
+
 std::vector<KWMetadataItem> KWMetadataController::metaDataArrayFromMetaDataReference(
     const std::optional<QTMetaDataReference>& metaDataReference)
 {
@@ -245,6 +275,24 @@ std::vector<KWMetadataItem> KWMetadataController::allItems(const QTMetaData& met
     return rows;
 }
 
+std::vector<KWMetadataItem> KWMetadataController::movieRows(const QTMovie& movie)
+{
+    const auto metadata = QTMetaData::ofMovie(movie);
+    KWMetadataItem copyrightRow;
+    copyrightRow.description = kCopyrightRow;
+    copyrightRow.value = copyright(movie).value_or(std::string {});
+    copyrightRow.attribute = kCopyrightAttribute;
+    KWMetadataItem titleRow;
+    titleRow.description = kTitleRow;
+    titleRow.value = displayName(movie);
+    titleRow.key = kDisplayNameKey;
+    std::vector<KWMetadataItem> rows {std::move(copyrightRow), std::move(titleRow)};
+    for (auto& row : allItems(metadata))
+        if (row.key != kDisplayNameKey && row.key != kCopyrightKey)
+            rows.push_back(std::move(row));
+    return rows;
+}
+
 Result<void> KWMetadataController::setMetaDataValue(const std::string& value, const std::string& key,
     const std::optional<QTMetaDataReference>& metaDataReference, QTMovie& movie)
 {
@@ -262,6 +310,29 @@ Result<void> KWMetadataController::setMetaDataValues(const std::vector<KWMetadat
     const std::optional<QTMetaDataReference>& metaDataReference, QTMovie& movie)
 {
     return write("setMetaDataValues:metaDataReference:movie:", values, metaDataReference, movie);
+}
+
+Result<std::vector<std::string>> KWMetadataController::importMetaDataValues(
+    const std::vector<KWMetadataValue>& values, const std::optional<QTMetaDataReference>& metaDataReference,
+    QTMovie& movie)
+{
+    std::vector<std::string> refused;
+    std::vector<KWMetadataValue> plain;
+    const bool isOfMovie = metaDataReference && !metaDataReference->isTrack();
+    for (const auto& value : values) {
+        const bool isCopyright = isOfMovie && value.key == kCopyrightRow;
+        if (!isCopyright && !(isOfMovie && value.key == kTitleRow)) {
+            plain.push_back(value);
+            continue;
+        }
+        if (auto done = isCopyright ? setCopyright(value.value, movie) : setDisplayName(value.value, movie);
+            !done)
+            refused.push_back(done.error().message());
+    }
+    if (!plain.empty())
+        RW_CHECK(write("importMetaDataValues:metaDataReference:movie:", std::move(plain), metaDataReference,
+            movie, &refused));
+    return refused;
 }
 
 Result<void> KWMetadataController::replaceMetaDataValue(const std::string& oldValue, const std::string& value,
@@ -309,7 +380,16 @@ Result<void> KWMetadataController::removeMetaDataItem(
 Result<std::size_t> KWMetadataController::removeMetaDataKeys(const std::vector<std::string>& keys,
     const std::optional<QTMetaDataReference>& metaDataReference, QTMovie& movie)
 {
-    const std::unordered_set<std::string> wanted {keys.begin(), keys.end()};
+    std::unordered_set<std::string> wanted {keys.begin(), keys.end()};
+    if (metaDataReference && !metaDataReference->isTrack()) {
+        std::unordered_set<std::string> present;
+        for (const auto& item : metaDataReference->read().items())
+            present.insert(item.shownKey());
+        for (const auto& [row, rowKeys] :
+            {std::pair(kTitleRow, displayNameKeys()), std::pair(kCopyrightRow, copyrightKeys())})
+            if (wanted.contains(row) && !present.contains(row))
+                wanted.insert(rowKeys.begin(), rowKeys.end());
+    }
     return remove("removeMetaDataKeys:metaDataReference:movie:", metaDataReference, movie,
         [&](const QTMetaData::Item& item) {
             return wanted.contains(item.key) || wanted.contains(item.shownKey());
@@ -331,6 +411,16 @@ std::string KWMetadataController::displayName(const QTMovie& movie)
         return *name;
     const auto path = movie.fileName();
     return path.substr(path.rfind('/') + 1);
+}
+
+bool KWMetadataController::hasOwnKey(std::string_view row, const QTMovie& movie)
+{
+    return attributeText(movie, {row == kTitleRow ? kDisplayNameKey : kCopyrightKey}).has_value();
+}
+
+bool KWMetadataController::hasDisplayName(const QTMovie& movie)
+{
+    return attributeText(movie, displayNameKeys()).has_value();
 }
 
 Result<void> KWMetadataController::setDisplayName(const std::string& name, QTMovie& movie)

@@ -17,7 +17,8 @@ namespace {
             std::size_t group = 0;
             std::size_t key = 0;
         };
-        std::unordered_map<std::string, Place> places;
+        std::unordered_map<std::string, Place> places; ///< by key
+        std::unordered_map<std::string, std::string> keys; ///< by description
     };
 
     Presets load()
@@ -31,6 +32,7 @@ namespace {
             MetadataPresets::Group group {entry.textOf("name"), {}};
             for (const auto& key : entry.arrayOf("keys")) {
                 group.keys.push_back({key.textOf("key"), key.textOf("name")});
+                presets.keys.emplace(group.name + ": " + key.textOf("name"), key.textOf("key"));
                 presets.places.insert_or_assign(
                     group.keys.back().key, Presets::Place {presets.groups.size(), group.keys.size() - 1});
             }
@@ -61,6 +63,12 @@ const std::vector<MetadataPresets::Group>& MetadataPresets::groups()
 std::string MetadataPresets::description(const std::string& key)
 {
     return placeOf(key) ? groupName(key) + ": " + name(key) : std::string {};
+}
+
+std::string MetadataPresets::keyNamed(const std::string& description)
+{
+    const auto place = presets().keys.find(description);
+    return place == presets().keys.end() ? std::string {} : place->second;
 }
 
 std::string MetadataPresets::name(const std::string& key)

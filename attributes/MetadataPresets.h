@@ -23,6 +23,8 @@ struct MetadataPresets
     static const std::vector<Group>& groups();
     /// "Camera: Make" of a key that is offered, else nothing.
     static std::string description(const std::string& key);
+    /// The key of such a description, else nothing.
+    static std::string keyNamed(const std::string& description);
     /// What the name of a description is without its group: "Make"; the key itself where it is not offered.
     static std::string name(const std::string& key);
     /// The group of a key, or nothing.

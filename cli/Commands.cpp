@@ -4,6 +4,7 @@
 #include "cli/EditCommand.h"
 #include "cli/ExportCommands.h"
 #include "cli/HelpTexts.h"
+#include "cli/MetadataCommand.h"
 #include "cli/ReadCommands.h"
 #include "cli/TasksCommand.h"
 #include "cli/TimecodeCommand.h"
@@ -28,6 +29,8 @@ namespace {
             FilesUse::Needed, make<ChaptersCommand>},
         {"markers", "Print the markers of final-cut XML projects", help::kMarkersFooter, FilesUse::Needed,
             make<MarkersCommand>},
+        {"metadata", "Print each movie's metadata, or write them as a list", help::kMetadataFooter,
+            FilesUse::Needed, make<MetadataCommand>},
         {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
             make<AtomsCommand>},
         {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},

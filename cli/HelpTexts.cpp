@@ -95,6 +95,30 @@ Examples:
 
 Exit status: 0 done, 1 a file could not be read or has no markers (named on standard error), 2 wrong usage.)";
 
+const char* const kMetadataFooter = R"(
+Storage: udta user data, mdta named keys (com.apple.quicktime.make), ilst the short keys of MP4 files. What is no text
+is shown with its size.
+
+Formats:
+  csv         "Description","Value" in quotes, which are not doubled inside; text: the same parted by a tab. For reading.
+  csv-quoted  Key,Value,Description after RFC 4180; json: [{key, value, description}]. What "edit --import-metadata"
+              takes back unchanged, all characters and line ends included.
+
+A spreadsheet for many files: "metadata --table -o TABLE.csv *.mov" has a row for each file and a column for each key.
+Change cells, add columns (their heading is the key), and give it back: "edit --metadata-table TABLE.csv *.mov", with
+--dry-run to see what it would do. A row is found by the file's path, else by its name. An empty cell changes
+nothing, <remove> removes the key, and a text that begins with "<" has it twice ("<<b>" means "<b>").
+
+JSON: file, metadata [{key, value, description, storage, type, language, size}], tracks [{id, place, metadata}]; value is
+null for what is no text.
+
+Examples:
+  reelwright-cli metadata clip.mov
+  reelwright-cli metadata --format json -o clip.json clip.mov
+  reelwright-cli metadata --table -o reels.csv *.mov
+
+Exit status: 0 done, 1 a file could not be opened or written (named on standard error), 2 wrong usage.)";
+
 const char* const kAtomsFooter = R"(
 Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,
 with notes where an atom is cut short or has no size. Of more than 20 atoms of one type on the outermost level
@@ -152,6 +176,12 @@ Chapters (all options are one change, in the order given, at the place of the fi
   first frame, or is value/scale in seconds; tc:01:00:10:00 is the frame with that timecode. An import whose parts
   conflict with a chapter or lie beyond the movie keeps the rest; what was refused is named, and the exit status is 1.
 
+Metadata:
+  A KEY is named as "metadata" lists it: com.apple.quicktime.make, ©nam, or its description ("Camera: Make"); "Title"
+  and "Copyright" are the movie's. A text is written into every item of its key, in the storage, the type and
+  the language that it has; a new key is added as a named key (mdta), in UTF-8. Lists: csv (also in quotes, RFC 4180),
+  text with tabs, json, in UTF-8 or UTF-16, or another movie.
+
 Where the result goes:
   Without an output option each file itself is saved: its header is updated in place, and nothing else is written. A
   file for which that is impossible (fragmented, cut short, on a volume without a journal) is written anew as a whole
@@ -175,6 +205,8 @@ Examples:
   reelwright-cli edit --timecode-from thm-folder:stills *.mov
   reelwright-cli edit --conform 24 --keep-header headers/ *.mov
   reelwright-cli edit --conform-exact 24000/1001 -n clip.mov
+  reelwright-cli edit --title 'Day 3' --metadata com.apple.quicktime.artist=Ilse clip.mov
+  reelwright-cli edit --track v1:metadata=com.apple.proapps.reel=A003 --remove-metadata ©swr clip.mov
   reelwright-cli edit --rotate left -n *.mov                      shows what would change
   reelwright-cli edit --aperture clean --suffix -clean --verify --jobs 4 *.mov
   find . -name '*.mov' -print0 | reelwright-cli edit --autoplay off --files-from - -0

@@ -10,6 +10,7 @@ extern const char* const kTracksFooter;
 extern const char* const kTimecodeFooter;
 extern const char* const kChaptersFooter;
 extern const char* const kMarkersFooter;
+extern const char* const kMetadataFooter;
 extern const char* const kAtomsFooter;
 extern const char* const kEdit;
 extern const char* const kEditFooter;

@@ -1,6 +1,7 @@
 #include "cli/ReadCommands.h"
 
 #include "attributes/AttributeConflicts.h"
+#include "attributes/KWInfoController.h"
 #include "cli/FileReports.h"
 #include "picture/BitstreamFacts.h"
 #include "report/FactsJson.h"
@@ -72,10 +73,24 @@ void InfoCommand::addOptions(CLI::App& app)
 {
     app.add_flag("--picture", m_withPicture,
         "Decode the first picture of each video track, and warn\nof what it says otherwise than the file");
+    app.add_flag("--report", m_isReport, "The plain-text report of the information pane instead");
 }
 
 int InfoCommand::run(const Invocation& invocation)
 {
+    if (m_isReport)
+        return reportEach(invocation, [&](const std::string& file) -> Result<FileReport> {
+            RW_TRY(const auto movie, QTMovie::open(file));
+            FileReport report;
+            if (invocation.files.size() == 1) {
+                report.text = KWInfoController::infoForMovie(movie);
+            } else {
+                report.text = KWInfoController::infoForMovies({&movie, 1});
+                report.text.pop_back(); // an empty line parts the files in any case
+            }
+            report.json = {{"file", file}, {"report", KWInfoController::infoForMovie(movie)}};
+            return report;
+        });
     return reportFacts(invocation, infoReport, factsJson, m_withPicture);
 }
 

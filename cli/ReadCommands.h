@@ -14,6 +14,7 @@ public:
 
 private:
     bool m_withPicture = false; ///< warn of what the pictures themselves contradict
+    bool m_isReport = false; ///< the information report of the desktop program
 };
 
 /// `reelwright-cli tracks`: the track table of each movie. The exit status as of `info`.

@@ -3,7 +3,9 @@
 #include "edits/AttributeEdits.h"
 #include "edits/ChapterEdits.h"
 #include "edits/ConformEdits.h"
+#include "edits/CopyEdits.h"
 #include "edits/InsertionEdits.h"
+#include "edits/MetadataEdits.h"
 #include "edits/QuickTasks.h"
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdits.h"
@@ -22,6 +24,8 @@ std::span<const EditGroup> editGroups()
         {"Tracks in and out", edits::insertionKinds()},
         {"Timecode", edits::timecodeKinds()},
         {"Chapters", edits::chapterKinds()},
+        {"Metadata", edits::metadataKinds()},
+        {"From another movie", edits::copyKinds()},
         {"Frame rate", edits::conformKinds()},
         {"Quick tasks", edits::quickTaskKinds()},
     };

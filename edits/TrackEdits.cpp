@@ -1,6 +1,7 @@
 #include "edits/TrackEdits.h"
 
 #include "edits/AttributeEdits.h"
+#include "edits/MetadataEdits.h"
 #include "movie/atoms/UserData.h"
 #include "support/KWLog.h"
 #include "times/TypedTime.h"
@@ -221,7 +222,8 @@ namespace {
 std::vector<TrackField> trackFields()
 {
     std::vector<TrackField> all;
-    for (const auto& fields : {std::span<const TrackField>(kFields), attributeFields()})
+    for (const auto& fields :
+        {std::span<const TrackField>(kFields), attributeFields(), metadataTrackFields()})
         all.insert(all.end(), fields.begin(), fields.end());
     return all;
 }

@@ -28,9 +28,54 @@ namespace {
         return json;
     }
 
+    /// A text that fits a line or two; the whole of it is in the JSON form.
+    std::string shortened(const std::string& text)
+    {
+        constexpr std::size_t kMost = 300;
+        if (text.size() <= kMost)
+            return text;
+        auto end = kMost;
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+            --end;
+        return fmt::format("{}... ({} bytes)", text.substr(0, end), text.size());
+    }
+
     bool isTime(const Json& json)
     {
         return json.is_object() && json.contains("timecode") && json.contains("scale");
+    }
+
+    /// The texts of metadata by key; further items of a key as "KEY(2)".
+    std::map<std::string, const MetadataFact*> named(const std::vector<MetadataFact>& facts)
+    {
+        std::map<std::string, const MetadataFact*> names;
+        std::map<std::string, int> counts;
+        for (const auto& fact : facts)
+            if (const int count = ++counts[fact.key]; count == 1)
+                names.emplace(fact.key, &fact);
+            else
+                names.emplace(fmt::format("{}({})", fact.key, count), &fact);
+        return names;
+    }
+
+    /// Values are compared as bytes, which costs nothing where both are the same.
+    void compareMetadata(const std::vector<MetadataFact>& before, const std::vector<MetadataFact>& after,
+        const std::string& path, std::vector<Change>& changes)
+    {
+        const auto isSame = [](const MetadataFact& a, const MetadataFact& b) {
+            return a.item.storage == b.item.storage && a.item.dataType == b.item.dataType
+                && a.item.locale == b.item.locale && a.item.value == b.item.value;
+        };
+        const auto old = named(before);
+        const auto now = named(after);
+        for (const auto& [name, fact] : old)
+            if (const auto other = now.find(name); other == now.end())
+                changes.push_back({path + name, metadataText(*fact), Json {}});
+            else if (!isSame(*fact, *other->second))
+                changes.push_back({path + name, metadataText(*fact), metadataText(*other->second)});
+        for (const auto& [name, fact] : now)
+            if (!old.contains(name))
+                changes.push_back({path + name, Json {}, metadataText(*fact)});
     }
 
     void compare(const Json& before, const Json& after, const std::string& path, std::vector<Change>& changes)
@@ -88,6 +133,14 @@ std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& a
     std::vector<Change> changes;
     compare(comparable(before), comparable(after), {}, changes);
     compareChapters(before, after, changes);
+    compareMetadata(before.metadata, after.metadata, "metadata/", changes);
+    std::map<std::uint32_t, const TrackFacts*> tracks;
+    for (const auto& track : before.tracks)
+        tracks.emplace(track.id, &track);
+    for (const auto& track : after.tracks)
+        if (const auto old = tracks.find(track.id); old != tracks.end())
+            compareMetadata(
+                old->second->metadata, track.metadata, fmt::format("tracks/{}/metadata/", track.id), changes);
     return changes;
 }
 
@@ -98,7 +151,7 @@ std::string valueText(const Json& value)
     if (value.is_boolean())
         return value.get<bool>() ? "on" : "off";
     if (value.is_string())
-        return printable(value.get<std::string>());
+        return printable(shortened(value.get<std::string>()));
     if (isTime(value))
         return fmt::format("{} ({}/{})", value.at("timecode").get<std::string>(),
             value.at("value").get<std::int64_t>(), value.at("scale").get<std::int64_t>());

@@ -182,6 +182,9 @@ Json factsJson(const MovieFacts& facts)
     };
     json.update(movieJson(facts));
     json["timecodes"] = timecodesJson(facts.timecodes);
+    json["metadata"] = metadataJson(facts.metadata);
+    for (std::size_t i = 0; i < facts.tracks.size(); ++i)
+        json["tracks"][i]["metadata"] = metadataJson(facts.tracks[i].metadata);
     json["warnings"] = facts.warnings;
     return json;
 }

@@ -7,8 +7,9 @@ namespace reelwright {
 
 /// All facts. Absent values are null.
 Json factsJson(const MovieFacts& facts);
+/// Without its metadata, which can be large.
 Json trackJson(const TrackFacts& facts);
-/// Only what an edit may change: nothing about the file and its state on disk.
+/// Only what an edit may change: nothing about the file and its state on disk. Without metadata.
 Json movieJson(const MovieFacts& facts);
 
 } // namespace reelwright

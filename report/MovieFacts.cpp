@@ -146,6 +146,7 @@ namespace {
         facts.attributes = attributeFacts(track, description);
         if (facts.attributes)
             facts.shownSize = PixelSize {track.size().width, track.size().height};
+        facts.metadata = MetadataFact::of(QTMetaData::ofTrack(track));
         return facts;
     }
 
@@ -202,6 +203,7 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     auto copy = movie; // reading the aperture mode applies it to the movie
     facts.apertureMode = settingCode(KWQuickTimeEditing::apertureModeForMovie(copy));
     facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
+    facts.metadata = MetadataFact::of(QTMetaData::ofMovie(movie));
     for (const auto& placed : placedTracks(movie))
         facts.tracks.push_back(trackFacts(placed, movie));
     // The number of the first frame must not pass for what a track says that cannot be read.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "movie/samples/TimecodeMedia.h"
+#include "report/MetadataFacts.h"
 #include "timecode/TimecodeSurvey.h"
 #include "tracks/TrackPlaces.h"
 
@@ -80,6 +81,7 @@ struct TrackFacts
     std::optional<ApertureFacts> apertures;
     std::optional<AttributeFacts> attributes; ///< of video
     std::optional<PixelSize> shownSize; ///< of video: before the matrix
+    std::vector<MetadataFact> metadata;
 };
 
 struct ChapterFact
@@ -88,7 +90,8 @@ struct ChapterFact
     TimeFact start;
 };
 
-/// What the reports tell about a movie, gathered once. Holds nothing of the movie itself.
+/// What the reports tell about a movie, gathered once. Holds nothing of the movie itself but the
+/// bytes of its metadata, which are shared.
 struct MovieFacts
 {
     std::string file;
@@ -110,6 +113,7 @@ struct MovieFacts
     bool autoQuit = false;
     FourCC controller; ///< zero where the movie says nothing
     FourCC apertureMode; ///< zero where the movie says nothing
+    std::vector<MetadataFact> metadata;
     std::string startTimecode; ///< empty where the timecode track cannot be read
     TimecodeSurvey timecodes; ///< every place that carries one, without files beside the movie
     std::vector<ChapterFact> chapters;

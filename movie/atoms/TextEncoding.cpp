@@ -171,6 +171,24 @@ std::size_t fittingUtf8(std::string_view utf8, std::size_t most)
     return size;
 }
 
+std::optional<std::string> decodeTextFile(ByteSpan bytes)
+{
+    const auto at
+        = [&](std::size_t i) { return i < bytes.size() ? std::to_integer<unsigned>(bytes[i]) : 0x100; };
+    if (at(0) == 0xFE && at(1) == 0xFF)
+        return decodeUtf16(bytes.subspan(2), ByteOrder::BigEndian);
+    if (at(0) == 0xFF && at(1) == 0xFE)
+        return decodeUtf16(bytes.subspan(2), ByteOrder::LittleEndian);
+    // Without a mark: lists begin with letters, of which one half is zero.
+    if (bytes.size() % 2 == 0 && at(0) == 0 && at(1) != 0 && at(1) != 0x100)
+        return decodeUtf16(bytes, ByteOrder::BigEndian);
+    if (bytes.size() % 2 == 0 && at(0) != 0 && at(1) == 0)
+        return decodeUtf16(bytes, ByteOrder::LittleEndian);
+    if (at(0) == 0xEF && at(1) == 0xBB && at(2) == 0xBF)
+        bytes = bytes.subspan(3);
+    return isValidUtf8(bytes) ? std::optional(decodeText(bytes)) : std::nullopt;
+}
+
 std::string reversedText(std::string_view utf8)
 {
     std::string result;

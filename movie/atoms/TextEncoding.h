@@ -22,6 +22,9 @@ std::string decodeUtf16(ByteSpan bytes, ByteOrder order = ByteOrder::BigEndian);
 std::string encodeUtf16(std::string_view utf8, ByteOrder order = ByteOrder::BigEndian);
 /// How many bytes of a UTF-8 text fit `most` without cutting a character.
 std::size_t fittingUtf8(std::string_view utf8, std::size_t most);
+/// The text of a text file: UTF-16 with a byte-order mark or where zeros tell of it, else UTF-8, its mark
+/// left out. Nothing when it is neither.
+std::optional<std::string> decodeTextFile(ByteSpan bytes);
 /// The characters of a UTF-8 text, last first.
 std::string reversedText(std::string_view utf8);
 bool isValidUtf8(ByteSpan bytes);
