@@ -120,7 +120,10 @@ namespace {
         const bool isOwnFile
             = !movie.fileName().empty() && storage.resolve(movie.fileName()) == storage.resolve(request.path);
         const auto hindrance = saving::hindranceInPlace(movie, VolumeRule::Any);
-        if (hindrance && hindrance->code == MovieError::Code::Changed && isOwnFile)
+        // It can also lie over a former state of the file, which a save of this document has replaced.
+        const bool isFormerState
+            = movie.file() && request.expectedFile && !movie.file()->state.isSameFile(*request.expectedFile);
+        if (hindrance && hindrance->code == MovieError::Code::Changed && isOwnFile && !isFormerState)
             return failed(*hindrance);
         if (hindrance || (!isOwnFile && operation == SaveOperation::Save)) {
             KWLog::appendLog("Unable to update movie file");

@@ -153,8 +153,11 @@ namespace {
             RW_CHECK(checkUnchanged(*replaced.file, *source));
             return replaced;
         }
-        if ((source && storage.resolve(source->path) == target)
-            || (options.expected && !replaced.state.isAlike(*options.expected))) {
+        // A movie can come from a file that this very document has replaced since: then it says what to
+        // expect.
+        const bool isExpected = options.expected ? replaced.state.isAlike(*options.expected)
+                                                 : !source || storage.resolve(source->path) != target;
+        if (!isExpected) {
             RW_TRY(const bool made, isMade(*replaced.file, replaced.state, plan));
             return made ? Result<std::optional<Replaced>> {replaced} : changedByOthers(target);
         }
