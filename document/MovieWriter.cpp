@@ -1,5 +1,6 @@
 #include "document/MovieWriter.h"
 
+#include "movie/ChapterList.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "saving/SaveRoad.h"
 #include "support/FileHelper.h"
@@ -197,8 +198,10 @@ Outcome MovieWriter::write(Request request, const Questions& questions,
     outcome.resolvedPath = std::move(target.path);
     if (outcome.kind == Outcome::Kind::Flattened)
         outcome.written = QTMovie::open(request.path, storage);
-    if (outcome.written)
+    if (outcome.written) {
         timecodeMedia::readAhead(*outcome.written);
+        chapterList::readAhead(*outcome.written);
+    }
     outcome.movie = std::move(request.movie);
     return outcome;
 }

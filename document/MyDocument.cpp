@@ -4,6 +4,7 @@
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdits.h"
 #include "edits/TrackEdits.h"
+#include "movie/ChapterList.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
 #include "support/Text.h"
@@ -88,6 +89,7 @@ MyDocument::OpenedMovie MyDocument::openMovie(
     if (opened.movie && *opened.movie) {
         opened.file.state = (*opened.movie)->file()->state;
         timecodeMedia::readAhead(**opened.movie);
+        chapterList::readAhead(**opened.movie);
     }
     return opened;
 }

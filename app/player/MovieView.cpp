@@ -435,8 +435,12 @@ void MovieView::keyPressEvent(QKeyEvent* event)
         gotoEnd();
         break;
     case Qt::Key_M:
-        if (!event->isAutoRepeat())
+        if (event->isAutoRepeat())
+            break;
+        if (event->modifiers() & Qt::ShiftModifier)
             setMuted(!isMuted());
+        else
+            emit chapterAsked();
         break;
     case Qt::Key_F:
         if (!event->isAutoRepeat())
@@ -481,7 +485,7 @@ void MovieView::contextMenuEvent(QContextMenuEvent* event)
     add(tr("To End"), Qt::Key_End, hasMovie, [this] { gotoEnd(); });
     menu->addSeparator();
     addSwitch(tr("Loop"), {}, m_isLooping, [this] { setLooping(!m_isLooping); });
-    addSwitch(tr("Mute"), Qt::Key_M, m_isMuted, [this] { setMuted(!m_isMuted); });
+    addSwitch(tr("Mute"), Qt::SHIFT | Qt::Key_M, m_isMuted, [this] { setMuted(!m_isMuted); });
     addSwitch(tr("Full Screen"), Qt::Key_F, isFullScreen(), [this] { emit fullScreenRequested(); });
     emit contextMenuShown(*menu);
     menu->popup(event->globalPos());

@@ -22,8 +22,8 @@ class PictureSurface;
 /// done. What cannot be shown is said in the view, and everything else goes on.
 ///
 /// Keys, while it has the focus: Space plays and pauses; J, K, L play backward, stop, play forward, and
-/// faster when pressed again; Left and Right step by a frame, with Shift by ten; Home and End; M mutes; F
-/// asks for full screen.
+/// faster when pressed again; Left and Right step by a frame, with Shift by ten; Home and End; M asks for a
+/// chapter, with Shift it mutes; F asks for full screen.
 class MovieView : public QWidget
 {
     Q_OBJECT
@@ -99,6 +99,8 @@ signals:
     void settled();
     /// Something of the movie cannot be played; a sentence for the user.
     void failed(const QString& message);
+    /// The user asks for a chapter where the picture is.
+    void chapterAsked();
     /// The user asks for full screen, or to leave it. FullScreen hears it.
     void fullScreenRequested();
     void fullScreenChanged(bool isFullScreen);

@@ -58,7 +58,8 @@ TransportBar::TransportBar(MovieView& view, QWidget* parent)
         connect(button, &QToolButton::clicked, this, action);
         return button;
     };
-    m_mute = addSwitch(Sign::Sound, tr("Mute"), Qt::Key_M, [this](bool on) { m_view.setMuted(on); });
+    m_mute
+        = addSwitch(Sign::Sound, tr("Mute"), Qt::SHIFT | Qt::Key_M, [this](bool on) { m_view.setMuted(on); });
     m_loop = addSwitch(Sign::Loop, tr("Loop"), {}, [this](bool on) { m_view.setLooping(on); });
     m_fullScreen = addSwitch(Sign::FullScreen, tr("Full Screen"), Qt::Key_F, [this](bool on) {
         showFullScreen(!on); // until it is so

@@ -23,6 +23,7 @@ public:
 
     /// Puts something into the room between the buttons and the volume: a field for the time.
     void addWidget(QWidget* widget);
+    [[nodiscard]] Scrubber& scrubber() const { return *m_scrubber; }
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

@@ -1,6 +1,7 @@
 #include "app/window/MovieWindow.h"
 
 #include "app/panes/AttributesPane.h"
+#include "app/panes/ChaptersPane.h"
 #include "app/panes/ConformPane.h"
 #include "app/panes/InformationPane.h"
 #include "app/panes/MovieSettingsPane.h"
@@ -123,6 +124,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::QuickTasks, tasks);
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Conform, new ConformPane(*m_document));
+    m_panels->addPane(Panel::Chapters, new ChaptersPane(*m_document, *m_view, m_transport->scrubber()));
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
     m_panels->addPane(Panel::EncodingAttributes, new AttributesPane(*m_document, *this));
     layOut();

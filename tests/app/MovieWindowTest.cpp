@@ -225,7 +225,7 @@ void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
     QCOMPARE(table().currentIndex().row(), 0);
     QCOMPARE(tabTitles(),
         QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings"),
-            QStringLiteral("Conform")}));
+            QStringLiteral("Conform"), QStringLiteral("Chapters")}));
     QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Quick Tasks"));
     QTRY_VERIFY_WITH_TIMEOUT(view().isSettled() && view().duration().value > 0, kWait);
     QCOMPARE(view().duration(), document().movie().duration());

@@ -321,7 +321,7 @@ void TransportBarTest::keysOfTheViewWorkFromTheBarAndWithoutIt()
     QTest::mouseClick(window.button("Frame Forward"), Qt::LeftButton);
     QVERIFY(window.view.hasFocus()); // clicks leave it there
     window.bar.hide();
-    QTest::keyClick(&window.view, Qt::Key_M);
+    QTest::keyClick(&window.view, Qt::Key_M, Qt::ShiftModifier);
     QVERIFY(window.view.isMuted());
     QTest::keyClick(&window.view, Qt::Key_Space);
     QVERIFY(window.view.isPlaying());

@@ -1,0 +1,147 @@
+#include "document/DocumentChapters.h"
+
+#include "document/MyDocument.h"
+#include "edits/ChapterEdits.h"
+#include "support/KWLog.h"
+#include "support/Text.h"
+#include "times/KWTimecode.h"
+#include "tracks/KWQuickTime.h"
+
+#include <fmt/format.h>
+
+namespace reelwright {
+namespace {
+
+    tl::unexpected<MovieError> notATime(const std::string& text)
+    {
+        return failure(MovieError::Code::Refused, {},
+            fmt::format("\"{}\" is no time. Type hours, minutes, seconds and frames, such as 00:01:30:00; "
+                        "digits fill "
+                        "them from the right, and 10. is ten seconds.",
+                text));
+    }
+
+} // namespace
+
+DocumentChapters::DocumentChapters(MyDocument& document)
+    : m_document(document)
+{
+}
+
+std::vector<Chapter> DocumentChapters::chapters() const
+{
+    auto chapters = chapterList::read(m_document.movie());
+    if (!chapters) {
+        KWLog::appendLog("Error reading chapters: {}", chapters.error().message());
+        return {};
+    }
+    return std::move(*chapters);
+}
+
+std::string DocumentChapters::startText(const QTTime& time) const
+{
+    return KWQuickTime::formattedQTTime(time, m_document.movie());
+}
+
+std::optional<QTTime> DocumentChapters::typedTime(const std::string& text) const
+{
+    if (text.find_first_of("0123456789") == std::string::npos
+        || text.find_first_not_of("0123456789:;.,") != std::string::npos)
+        return std::nullopt;
+    return ChapterTimes {m_document.movie()}.fromText(
+        KWTimecode::timecodeFromUserString(text, false, "00:00:00:00"));
+}
+
+Result<void> DocumentChapters::addChapter(const QTTime& time)
+{
+    return m_document.perform(edits::addChapter(time, KWChapterController::kNewName));
+}
+
+void DocumentChapters::removeChapter(const std::vector<std::size_t>& rows)
+{
+    if (rows.empty())
+        return;
+    if (const auto done = m_document.perform(edits::removeChapters(rows)); !done)
+        KWLog::appendLog("Error removing chapters: {}", done.error().message());
+}
+
+Result<void> DocumentChapters::setName(std::size_t row, const std::string& name)
+{
+    return m_document.perform(edits::renameChapter(row, name));
+}
+
+Result<void> DocumentChapters::setStart(std::size_t row, const std::string& text)
+{
+    const auto time = typedTime(std::string(trimmed(text)));
+    return time ? moveTo(row, *time) : notATime(text);
+}
+
+Result<void> DocumentChapters::moveTo(std::size_t row, const QTTime& start)
+{
+    return m_document.perform(edits::moveChapter(row, start));
+}
+
+Result<void> DocumentChapters::shift(const std::string& text)
+{
+    const auto typed = std::string(trimmed(text));
+    const bool isBack = typed.starts_with('-');
+    auto time = typedTime(isBack || typed.starts_with('+') ? typed.substr(1) : typed);
+    if (!time)
+        return notATime(text);
+    if (isBack)
+        time->value = -time->value;
+    return m_document.perform(edits::shiftChapters(*time));
+}
+
+Result<void> DocumentChapters::stretch(const std::string& text)
+{
+    const auto parts = split(trimmed(text), "/:");
+    const auto numerator = integerValue(parts.front());
+    const auto denominator = parts.size() == 2 ? integerValue(parts.back()) : 0;
+    return m_document.perform(edits::stretchChapters(numerator, denominator));
+}
+
+Result<void> DocumentChapters::addEvery(const std::string& text)
+{
+    const auto time = typedTime(std::string(trimmed(text)));
+    return time ? m_document.perform(edits::addChapterEvery(*time)) : notATime(text);
+}
+
+Result<void> DocumentChapters::addAtTimecodeBreaks()
+{
+    return m_document.perform(edits::addChaptersAtTimecodeBreaks());
+}
+
+std::optional<DocumentChapters::Alert> DocumentChapters::importChapters(
+    const std::string& path, const MarkerFormat& format)
+{
+    const auto& movie = m_document.movie();
+    const auto* record = m_document.selectedTrack();
+    const auto selected = record ? m_document.qtTrackForTrack(*record) : std::nullopt;
+    const auto entries
+        = MarkerFiles::importedChapters(path, format, MarkerFiles::referenceHour(movie, selected), movie);
+    if (entries.empty())
+        return Alert {"No chapters found", "Could not locate any chapters or markers in the specified file."};
+    const auto edit = edits::insertChapters(entries);
+    RefusedParts refused;
+    bool isDone = false;
+    m_document.perform(
+        edit.undoName, [&](QTMovie& edited) { isDone = edit.apply(edited, &refused).has_value(); });
+    if (isDone && refused.empty())
+        return std::nullopt;
+    return Alert {"Some chapters could not be imported",
+        "This could be because they conflict with the position of an existing chapter or because their start "
+        "point exceeds the length of the movie."};
+}
+
+std::string DocumentChapters::proposedExportName() const
+{
+    return MarkerFiles::proposedName(m_document.path());
+}
+
+Result<void> DocumentChapters::exportChapters(const std::string& path, const MarkerFormat& format) const
+{
+    return MarkerFiles::exportChapters(format, path, m_document.movie());
+}
+
+} // namespace reelwright
