@@ -16,7 +16,8 @@ namespace {
         EditOptions options;
         options.plan.edits = {makeEdit("test", "Test", "Test", [](QTMovie& movie) {
             const EditableScope scope {movie};
-            return movie.setUserDataItem("\xA9nam"_cc, Bytes::copyOf("name"));
+            movie.editHeader().setLeaf("zzzz"_cc, Bytes::copyOf("of no known meaning"));
+            return Result<void> {};
         })};
         const auto result = FileEdit(options, Storage::posix(Storage::Sync::Off), {}).run(path, {});
         EXPECT_EQ(result.status, EditStatus::Updated);
