@@ -400,10 +400,11 @@ MyDocument::TextBox MyDocument::textBox(const KWMovTrack& record)
 
 // Edits
 
-Result<void> MyDocument::perform(const Edit& edit, ViewUpdate view, std::vector<std::string>* remarks)
+Result<void> MyDocument::perform(
+    const Edit& edit, ViewUpdate view, std::vector<std::string>* remarks, RefusedParts* refused)
 {
     auto edited = m_movie;
-    RW_CHECK(edit.apply(edited, remarks));
+    RW_CHECK(edit.apply(edited, remarks, refused));
     takeEdit(edit.undoName, std::move(edited), view, edit);
     return {};
 }

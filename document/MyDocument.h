@@ -152,9 +152,10 @@ public:
     enum class ViewUpdate { None, Reset };
     /// Makes the edit one step of the undo history: every edit of every panel goes through here. All or
     /// nothing; the error is for the panel to show where it has an alert for it. An edit that changed nothing
-    /// is no step. Afterwards the track list is rebuilt. `remarks` receives what the user should know of it.
-    Result<void> perform(
-        const Edit& edit, ViewUpdate view = ViewUpdate::None, std::vector<std::string>* remarks = nullptr);
+    /// is no step. Afterwards the track list is rebuilt. `remarks` receives what the user should know of it,
+    /// `refused` the parts that were left out.
+    Result<void> perform(const Edit& edit, ViewUpdate view = ViewUpdate::None,
+        std::vector<std::string>* remarks = nullptr, RefusedParts* refused = nullptr);
     /// The same for a change that has no catalogue entry of its own; nothing is rolled back.
     void perform(const std::string& name, const std::function<void(QTMovie&)>& edit,
         ViewUpdate view = ViewUpdate::None);

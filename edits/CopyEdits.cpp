@@ -20,21 +20,17 @@ namespace {
     }
 
     /// Texts only: what is none cannot be set, and the title only where it is more than a file's name.
-    Result<void> copyMetadata(const QTMovie& from, QTMovie& to)
+    Result<RefusedParts> copyMetadata(const QTMovie& from, QTMovie& to)
     {
         std::vector<KWMetadataValue> values;
         for (const auto& item : QTMetaData::ofMovie(from).items())
             if (auto text = item.anyText())
                 values.push_back({item.shownKey(), std::move(*text)});
-        RW_TRY(const auto refused,
-            KWMetadataController::importMetaDataValues(values, QTMetaDataReference::ofMovie(to), to));
-        if (refused.empty())
-            return {};
-        return refusal(fmt::format("{}", fmt::join(refused, "; ")));
+        return KWMetadataController::importMetaDataValues(values, QTMetaDataReference::ofMovie(to), to);
     }
 
     /// Of the first video track to the first one; the encoded size belongs to the media.
-    Result<void> copyAttributes(const QTMovie& from, QTMovie& to)
+    Result<RefusedParts> copyAttributes(const QTMovie& from, QTMovie& to)
     {
         const auto tracks = from.tracksOfMediaType(QTMediaTypeVideo);
         const auto entries = tracks.empty()
@@ -46,10 +42,10 @@ namespace {
         for (const auto& entry : *entries)
             if (entry.description != kEncodedWidth && entry.description != kEncodedHeight)
                 RW_CHECK(KWImageDescriptionController::imageDescriptionExtension(entry, entry.value, to));
-        return {};
+        return RefusedParts {};
     }
 
-    Result<void> copySettings(const QTMovie& from, QTMovie& to)
+    Result<RefusedParts> copySettings(const QTMovie& from, QTMovie& to)
     {
         RW_CHECK(KWQuickTimeEditing::setAutoPlay(KWQuickTimeEditing::autoPlay(from), to));
         RW_CHECK(KWQuickTimeEditing::setAutoClose(KWQuickTimeEditing::autoClose(from), to));
@@ -59,12 +55,12 @@ namespace {
                 : KWQuickTimeEditing::setMovieControllerDefault(to));
         auto copy = from; // reading the mode applies it
         const auto mode = KWQuickTimeEditing::apertureModeForMovie(copy);
-        if (mode == FourCC {} || mode == "????"_cc)
-            return {};
-        return KWQuickTimeEditing::setApertureMode(mode, to);
+        if (mode != FourCC {} && mode != "????"_cc)
+            RW_CHECK(KWQuickTimeEditing::setApertureMode(mode, to));
+        return RefusedParts {};
     }
 
-    Result<void> copyTimecode(const QTMovie& from, QTMovie& to)
+    Result<RefusedParts> copyTimecode(const QTMovie& from, QTMovie& to)
     {
         const auto tracks = from.tracksOfMediaType(QTMediaTypeTimeCode);
         if (tracks.empty())
@@ -84,7 +80,7 @@ namespace {
         const auto made = to.tracksOfMediaType(QTMediaTypeTimeCode);
         if (made.empty())
             return refusal("the timecode track could not be made; the log says why");
-        return {};
+        return RefusedParts {};
     }
 
     constexpr CopySubject kSubjects[] = {
@@ -169,12 +165,16 @@ Result<Edit> edits::copyFrom(const std::string& path, const std::vector<std::str
         chosen.push_back(subject);
     }
     RW_TRY(auto from, QTMovie::open(path));
-    return makeEdit(fmt::format("--copy-from {} --copy {}", path, fmt::join(subjects, ",")),
+    return makeEditInParts(fmt::format("--copy-from {} --copy {}", path, fmt::join(subjects, ",")),
         "Copy From Movie", "Copy " + fmt::format("{}", fmt::join(subjects, ", ")),
-        [chosen, source = std::make_shared<const QTMovie>(std::move(from))](QTMovie& movie) -> Result<void> {
-            for (const auto* subject : chosen)
-                RW_CHECK(subject->copy(*source, movie));
-            return {};
+        [chosen, source = std::make_shared<const QTMovie>(std::move(from))](
+            QTMovie& movie) -> Result<RefusedParts> {
+            RefusedParts refused;
+            for (const auto* subject : chosen) {
+                RW_TRY(const auto parts, subject->copy(*source, movie));
+                refused.insert(refused.end(), parts.begin(), parts.end());
+            }
+            return refused;
         });
 }
 

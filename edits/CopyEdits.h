@@ -13,7 +13,7 @@ struct CopySubject
 {
     const char* name; ///< "metadata"
     const char* title; ///< "Metadata"
-    Result<void> (*copy)(const QTMovie& from, QTMovie& to);
+    Result<RefusedParts> (*copy)(const QTMovie& from, QTMovie& to);
 };
 
 std::span<const CopySubject> copySubjects();

@@ -196,9 +196,10 @@ Edit setCopyright(const std::string& text)
 
 Edit importMetadata(const std::vector<KWMetadataValue>& values, const std::string& source)
 {
-    return metadataEdit(std::nullopt, fmt::format("--import-metadata {}", source), "Import Metadata",
-        "Import metadata", [=](const QTMetaDataReference& reference, QTMovie& movie) {
-            return writeAll(values, reference, movie);
+    return makeEditInParts(fmt::format("--import-metadata {}", source), "Import Metadata", "Import metadata",
+        [values](QTMovie& movie) {
+            return KWMetadataController::importMetaDataValues(
+                values, QTMetaDataReference::ofMovie(movie), movie);
         });
 }
 

@@ -20,7 +20,7 @@ Edit removeMetadata(const MetadataOwner& owner, const std::string& key);
 Edit removeMetadataRow(const MetadataOwner& owner, const KWMetadataItem& row);
 Edit setTitle(const std::string& title);
 Edit setCopyright(const std::string& text);
-/// Writes these values; fails, naming each, when some cannot be written.
+/// Writes these values; those that cannot be written are told as refused parts.
 Edit importMetadata(const std::vector<KWMetadataValue>& values, const std::string& source);
 
 std::span<const EditKind> metadataKinds();

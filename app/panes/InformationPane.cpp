@@ -1,74 +1,44 @@
 #include "app/panes/InformationPane.h"
 
+#include "app/shell/FileChooser.h"
 #include "app/window/FactsLoader.h"
 #include "document/MyDocument.h"
 #include "report/InfoReport.h"
 #include "report/Printable.h"
+#include "support/FileHelper.h"
 
-#include <QEvent>
+#include <QApplication>
+#include <QClipboard>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QScrollBar>
-#include <QTextBrowser>
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cstring>
 
 namespace reelwright {
 namespace {
 
-    /// Quieter than the text, but good to read.
-    QColor mixed(const QColor& text, const QColor& base)
+    /// Further facts in the form of the report.
+    std::string lines(const std::vector<ReportRow>& rows)
     {
-        const auto part = [](int a, int b) { return (3 * a + 2 * b) / 5; };
-        return {
-            part(text.red(), base.red()), part(text.green(), base.green()), part(text.blue(), base.blue())};
-    }
-
-    QString escaped(const std::string& text)
-    {
-        return QString::fromStdString(text).toHtmlEscaped();
-    }
-
-    QString heading(const QString& text)
-    {
-        return QStringLiteral("<p style=\"margin-top:12px; margin-bottom:4px\"><b>%1</b></p>").arg(text);
-    }
-
-    /// How the names beside the values look; one width for all tables of a report.
-    struct NameStyle
-    {
-        QColor color;
-        int width;
-    };
-
-    QString table(const std::vector<ReportRow>& rows, const NameStyle& names)
-    {
-        auto html = QStringLiteral("<table cellspacing=\"0\" cellpadding=\"2\">");
+        std::string text;
         for (const auto& row : rows)
-            html += QStringLiteral(
-                "<tr><td width=\"%1\" style=\"color:%2; white-space:pre\">%3</td><td>%4</td></tr>")
-                        .arg(names.width)
-                        .arg(names.color.name(), escaped(row.name), escaped(row.value));
-        return html + QStringLiteral("</table>");
+            text += row.name + ": " + row.value + '\n';
+        return text;
     }
 
-    QString movieReport(const MovieFacts& facts, const NameStyle& names)
+    std::string movieText(const MovieFacts& facts, const InformationTexts& texts)
     {
-        const auto path = printable(facts.file);
-        auto html = heading(
-            facts.file.empty() ? QObject::tr("Untitled") : escaped(path.substr(path.rfind('/') + 1)));
-        html += table(movieRows(facts), names);
-        for (const auto& track : facts.tracks) {
-            const auto rows = trackRows(track);
-            html += heading(
-                QStringLiteral("%1 %2").arg(escaped(rows.front().name), escaped(rows.front().value)));
-            html += table({rows.begin() + 1, rows.end()}, names);
-        }
-        if (!facts.warnings.empty())
-            html += heading(QObject::tr("Warnings"));
+        auto text = texts.movie + "\n\n" + lines(movieRows(facts));
+        for (const auto& track : facts.tracks)
+            text += '\n' + lines(trackRows(track));
         for (const auto& warning : facts.warnings)
-            html += QStringLiteral("<p>%1</p>").arg(escaped(printable(warning)));
-        return html;
+            text += "\nWarning: " + printable(warning);
+        return text;
     }
 
 } // namespace
@@ -77,45 +47,58 @@ InformationPane::InformationPane(MyDocument& document, FactsLoader& facts, QWidg
     : Pane(parent)
     , m_document(document)
     , m_facts(facts)
-    , m_report(new QTextBrowser(this))
+    , m_report(new QPlainTextEdit)
+    , m_copy(new QPushButton(tr("Copy")))
+    , m_save(new QPushButton(tr("Save…")))
 {
     m_report->setFrameShape(QFrame::NoFrame);
-    m_report->setOpenLinks(false);
+    m_report->setReadOnly(true);
     m_report->setTabChangesFocus(true);
     m_report->document()->setDocumentMargin(kMargin);
     m_report->setAccessibleName(tr("Information"));
     m_report->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_report->viewport()->setAutoFillBackground(false);
+    m_copy->setToolTip(tr("The whole text to the clipboard"));
+    m_save->setToolTip(tr("The whole text as a file"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
-    layout->addWidget(m_report);
+    layout->addWidget(m_report, 1);
+    auto* buttons = new QHBoxLayout;
+    buttons->setContentsMargins(kMargin, 0, kMargin, kSpacing);
+    buttons->addStretch(1);
+    buttons->addWidget(m_copy);
+    buttons->addWidget(m_save);
+    layout->addLayout(buttons);
+    connect(m_copy, &QPushButton::clicked, this, [this] { QApplication::clipboard()->setText(text()); });
+    connect(m_save, &QPushButton::clicked, this, &InformationPane::saveReport);
     connect(&m_facts, &FactsLoader::loaded, this, &InformationPane::reload);
 }
 
 void InformationPane::reload()
 {
     const auto& facts = m_facts.facts();
-    if (!facts)
+    const auto& texts = m_facts.texts();
+    if (!facts || !texts)
         return;
-    const NameStyle names {mixed(palette().color(QPalette::Text), palette().color(QPalette::Base)),
-        fontMetrics().horizontalAdvance(tr("Media time scale")) + kMargin};
-    QString html;
+    QString shown;
     if (const auto* record = m_document.selectedTrack()) {
         const auto found = std::find_if(facts->tracks.begin(), facts->tracks.end(),
             [&](const TrackFacts& track) { return track.id == record->trackID(); });
-        if (found == facts->tracks.end())
+        const auto report = texts->tracks.find(record->trackID());
+        if (found == facts->tracks.end() || report == texts->tracks.end())
             return; // of a movie that is not read yet
-        html = heading(QString::fromStdString(m_document.trackList().title(*m_document.selectedRow())))
-            + table(trackRows(*found), names);
+        shown = QString::fromStdString(report->second + "\n\n" + lines(trackRows(*found)));
     } else if (m_document.selectedRow()) {
-        html = movieReport(*facts, names);
-    } else {
-        html = QStringLiteral("<p>%1</p>").arg(tr("Nothing is selected."));
+        shown = QString::fromStdString(movieText(*facts, *texts));
     }
-    if (html == std::exchange(m_shown, html))
+    m_copy->setEnabled(!shown.isEmpty());
+    m_save->setEnabled(!shown.isEmpty());
+    if (shown.isEmpty())
+        shown = tr("Nothing is selected.");
+    if (shown == text())
         return;
     const int position = m_report->verticalScrollBar()->value();
-    m_report->setHtml(html);
+    m_report->setPlainText(shown);
     m_report->verticalScrollBar()->setValue(position);
 }
 
@@ -124,11 +107,20 @@ QString InformationPane::text() const
     return m_report->toPlainText();
 }
 
-void InformationPane::changeEvent(QEvent* event)
+void InformationPane::saveReport()
 {
-    if (event->type() == QEvent::PaletteChange)
-        reload(); // it has colours of its own
-    Pane::changeEvent(event);
+    QFileDialog chooser {this, tr("Save Information")};
+    chooser.setAcceptMode(QFileDialog::AcceptSave);
+    chooser.setNameFilter(tr("Text (*.txt)"));
+    chooser.setDefaultSuffix(QStringLiteral("txt"));
+    chooser.selectFile(tr("%1 Information").arg(QString::fromStdString(m_document.displayName())));
+    makeRoomInFileChooser(chooser);
+    if (chooser.exec() != QDialog::Accepted || chooser.selectedFiles().isEmpty())
+        return;
+    const auto path = chooser.selectedFiles().first();
+    if (const auto error = FileHelper::writeAtomically(path.toStdString(), text().toStdString()))
+        QMessageBox::warning(this, tr("Unable to save the information"),
+            QStringLiteral("%1: %2").arg(path, QString::fromStdString(error.message())));
 }
 
 } // namespace reelwright

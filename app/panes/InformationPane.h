@@ -2,15 +2,16 @@
 
 #include "app/panes/Pane.h"
 
-class QTextBrowser;
+class QPlainTextEdit;
+class QPushButton;
 
 namespace reelwright {
 
 class FactsLoader;
 class MyDocument;
 
-/// The report on what is selected, as text that can be selected and copied. Borrows the document and the
-/// loader.
+/// The information report on what is selected, and below it further facts, as text that can be selected,
+/// copied and saved. Borrows the document and the loader.
 class InformationPane final : public Pane
 {
     Q_OBJECT
@@ -21,14 +22,14 @@ public:
     void reload() override;
     [[nodiscard]] QString text() const;
 
-protected:
-    void changeEvent(QEvent* event) override;
-
 private:
+    void saveReport();
+
     MyDocument& m_document;
     FactsLoader& m_facts;
-    QTextBrowser* m_report;
-    QString m_shown;
+    QPlainTextEdit* m_report;
+    QPushButton* m_copy;
+    QPushButton* m_save;
 };
 
 } // namespace reelwright

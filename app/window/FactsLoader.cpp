@@ -1,12 +1,25 @@
 #include "app/window/FactsLoader.h"
 
 #include "app/shell/Background.h"
+#include "attributes/KWInfoController.h"
 
 #include <QtConcurrentRun>
 
 #include <utility>
 
 namespace reelwright {
+namespace {
+
+    std::shared_ptr<const InformationTexts> textsOf(const QTMovie& movie)
+    {
+        InformationTexts texts;
+        texts.movie = KWInfoController::infoForMovie(movie);
+        for (const auto& track : movie.tracks())
+            texts.tracks.insert_or_assign(track.trackID(), KWInfoController::infoForTrack(track));
+        return std::make_shared<const InformationTexts>(std::move(texts));
+    }
+
+} // namespace
 
 FactsLoader::FactsLoader(QObject* parent)
     : QObject(parent)
@@ -25,7 +38,7 @@ void FactsLoader::begin()
 {
     m_watcher.setFuture(
         QtConcurrent::run(backgroundThreads(), [movie = *std::exchange(m_next, std::nullopt)] {
-            return Loaded {std::make_shared<const MovieFacts>(MovieFacts::of(movie)),
+            return Loaded {std::make_shared<const MovieFacts>(MovieFacts::of(movie)), textsOf(movie),
                 std::make_shared<const PendingSave>(PendingSave::of(movie))};
         }));
 }
@@ -36,9 +49,7 @@ void FactsLoader::accept()
         begin();
         return;
     }
-    const auto result = m_watcher.result();
-    m_facts = result.facts;
-    m_pending = result.pending;
+    m_loaded = m_watcher.result();
     emit loaded();
 }
 

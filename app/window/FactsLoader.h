@@ -7,10 +7,19 @@
 #include <QFutureWatcher>
 #include <QObject>
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace reelwright {
+
+/// The information reports of a movie and of its tracks, by their IDs.
+struct InformationTexts
+{
+    std::string movie;
+    std::map<std::uint32_t, std::string> tracks;
+};
 
 /// Gathers the facts of a movie elsewhere: some of them ask the disk. Of movies that come faster than they
 /// are done, the last one counts.
@@ -23,26 +32,28 @@ public:
 
     void load(const QTMovie& movie);
     /// What was loaded last; null before.
-    [[nodiscard]] const std::shared_ptr<const MovieFacts>& facts() const { return m_facts; }
+    [[nodiscard]] const std::shared_ptr<const MovieFacts>& facts() const { return m_loaded.facts; }
+    /// The reports of the same movie; null before.
+    [[nodiscard]] const std::shared_ptr<const InformationTexts>& texts() const { return m_loaded.texts; }
     /// What a save would do; null before.
-    [[nodiscard]] const std::shared_ptr<const PendingSave>& pendingSave() const { return m_pending; }
+    [[nodiscard]] const std::shared_ptr<const PendingSave>& pendingSave() const { return m_loaded.pending; }
 
 signals:
     void loaded();
 
 private:
+    struct Loaded
+    {
+        std::shared_ptr<const MovieFacts> facts;
+        std::shared_ptr<const InformationTexts> texts;
+        std::shared_ptr<const PendingSave> pending;
+    };
+
     void begin();
     void accept();
 
     std::optional<QTMovie> m_next;
-    struct Loaded
-    {
-        std::shared_ptr<const MovieFacts> facts;
-        std::shared_ptr<const PendingSave> pending;
-    };
-
-    std::shared_ptr<const MovieFacts> m_facts;
-    std::shared_ptr<const PendingSave> m_pending;
+    Loaded m_loaded;
     QFutureWatcher<Loaded> m_watcher;
 };
 

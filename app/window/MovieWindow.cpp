@@ -4,6 +4,7 @@
 #include "app/panes/ChaptersPane.h"
 #include "app/panes/ConformPane.h"
 #include "app/panes/InformationPane.h"
+#include "app/panes/MetadataPane.h"
 #include "app/panes/MovieSettingsPane.h"
 #include "app/panes/QuickTasksPane.h"
 #include "app/panes/TimecodePane.h"
@@ -125,6 +126,9 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::MovieSettings, new MovieSettingsPane(*m_document, *m_actions));
     m_panels->addPane(Panel::Conform, new ConformPane(*m_document));
     m_panels->addPane(Panel::Chapters, new ChaptersPane(*m_document, *m_view, m_transport->scrubber()));
+    auto* metadata = new MetadataPane(*m_document, *this);
+    m_panels->addPane(Panel::Metadata, metadata);
+    connect(m_actions->copyFrom, &QAction::triggered, metadata, &MetadataPane::copyFromMovie);
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
     m_panels->addPane(Panel::EncodingAttributes, new AttributesPane(*m_document, *this));
     layOut();

@@ -42,6 +42,8 @@ WindowActions::WindowActions(QWidget& window)
     goToStart = make(tr("Go to &Start"), QKeySequence(Qt::CTRL | Qt::Key_Home));
     goToEnd = make(tr("Go to &End"), QKeySequence(Qt::CTRL | Qt::Key_End));
     goToTimecode = make(tr("Go to &Timecode"), QKeySequence(Qt::CTRL | Qt::Key_G));
+    copyFrom = make(tr("Copy Attributes and &Metadata From..."), {},
+        tr("Take attributes, metadata, timecode or settings from another movie."));
     rotateLeft = make(tr("Rotate &Left"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R),
         tr("Turn the picture a quarter to the left."));
     rotateRight = make(tr("Rotate &Right"), QKeySequence(Qt::CTRL | Qt::Key_R),
@@ -168,6 +170,8 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     add(movie, {goToStart, goToEnd, goToTimecode});
     movie.addSeparator();
     add(movie, {rotateLeft, rotateRight, flip, flop});
+    movie.addSeparator();
+    add(movie, {copyFrom});
 
     auto& track = *bar.addMenu(tr("&Track"));
     track.addMenu(addTrack);

@@ -49,6 +49,7 @@ public:
     QAction* goToStart;
     QAction* goToEnd;
     QAction* goToTimecode;
+    QAction* copyFrom;
     QAction* rotateLeft;
     QAction* rotateRight;
     QAction* flip;

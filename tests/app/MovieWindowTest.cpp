@@ -1,6 +1,7 @@
 #include "app/window/MovieWindow.h"
 
 #include "app/panes/InformationPane.h"
+#include "app/panes/MetadataPane.h"
 #include "app/panes/QuickTaskList.h"
 #include "app/player/MovieView.h"
 #include "app/player/TransportBar.h"
@@ -32,6 +33,8 @@
 #include <QSignalSpy>
 #include <QTableWidget>
 #include <QTextBrowser>
+#include <QToolButton>
+#include <QTreeWidget>
 
 namespace reelwright::test {
 namespace {
@@ -137,6 +140,7 @@ private slots:
     void escapeBringsTheRunningTimecodeBack();
     void windowAnswersWhileTheDiskHangs();
     void infoTellsOfTheMovieAndOfTheTrack();
+    void metadataAreEditedInPlace();
     void copyGoesToWhatHasTheFocus();
     void contextMenuIsAboutTheRowUnderTheMouse();
     void droppedFilesAreHandedOn();
@@ -225,7 +229,7 @@ void MovieWindowTest::showsTheMovieItsTracksAndItsTabs()
     QCOMPARE(table().currentIndex().row(), 0);
     QCOMPARE(tabTitles(),
         QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings"),
-            QStringLiteral("Conform"), QStringLiteral("Chapters")}));
+            QStringLiteral("Conform"), QStringLiteral("Chapters"), QStringLiteral("Metadata")}));
     QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Quick Tasks"));
     QTRY_VERIFY_WITH_TIMEOUT(view().isSettled() && view().duration().value > 0, kWait);
     QCOMPARE(view().duration(), document().movie().duration());
@@ -235,12 +239,13 @@ void MovieWindowTest::tabsFollowTheSelection()
 {
     table().selectRow(1);
     QCOMPARE(tabTitles(),
-        QStringList(
-            {QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Encoding Attributes")}));
+        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Metadata"),
+            QStringLiteral("Encoding Attributes")}));
     actions().addTimecodeTrack->trigger(); // selects the new track
     QCOMPARE(table().currentIndex().row(), 4);
     QCOMPARE(tabTitles(),
-        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings")}));
+        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Settings"),
+            QStringLiteral("Metadata")}));
     QCOMPARE(tabs().tabText(tabs().currentIndex()), QStringLiteral("Settings"));
     table().clearSelection();
     QVERIFY(!document().selectedRow());
@@ -765,6 +770,53 @@ void MovieWindowTest::infoTellsOfTheMovieAndOfTheTrack()
     QVERIFY(!pane->text().contains(QStringLiteral("autoplay")));
     const auto toolTip = table().model()->index(2, 0).data(Qt::ToolTipRole).toString();
     QVERIFY2(toolTip.contains(QStringLiteral("Format: sowt")), qPrintable(toolTip));
+}
+
+void MovieWindowTest::metadataAreEditedInPlace()
+{
+    auto* pane = tabs().findChild<MetadataPane*>();
+    auto* tree = pane->findChild<QTreeWidget*>();
+    tabs().setCurrentWidget(pane);
+    QVERIFY(pane->isVisible());
+    const auto valueOf = [&](const char* name) -> QTreeWidgetItem* {
+        const auto found = tree->findItems(QString::fromUtf8(name), Qt::MatchExactly | Qt::MatchRecursive);
+        return found.isEmpty() ? nullptr : found.front();
+    };
+    const auto type = [&](const QString& text) {
+        auto* editor = tree->viewport()->findChild<QLineEdit*>();
+        QVERIFY(editor);
+        editor->selectAll();
+        QTest::keyClicks(editor, text);
+        QTest::keyClick(editor, Qt::Key_Return);
+    };
+    QVERIFY(valueOf("Copyright"));
+    tree->setCurrentItem(valueOf("Copyright"), 1);
+    tree->editItem(valueOf("Copyright"), 1);
+    type(QStringLiteral("me"));
+    QTRY_COMPARE(KWMetadataController::copyright(document().movie()), std::optional<std::string>("me"));
+    QTRY_COMPARE(valueOf("Copyright")->text(1), QStringLiteral("me"));
+
+    // A preset comes with its value to be typed, and is not offered again.
+    auto* menu = pane->findChild<QToolButton*>()->menu();
+    const auto make = [&] {
+        emit menu->aboutToShow();
+        for (auto* action : menu->findChildren<QAction*>())
+            if (action->text().startsWith(QStringLiteral("Make")))
+                return action;
+        return static_cast<QAction*>(nullptr);
+    };
+    make()->trigger();
+    type(QStringLiteral("ARRI"));
+    QTRY_COMPARE(valueOf("Make")->text(1), QStringLiteral("ARRI"));
+    QVERIFY(!make()->isEnabled());
+
+    tree->setCurrentItem(valueOf("Make"), 1);
+    Press remove {"Remove"};
+    QTest::keyClick(tree, Qt::Key_Delete);
+    QCOMPARE(remove.title, QStringLiteral("Are you sure you wish to remove this metadata value?"));
+    QVERIFY(!valueOf("Make"));
+    actions().undo->trigger();
+    QVERIFY(valueOf("Make"));
 }
 
 void MovieWindowTest::copyGoesToWhatHasTheFocus()
