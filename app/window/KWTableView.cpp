@@ -48,8 +48,8 @@ void KWTableView::contextMenuEvent(QContextMenuEvent* event)
         const auto index = indexAt(event->pos());
         if (!index.isValid())
             return;
-        setCurrentIndex(index);
-        selectRow(index.row());
+        selectionModel()->setCurrentIndex(
+            index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     }
     if (m_menu && currentIndex().isValid())
         m_menu->popup(

@@ -83,7 +83,7 @@ void TrackPanel::selectRow()
     // Of several rows the panes show the current one.
     const auto rows = m_table->selectionModel()->selectedRows();
     const auto current = m_table->currentIndex();
-    const bool currentCounts = m_table->selectionModel()->isRowSelected(current.row());
+    const bool currentCounts = m_table->selectionModel()->isRowSelected(current.row(), {});
     const int row = rows.isEmpty() ? -1 : currentCounts ? current.row() : rows.front().row();
     if (row < 0)
         m_document.selectRow(std::nullopt);

@@ -49,8 +49,10 @@ void TrackTable::copy()
         return;
     QStringList cells;
     for (int column = 0; column < model()->columnCount(); ++column) {
+        if (isColumnHidden(column))
+            continue;
         const auto cell = index.siblingAtColumn(column);
-        const auto role = column == TrackTableModel::kEnabled ? Qt::AccessibleTextRole : Qt::DisplayRole;
+        const auto role = column == TrackTableModel::kEnabled ? Qt::AccessibleTextRole : Qt::EditRole;
         cells << cell.data(role).toString();
     }
     QApplication::clipboard()->setText(cells.join(QLatin1Char('\t')).trimmed());
@@ -60,7 +62,11 @@ void TrackTable::dataChanged(
     const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles)
 {
     // The base class would fill an open editor again, and what was typed there would be lost.
-    if (roles != QList<int> {Qt::ToolTipRole})
+    if (roles == QList<int> {Qt::ToolTipRole})
+        return;
+    if (roles == QList<int> {Qt::DisplayRole})
+        viewport()->update();
+    else
         QTableView::dataChanged(topLeft, bottomRight, roles);
 }
 

@@ -721,7 +721,7 @@ void MovieWindowTest::windowAnswersWhileTheDiskHangs()
     for (int i = 0; i < 3; ++i)
         actions().nudgeLater->trigger();
     actions().undo->trigger();
-    auto* field = edit(1, 1);
+    auto* field = edit(1, TrackTableModel::kIn);
     QVERIFY(field);
     QTest::keyClicks(field, QStringLiteral("12"));
     QTest::keyClick(field, Qt::Key_Escape);
@@ -731,7 +731,6 @@ void MovieWindowTest::windowAnswersWhileTheDiskHangs()
     actions().goToTimecode->trigger();
     QTest::keyClicks(&timecode(), QStringLiteral("10:00:00:05"));
     QTest::keyClick(&timecode(), Qt::Key_Return);
-    QCOMPARE(atScale(view().currentTime(), 25), (QTTime {5, 25}));
     QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("10:00:00:05"), kWait);
     view().setCurrentTime(second);
     QTest::qWait(100); // the read-out asks thirty times a second
@@ -825,7 +824,7 @@ void MovieWindowTest::copyGoesToWhatHasTheFocus()
     table().selectRow(1);
     QTest::keyClick(&table(), Qt::Key_C, Qt::ControlModifier);
     QCOMPARE(QApplication::clipboard()->text(),
-        QStringLiteral("Video\t00:00:00:00\t00:00:01:00\tVideo is enabled"));
+        QStringLiteral("Video\t\t00:00:00:00\t00:00:01:00\tVideo is enabled"));
     QVERIFY(!actions().paste->isEnabled());
     QTRY_VERIFY_WITH_TIMEOUT(!timecode().text().isEmpty(), kWait);
     actions().goToTimecode->trigger();
