@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace reelwright {
 namespace {
 
@@ -24,6 +26,14 @@ namespace {
         return isSaid ? languageName(static_cast<std::uint16_t>(code)) : std::string {};
     }
 
+    /// Items of the user data that are facts of their own: what players are told, a track's name.
+    bool isSetting(const QTMetaData::Item& item, const std::string& key)
+    {
+        constexpr std::string_view kSettings[] = {"play", "aclo", "aqui", "ctyp", "apmd", "name"};
+        return item.storage == QTMetaData::Storage::UserData && item.dataType == QTMetaData::kBinary
+            && std::find(std::begin(kSettings), std::end(kSettings), key) != std::end(kSettings);
+    }
+
 } // namespace
 
 std::vector<MetadataFact> MetadataFact::of(const QTMetaData& metadata)
@@ -32,6 +42,8 @@ std::vector<MetadataFact> MetadataFact::of(const QTMetaData& metadata)
     facts.reserve(metadata.items().size());
     for (const auto& item : metadata.items()) {
         auto key = item.shownKey();
+        if (isSetting(item, key))
+            continue;
         auto description = KWMetadataController::description(key);
         facts.push_back({std::move(key), std::move(description), item});
     }

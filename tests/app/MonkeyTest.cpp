@@ -1,6 +1,7 @@
 #include "app/shell/AppController.h"
 #include "app/shell/PreferencesDialog.h"
 #include "app/window/MovieWindow.h"
+#include "app/window/TrackTable.h"
 #include "report/InfoReport.h"
 #include "tests/app/AppTest.h"
 
@@ -13,7 +14,6 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPointer>
-#include <QTableView>
 #include <QTextDocumentFragment>
 
 #include <fmt/format.h>
@@ -453,7 +453,7 @@ void MonkeyTest::checkWindows()
         QCOMPARE(window->isWindowModified(), document.isEdited());
         const auto rows = document.trackList().rowCount();
         QCOMPARE(document.movie().tracks().size() + 1, rows);
-        for (const auto* table : window->findChildren<QTableView*>())
+        for (const auto* table : window->findChildren<TrackTable*>())
             QCOMPARE(std::size_t(table->model()->rowCount()), rows);
         if (document.isWriting())
             continue; // the file is looked at when it is there

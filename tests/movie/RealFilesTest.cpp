@@ -129,7 +129,8 @@ namespace {
         auto movie = QTMovie::open(m_path);
         if (!movie || !MovieSaver::canUpdateMovieFile(*movie))
             GTEST_SKIP() << "not to be updated in place";
-        const auto atomsBefore = atoms(movie->header());
+        auto atomsBefore = atoms(movie->header());
+        std::erase_if(atomsBefore, [](const auto& line) { return line.starts_with("/moov/udta/play:"); });
         const auto layoutBefore = movie->file()->layout;
         const auto bytesBefore = test::readFile(m_path);
 
@@ -166,9 +167,12 @@ namespace {
             if (atom.type == "moov"_cc || atom.type == "free"_cc || atom.type == "skip"_cc)
                 continue;
             ASSERT_LE(atom.end(), bytesAfter.size()) << atom.type.text();
-            EXPECT_TRUE(std::equal(bytesBefore.begin() + static_cast<std::ptrdiff_t>(atom.offset),
-                bytesBefore.begin() + static_cast<std::ptrdiff_t>(atom.end()),
-                bytesAfter.begin() + static_cast<std::ptrdiff_t>(atom.offset)))
+            // A last atom without a size is given one.
+            const bool getsSize
+                = layoutBefore.ending == FileLayout::Ending::ToEnd && &atom == &layoutBefore.atoms.back();
+            const auto begin = static_cast<std::ptrdiff_t>(atom.offset + (getsSize ? 4 : 0));
+            EXPECT_TRUE(std::equal(bytesBefore.begin() + begin,
+                bytesBefore.begin() + static_cast<std::ptrdiff_t>(atom.end()), bytesAfter.begin() + begin))
                 << atom.type.text();
         }
     }
