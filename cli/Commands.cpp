@@ -3,6 +3,7 @@
 #include "cli/Command.h"
 #include "cli/EditCommand.h"
 #include "cli/ExportCommands.h"
+#include "cli/GenerateCommand.h"
 #include "cli/HelpTexts.h"
 #include "cli/MetadataCommand.h"
 #include "cli/ReadCommands.h"
@@ -42,6 +43,8 @@ namespace {
             FilesUse::Needed, make<VerifyCommand>},
         {"tasks", "List the quick tasks that \"edit --task\" knows", help::kTasksFooter, FilesUse::None,
             make<TasksCommand>},
+        {"generate", "Print the completion of a shell, or the manual page", help::kGenerateFooter, FilesUse::None,
+            make<GenerateCommand>},
     };
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "cli/HelpFormatter.h"
 
+#include "cli/CommandOutline.h"
+
 #include <fmt/format.h>
 
 #include <string_view>
@@ -39,7 +41,7 @@ std::string HelpFormatter::make_description(const CLI::App* app) const
 
 std::string HelpFormatter::make_usage(const CLI::App* app, std::string name) const
 {
-    return fmt::format("Usage: {}{} [OPTION...] FILE...\n", name, hasCommands(*app) ? " COMMAND" : "");
+    return fmt::format("Usage: {} {}\n", name, usageOf(*app));
 }
 
 std::string HelpFormatter::make_subcommands(const CLI::App* app, CLI::AppFormatMode) const

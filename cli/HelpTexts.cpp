@@ -122,10 +122,13 @@ Exit status: 0 done, 1 a file could not be opened or written (named on standard 
 const char* const kAtomsFooter = R"(
 Offsets and sizes are in bytes; sizes include the atom's own header. Works on damaged files: what is there is shown,
 with notes where an atom is cut short or has no size. Of more than 20 atoms of one type on the outermost level
-(fragmented files) the first 20 are shown unless --all is given.
+(fragmented files) the first 20 are shown unless --all is given. --find shows single atoms; with --fields each tells its
+fields with their places in the file, with --hex its bytes (the first 512).
 
 Examples:
   reelwright-cli atoms clip.mov
+  reelwright-cli atoms --find trak/tkhd --fields clip.mov
+  reelwright-cli atoms --find stsd/tmcd --fields --hex clip.mov
   reelwright-cli atoms --depth 1 fragmented.mp4
   reelwright-cli atoms --json clip.mov | jq '.atoms[] | {type, offset, size}'
 
@@ -271,5 +274,19 @@ Examples:
 JSON: file, outputs [paths], error.
 
 Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage.)";
+
+const char* const kGenerateFooter = R"(
+All of it is made from the tool's own options, so that it is never behind them. The Debian package puts it where shells and
+"man" look.
+
+Examples:
+  source <(reelwright-cli generate bash)
+  reelwright-cli generate zsh > ~/.zfunc/_reelwright-cli
+  reelwright-cli generate fish > ~/.config/fish/completions/reelwright-cli.fish
+  reelwright-cli generate man | man -l -
+
+JSON: what, text.
+
+Exit status: 0 done, 2 wrong usage.)";
 
 } // namespace reelwright::cli::help

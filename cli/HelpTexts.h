@@ -18,5 +18,6 @@ extern const char* const kExportFooter;
 extern const char* const kFrameFooter;
 extern const char* const kVerifyFooter;
 extern const char* const kTasksFooter;
+extern const char* const kGenerateFooter;
 
 } // namespace reelwright::cli::help

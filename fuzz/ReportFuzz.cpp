@@ -1,20 +1,18 @@
 // Opens any bytes, makes every report of the command-line tool, and opens the movie's stream, as a player
 // would see it: the same movie.
 
-#include "cli/AtomTree.h"
-#include "report/FactsJson.h"
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
 #include "movie/QTTrack.h"
 #include "movie/saving/FlattenPlan.h"
+#include "report/AtomTree.h"
+#include "report/FactsJson.h"
 #include "report/InfoReport.h"
 
 #include <algorithm>
 
 namespace reelwright::fuzz {
 namespace {
-
-    using namespace cli;
 
     void checkOutline(const QTMovie& movie, const std::shared_ptr<MemoryStorage>& storage)
     {
@@ -60,6 +58,22 @@ namespace {
         }
     }
 
+    void checkAtoms(const std::vector<AtomNode>& atoms, std::size_t fileSize,
+        const std::shared_ptr<MemoryStorage>& storage)
+    {
+        for (const auto& atom : atoms) {
+            require(
+                atom.size <= fileSize && atom.offset <= fileSize - atom.size, "atoms lie within their file");
+            const auto detail = AtomDetail::read("/movie", atom, 4096, storage);
+            require(detail.has_value(), "an atom of a tree can be read");
+            for (const auto& field : detail->fields)
+                require(
+                    field.offset <= detail->bytes.size() && field.size <= detail->bytes.size() - field.offset,
+                    "fields lie within their atom");
+            checkAtoms(atom.children, fileSize, storage);
+        }
+    }
+
 } // namespace
 
 void reportMovie(ByteSpan input)
@@ -67,9 +81,7 @@ void reportMovie(ByteSpan input)
     const auto storage = std::make_shared<MemoryStorage>();
     storage->put("/movie", input);
     if (const auto tree = AtomTree::read("/movie", {}, storage))
-        for (const auto& atom : tree->atoms)
-            require(atom.size <= input.size() && atom.offset <= input.size() - atom.size,
-                "atoms lie within their file");
+        checkAtoms(tree->atoms, input.size(), storage);
     const auto movie = QTMovie::open("/movie", storage);
     if (!movie)
         return;

@@ -95,8 +95,7 @@ namespace {
             {"two-audio.mov", "rotated.mp4", "ntsc-2997.mov", "rate-5994.mp4", "pal-25.mov"}) {
             const auto file = sample(clip);
             const auto info = json({"info", "--json", clip});
-            const auto probed = Json::parse(run({"ffprobe", "-v", "error", "-of", "json",
-                "-show_entries",
+            const auto probed = Json::parse(run({"ffprobe", "-v", "error", "-of", "json", "-show_entries",
                 "stream=codec_type,width,height,nb_frames,channels,sample_rate:format=duration,size", file}));
             EXPECT_EQ(std::to_string(info["size"].get<int>()), probed["format"]["size"]) << clip;
             EXPECT_NEAR(info["duration"]["value"].get<double>() / info["duration"]["scale"].get<double>(),
@@ -215,6 +214,26 @@ namespace {
         const auto result = cli({"atoms", "rotated.mp4"});
         EXPECT_EQ(result.exitCode, 0) << result.errors;
         EXPECT_THAT(result.output, AllOf(HasSubstr("  no size\n"), HasSubstr("reaches to the end")));
+    }
+
+    TEST_F(ReadCommands, AtomsNamesFieldsWithTheirPlaces)
+    {
+        const auto file = sample("rotated.mp4");
+        const auto found
+            = json({"atoms", "--find", "trak/tkhd", "--fields", "--hex", "--json", "rotated.mp4"});
+        const auto& track = found["atoms"].at(0);
+        EXPECT_EQ(track["path"], "moov/trak/tkhd");
+        const auto bytes = readFile(file);
+        for (const auto& field : track["fields"])
+            if (field["name"] == "width") {
+                const auto at = bytes.begin() + field["offset"].get<std::ptrdiff_t>();
+                EXPECT_EQ(field["value"],
+                    std::to_string(std::to_integer<int>(at[0]) << 8 | std::to_integer<int>(at[1])));
+            }
+        EXPECT_EQ(track["hex"].get<std::string>().size(), 2 * track["size"].get<std::size_t>());
+        const auto description = cli({"atoms", "--find", "stsd/mp4v", "--fields", "rotated.mp4"}).output;
+        EXPECT_THAT(description, AllOf(HasSubstr("extension esds"), HasSubstr("horizontal spacing 1")));
+        EXPECT_THAT(cli({"atoms", "--find", "nope", "rotated.mp4"}).output, HasSubstr("no atom \"nope\""));
     }
 
     TEST_F(ReadCommands, AtomsBoundsWhatItShowsOfManyAlike)

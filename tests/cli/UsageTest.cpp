@@ -1,3 +1,4 @@
+#include "edits/EditCatalogue.h"
 #include "tests/cli/CliTest.h"
 
 #include <gmock/gmock.h>
@@ -32,6 +33,27 @@ namespace {
         const auto version = cli({"--version"});
         EXPECT_EQ(version.exitCode, 0);
         EXPECT_THAT(version.output, ::testing::MatchesRegex("reelwright-cli [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    }
+
+    TEST_F(Usage, ShellsAndTheManualKnowEveryOption)
+    {
+        for (const std::string what : {"bash", "zsh", "fish", "man"}) {
+            const auto text = cli({"generate", what});
+            EXPECT_EQ(text.exitCode, 0) << text.errors;
+            for (const auto& kind : editKinds()) {
+                std::string name = kind.option;
+                if (what == "fish")
+                    name = " -l " + name.substr(2);
+                for (std::size_t at = 0; what == "man" && (at = name.find('-', at)) != std::string::npos;
+                     at += 2)
+                    name.insert(at, 1, '\\');
+                EXPECT_THAT(text.output, HasSubstr(name)) << what;
+            }
+        }
+        const auto completed = shell(R"(bash -c 'source <(reelwright-cli generate bash)
+                COMP_WORDS=(reelwright-cli edit --rotate "") COMP_CWORD=3
+                _reelwright_cli; echo "${COMPREPLY[*]}"')");
+        EXPECT_EQ(completed.output, "left right\n") << completed.errors;
     }
 
     struct WrongUsage

@@ -1,6 +1,5 @@
-#include "cli/AtomTree.h"
+#include "report/AtomTree.h"
 
-#include "cli/Console.h"
 #include "movie/QTMovie.h"
 #include "movie/atoms/AtomInfo.h"
 #include "movie/atoms/ByteReader.h"
@@ -10,7 +9,7 @@
 
 #include <algorithm>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     /// Larger ones are media or nonsense; only a movie header is followed whatever its size.
@@ -93,11 +92,20 @@ namespace {
         return Bytes::copyOf(copy);
     }
 
-    AtomNode nodeOf(const Atom& atom, int levels);
+    /// The kind of media of a track.
+    FourCC mediaTypeOf(const Atom& track)
+    {
+        const auto* handler = track.find({"mdia"_cc, "hdlr"_cc});
+        return handler && handler->head.size() >= 12
+            ? FourCC {readBigEndian32(handler->head.span().data() + 8)}
+            : FourCC {};
+    }
+
+    AtomNode nodeOf(const Atom& atom, AtomContext context, int levels);
 
     /// The node of an atom that claims more than the bytes that are there. Nothing when they are no such
     /// atom.
-    std::optional<AtomNode> cutNode(const Bytes& bytes, std::uint64_t offset, int levels)
+    std::optional<AtomNode> cutNode(const Bytes& bytes, std::uint64_t offset, AtomContext context, int levels)
     {
         const auto header = AtomHeader::parse(bytes.span());
         if (!header || header->size <= bytes.size() || bytes.size() > UINT32_MAX)
@@ -105,15 +113,19 @@ namespace {
         const auto parsed = Atom::parse(withSizeOf(bytes, header->sizeForm), offset);
         if (!parsed)
             return std::nullopt;
-        auto node = nodeOf(*parsed, levels);
+        context.type = parsed->type;
+        auto node = nodeOf(*parsed, context, levels);
         node.claimedSize = header->size;
         return node;
     }
 
-    AtomNode nodeOf(const Atom& atom, int levels)
+    AtomNode nodeOf(const Atom& atom, AtomContext context, int levels)
     {
         AtomNode node;
-        node.type = atom.type;
+        node.type = context.type = atom.type;
+        if (atom.type == "trak"_cc)
+            context.mediaType = mediaTypeOf(atom);
+        node.context = context;
         node.offset = atom.sourceOffset;
         node.size = node.claimedSize = atom.size();
         node.sizeForm = atom.sizeForm;
@@ -121,10 +133,11 @@ namespace {
         node.trailingBytes = atom.tail.size();
         if (levels <= 1)
             return node;
+        const AtomContext inner {{}, atom.type, context.mediaType};
         for (const auto& child : atom.children)
-            node.children.push_back(nodeOf(*child, levels - 1));
+            node.children.push_back(nodeOf(*child, inner, levels - 1));
         const auto tailOffset = node.offset + node.size - node.trailingBytes;
-        if (auto cut = cutNode(atom.tail, tailOffset, levels - 1)) {
+        if (auto cut = cutNode(atom.tail, tailOffset, inner, levels - 1)) {
             node.children.push_back(std::move(*cut));
             node.trailingBytes = 0;
         }
@@ -168,7 +181,7 @@ namespace {
         Result<AtomNode> readAtom(const TopLevelAtom& atom)
         {
             AtomNode node;
-            node.type = atom.type;
+            node.type = node.context.type = atom.type;
             node.offset = atom.offset;
             node.size = atom.size;
             node.sizeForm = atom.sizeForm;
@@ -187,10 +200,10 @@ namespace {
                 return node;
             }
             RW_TRY(const auto bytes, readExactly(m_file, atom.offset, atom.size, m_path));
-            auto inner = cutNode(bytes, atom.offset, m_limits.depth);
+            auto inner = cutNode(bytes, atom.offset, {}, m_limits.depth);
             if (!inner)
                 if (const auto parsed = Atom::parse(bytes, atom.offset))
-                    inner = nodeOf(*parsed, m_limits.depth);
+                    inner = nodeOf(*parsed, {}, m_limits.depth);
             return inner.value_or(node);
         }
 
@@ -228,6 +241,41 @@ namespace {
         const AtomTree::Limits& m_limits;
     };
 
+    void mark(AtomNode& node, AtomChange change)
+    {
+        node.change = change;
+        for (auto& child : node.children)
+            mark(child, change);
+    }
+
+    void markAgainst(AtomNode& node, const Atom& saved, const Atom& edited)
+    {
+        if (saved.writesSameAs(edited))
+            return;
+        const bool isOwn = !(saved.head == edited.head && saved.tail == edited.tail);
+        node.change = isOwn ? AtomChange::Changed : AtomChange::Inside;
+        std::map<std::uint64_t, const Atom*> left;
+        for (const auto& child : edited.children)
+            left.emplace(child->id, &*child);
+        for (std::size_t i = 0; i < saved.children.size() && i < node.children.size(); ++i) {
+            const auto& child = *saved.children[i];
+            if (node.children[i].type != child.type)
+                return; // the file is not what was opened
+            if (const auto found = left.find(child.id); found != left.end()) {
+                markAgainst(node.children[i], child, *found->second);
+                left.erase(found);
+            } else {
+                mark(node.children[i], AtomChange::Removed);
+            }
+        }
+        for (const auto& child : edited.children)
+            if (left.count(child->id) != 0) {
+                auto added = nodeOf(*child, {{}, edited.type, node.context.mediaType}, Atom::kMaxDepth);
+                mark(added, AtomChange::Added);
+                node.children.push_back(std::move(added));
+            }
+    }
+
 } // namespace
 
 Result<AtomTree> AtomTree::read(
@@ -242,4 +290,41 @@ Result<AtomTree> AtomTree::read(
     return tree;
 }
 
-} // namespace reelwright::cli
+void AtomTree::markChanges(const Atom& saved, const Atom& edited)
+{
+    for (auto& node : atoms)
+        if (node.type == saved.type && node.offset == saved.sourceOffset)
+            markAgainst(node, saved, edited);
+}
+
+Result<AtomDetail> AtomDetail::read(
+    const std::string& path, const AtomNode& node, std::size_t most, const std::shared_ptr<Storage>& storage)
+{
+    RW_TRY(const auto file, storage->open(path, Storage::Access::Read));
+    AtomDetail detail;
+    RW_TRY(detail.bytes, readExactly(*file, node.offset, std::min<std::uint64_t>(node.size, most), path));
+    if (const auto header = AtomHeader::parse(detail.bytes.span());
+        header && header->headerSize <= detail.bytes.size())
+        detail.fields
+            = atomFields(node.context, detail.bytes.span().subspan(header->headerSize), header->headerSize);
+    return detail;
+}
+
+std::string hexDump(ByteSpan bytes, std::uint64_t firstOffset)
+{
+    constexpr std::size_t kColumns = 16;
+    std::string text;
+    for (std::size_t line = 0; line < bytes.size(); line += kColumns) {
+        std::string hex;
+        std::string characters;
+        for (std::size_t i = line; i < std::min(line + kColumns, bytes.size()); ++i) {
+            const auto byte = std::to_integer<unsigned>(bytes[i]);
+            hex += fmt::format("{:02x} ", byte);
+            characters += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+        }
+        text += fmt::format("{:>12}  {:<{}} {}\n", firstOffset + line, hex, 3 * kColumns, characters);
+    }
+    return text;
+}
+
+} // namespace reelwright
