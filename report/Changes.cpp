@@ -45,6 +45,23 @@ namespace {
         return json.is_object() && json.contains("timecode") && json.contains("scale");
     }
 
+    bool isTrack(const Json& json)
+    {
+        return json.is_object() && json.contains("typeCode") && json.contains("duration");
+    }
+
+    /// A track that came or went: "Text track tx1 \"Titles\", text, 00:00:03:00, disabled".
+    std::string trackText(const Json& track)
+    {
+        auto text = fmt::format("{} track {}", valueText(track.at("type")), valueText(track.at("place")));
+        if (const auto& name = track.at("name"); name.is_string() && name != "")
+            text += fmt::format(" \"{}\"", valueText(name));
+        if (const auto& format = track.at("format"); format.is_string())
+            text += ", " + valueText(format);
+        text += ", " + valueText(track.at("duration").at("timecode"));
+        return track.at("enabled") == true ? text : text + ", disabled";
+    }
+
     /// The texts of metadata by key; further items of a key as "KEY(2)".
     std::map<std::string, const MetadataFact*> named(const std::vector<MetadataFact>& facts)
     {
@@ -151,7 +168,12 @@ std::string valueText(const Json& value)
     if (value.is_boolean())
         return value.get<bool>() ? "on" : "off";
     if (value.is_string())
-        return printable(shortened(value.get<std::string>()));
+        return value.get_ref<const std::string&>().empty() ? "\"\""
+                                                           : printable(shortened(value.get<std::string>()));
+    if (value.is_number_float())
+        return fmt::format("{:.10g}", value.get<double>());
+    if (isTrack(value))
+        return trackText(value);
     if (isTime(value))
         return fmt::format("{} ({}/{})", value.at("timecode").get<std::string>(),
             value.at("value").get<std::int64_t>(), value.at("scale").get<std::int64_t>());
@@ -160,6 +182,16 @@ std::string valueText(const Json& value)
         for (const auto& item : value)
             items += (items.empty() ? "" : " ") + valueText(item);
         return '[' + items + ']';
+    }
+    if (value.is_object()) {
+        std::string members;
+        for (const auto& [name, member] : value.items())
+            if (!member.is_null()) {
+                const auto text = valueText(member);
+                members += (members.empty() ? "" : ", ") + name + ' '
+                    + (member.is_object() ? '(' + text + ')' : text);
+            }
+        return members;
     }
     return printable(toText(value, JsonStyle::OneLine));
 }
