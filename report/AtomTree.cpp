@@ -248,32 +248,70 @@ namespace {
             mark(child, change);
     }
 
+    /// What tells an atom from its siblings of the same type: the ID of a track.
+    std::uint64_t keyOf(const Atom& atom)
+    {
+        const auto* header = atom.type == "trak"_cc ? atom.find("tkhd"_cc) : nullptr;
+        if (!header)
+            return 0;
+        ByteReader in {header->head.span()};
+        const bool isWide = in.u8() == 1;
+        in.skip(isWide ? 19 : 11);
+        return in.u32();
+    }
+
+    /// For each child of `saved` the one of `edited` that it became, or null: between what is the same at
+    /// both ends, the next of its kind. `added` receives those that come from none.
+    std::vector<const Atom*> partnersOf(
+        const Atom& saved, const Atom& edited, std::vector<const Atom*>& added)
+    {
+        const auto& old = saved.children;
+        const auto& now = edited.children;
+        std::vector<const Atom*> partners(old.size());
+        std::size_t first = 0;
+        const auto least = std::min(old.size(), now.size());
+        for (; first < least && old[first]->writesSameAs(*now[first]); ++first)
+            partners[first] = &*now[first];
+        std::size_t last = 0; // from the end
+        for (; last < least - first && old[old.size() - 1 - last]->writesSameAs(*now[now.size() - 1 - last]);
+             ++last)
+            partners[old.size() - 1 - last] = &*now[now.size() - 1 - last];
+        std::multimap<std::pair<FourCC, std::uint64_t>, std::size_t> byKind;
+        for (std::size_t i = first; i < now.size() - last; ++i)
+            byKind.emplace(std::pair(now[i]->type, keyOf(*now[i])), i);
+        std::vector<bool> isTaken(now.size());
+        for (std::size_t i = first; i < old.size() - last; ++i)
+            if (const auto found = byKind.find({old[i]->type, keyOf(*old[i])}); found != byKind.end()) {
+                partners[i] = &*now[found->second];
+                isTaken[found->second] = true;
+                byKind.erase(found);
+            }
+        for (std::size_t i = first; i < now.size() - last; ++i)
+            if (!isTaken[i])
+                added.push_back(&*now[i]);
+        return partners;
+    }
+
     void markAgainst(AtomNode& node, const Atom& saved, const Atom& edited)
     {
         if (saved.writesSameAs(edited))
             return;
         const bool isOwn = !(saved.head == edited.head && saved.tail == edited.tail);
         node.change = isOwn ? AtomChange::Changed : AtomChange::Inside;
-        std::map<std::uint64_t, const Atom*> left;
-        for (const auto& child : edited.children)
-            left.emplace(child->id, &*child);
-        for (std::size_t i = 0; i < saved.children.size() && i < node.children.size(); ++i) {
-            const auto& child = *saved.children[i];
-            if (node.children[i].type != child.type)
+        std::vector<const Atom*> added;
+        const auto partners = partnersOf(saved, edited, added);
+        for (std::size_t i = 0; i < partners.size() && i < node.children.size(); ++i)
+            if (node.children[i].type != saved.children[i]->type)
                 return; // the file is not what was opened
-            if (const auto found = left.find(child.id); found != left.end()) {
-                markAgainst(node.children[i], child, *found->second);
-                left.erase(found);
-            } else {
+            else if (partners[i])
+                markAgainst(node.children[i], *saved.children[i], *partners[i]);
+            else
                 mark(node.children[i], AtomChange::Removed);
-            }
+        for (const auto* child : added) {
+            node.children.push_back(
+                nodeOf(*child, {{}, edited.type, node.context.mediaType}, Atom::kMaxDepth));
+            mark(node.children.back(), AtomChange::Added);
         }
-        for (const auto& child : edited.children)
-            if (left.count(child->id) != 0) {
-                auto added = nodeOf(*child, {{}, edited.type, node.context.mediaType}, Atom::kMaxDepth);
-                mark(added, AtomChange::Added);
-                node.children.push_back(std::move(added));
-            }
     }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include "app/shell/AlertBox.h"
 #include "app/shell/Background.h"
 #include "app/shell/FileChooser.h"
+#include "app/window/AtomInspector.h"
 #include "app/window/BannerBar.h"
 #include "app/window/FactsLoader.h"
 #include "app/window/PanelTabWidget.h"
@@ -229,6 +230,11 @@ void MovieWindow::connectActions()
     on(m_actions->revertToSaved, [&document] { document.revertToSaved(); });
     on(m_actions->revertToOpened, [&document] { document.revertToOpened(); });
     on(m_actions->nextArea, [this] { goToNextArea(); });
+    on(m_actions->showAtoms, [this] {
+        auto* atoms = new AtomInspector(*m_document, this);
+        atoms->setAttribute(Qt::WA_DeleteOnClose);
+        atoms->show();
+    });
     on(m_actions->commandFinder, [this] { findCommand(); });
     on(m_actions->keys, [this] { showKeys(); });
 

@@ -27,6 +27,8 @@ WindowActions::WindowActions(QWidget& window)
     revertToOpened = make(tr("Revert to As &Opened"), {}, tr("The movie as it was when it was opened."));
     review = make(tr("Re&view Changes..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
         tr("What a save would change, before and after."));
+    showAtoms = make(tr("&Atom Inspector..."), {},
+        tr("The atoms of the file with their fields and bytes, and what a save would change in them."));
     close = make(tr("&Close"), QKeySequence(Qt::CTRL | Qt::Key_W));
 
     undo = make(tr("&Undo"), QKeySequence::Undo);
@@ -184,6 +186,8 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
 
     auto& view = *bar.addMenu(tr("&View"));
     add(view, {fullScreen, sidePane, nextArea});
+    view.addSeparator();
+    add(view, {showAtoms});
 
     if (application.windows)
         bar.addMenu(application.windows);

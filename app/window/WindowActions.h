@@ -34,6 +34,7 @@ public:
     QAction* revertToSaved;
     QAction* revertToOpened;
     QAction* review;
+    QAction* showAtoms;
     QAction* close;
     // Edit; the last four go to what has the keyboard focus
     QAction* undo;
