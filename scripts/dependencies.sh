@@ -15,7 +15,7 @@ packages_for()
             nlohmann-json3-dev libplist-dev libexiv2-dev libpugixml-dev \
             libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev ;;
     app) # windows and player of the desktop program
-        echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev ;;
+        echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev libarchive-dev ;;
     run) # ffprobe and ffmpeg judge what the demonstration saved
         echo ffmpeg ;;
     test) # the test library, and other programs that judge the files that were saved

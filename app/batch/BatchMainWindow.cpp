@@ -360,7 +360,7 @@ void BatchMainWindow::makeMenus(const ApplicationActions& actions)
     if (actions.windows)
         menuBar()->addMenu(actions.windows);
     if (actions.about)
-        menuBar()->addMenu(tr("&Help"))->addAction(actions.about);
+        menuBar()->addMenu(tr("&Help"))->addActions({actions.diagnostics, actions.about});
 }
 
 // Files

@@ -4,6 +4,7 @@
 #include "app/shell/AboutBox.h"
 #include "app/shell/Appearance.h"
 #include "app/shell/Background.h"
+#include "app/shell/Diagnostics.h"
 #include "app/shell/ErrorText.h"
 #include "app/shell/FileChooser.h"
 #include "app/shell/PreferencesDialog.h"
@@ -16,6 +17,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QSessionManager>
 #include <QThread>
 #include <QTimer>
@@ -132,6 +134,7 @@ void AppController::makeActions()
     m_actions.preferences->setMenuRole(QAction::PreferencesRole);
     m_actions.quit = make(tr("&Quit"), QKeySequence {Qt::CTRL | Qt::Key_Q}, &AppController::quit);
     m_actions.quit->setMenuRole(QAction::QuitRole);
+    m_actions.diagnostics = make(tr("Save &Diagnostics\u2026"), {}, &AppController::saveDiagnostics);
     m_actions.about = make(tr("&About Reelwright"), {}, &AppController::showAbout);
     m_actions.about->setMenuRole(QAction::AboutRole);
     m_actions.windows = &m_windowsMenu;
@@ -370,6 +373,58 @@ void AppController::showAbout()
         m_aboutBox = makeAboutBox(frontWindow());
     m_aboutBox->setModal(false);
     bringToFront(*m_aboutBox);
+}
+
+void AppController::saveDiagnostics()
+{
+    auto* chooser
+        = new QFileDialog {frontWindow(), tr("Save Diagnostics"), QDir::homePath(), tr("Archives (*.zip)")};
+    chooser->setAttribute(Qt::WA_DeleteOnClose);
+    chooser->setAcceptMode(QFileDialog::AcceptSave);
+    chooser->setDefaultSuffix(QStringLiteral("zip"));
+    chooser->selectFile(QStringLiteral("reelwright-diagnostics.zip"));
+    makeRoomInFileChooser(*chooser);
+    connect(chooser, &QFileDialog::fileSelected, this, [this](const QString& path) {
+        QStringList logs;
+        for (const auto& log : KWLog::availableLogs())
+            logs << QString::fromStdString(log);
+        runInBackground(
+            this,
+            [path, logs, facts = systemFacts()] {
+                KWLog::finishWriting();
+                return writeDiagnostics(path, facts, logs);
+            },
+            [this, path](const std::optional<QString>& problem) {
+                auto* box = new QMessageBox {frontWindow()};
+                box->setAttribute(Qt::WA_DeleteOnClose);
+                box->setIcon(problem ? QMessageBox::Warning : QMessageBox::Information);
+                box->setText(
+                    problem ? tr("The diagnostics could not be saved.") : tr("The diagnostics are saved."));
+                box->setInformativeText(problem
+                        ? tr("%1: %2. Choose another place.").arg(path, *problem)
+                        : tr("%1 holds the program's logs, which name the files that were "
+                             "worked on, and facts about this system; nothing of what is in "
+                             "the files. It is sent to nobody.")
+                              .arg(path));
+                box->open();
+            });
+    });
+    chooser->open();
+}
+
+void AppController::offerDiagnostics()
+{
+    auto* box = new QMessageBox {frontWindow()};
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIcon(QMessageBox::Information);
+    box->setText(tr("Reelwright did not come to its end the last time."));
+    box->setInformativeText(
+        tr("A file that was being saved then is the old movie or the new one, whole. To find the "
+           "cause, logs and facts about this system can be saved as an archive."));
+    auto* save = box->addButton(tr("&Save Diagnostics\u2026"), QMessageBox::AcceptRole);
+    box->addButton(tr("&Not Now"), QMessageBox::RejectRole);
+    connect(save, &QPushButton::clicked, this, &AppController::saveDiagnostics);
+    box->open();
 }
 
 void AppController::fillWindowsMenu()

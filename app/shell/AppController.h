@@ -50,6 +50,10 @@ public:
     BatchMainWindow* newBatch(const QStringList& paths = {});
     void showPreferences();
     void showAbout();
+    /// Asks where to, and writes an archive of logs and of facts about the system.
+    void saveDiagnostics();
+    /// After a run that did not come to its end: says so, and offers that archive.
+    void offerDiagnostics();
 
     /// Emits `terminated` once nothing is unsaved or being written; see QuitCounter.
     void quit();

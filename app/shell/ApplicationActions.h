@@ -13,6 +13,7 @@ struct ApplicationActions
     QMenu* openRecent = nullptr;
     QAction* preferences = nullptr;
     QAction* quit = nullptr;
+    QAction* diagnostics = nullptr;
     QAction* about = nullptr;
     /// The open windows, filled when it is shown.
     QMenu* windows = nullptr;

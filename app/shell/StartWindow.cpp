@@ -91,7 +91,7 @@ StartWindow::StartWindow(const ApplicationActions& actions)
     file->addSeparator();
     file->addAction(actions.quit);
     menuBar()->addMenu(tr("&Edit"))->addAction(actions.preferences);
-    menuBar()->addMenu(tr("&Help"))->addAction(actions.about);
+    menuBar()->addMenu(tr("&Help"))->addActions({actions.diagnostics, actions.about});
 
     auto* icon = new QLabel;
     icon->setPixmap(QApplication::windowIcon().pixmap(QSize {kIconSize, kIconSize}, devicePixelRatio()));

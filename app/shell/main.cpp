@@ -1,6 +1,8 @@
 #include "app/shell/AppController.h"
+#include "app/shell/Diagnostics.h"
 #include "app/shell/SingleInstance.h"
 #include "app/shell/StartOptions.h"
+#include "support/KWLocalPaths.h"
 #include "support/KWLog.h"
 
 #include <QApplication>
@@ -94,6 +96,7 @@ int main(int argc, char** argv)
     if (!options.newInstance && instance.start(options.files) == SingleInstance::Role::HandedOver)
         return kDone;
 
+    const RunMarker marker {KWLocalPaths::libraryDirectory(true) + "/running"};
     int status = kDone;
     {
         AppController controller;
@@ -103,6 +106,8 @@ int main(int argc, char** argv)
             &controller, &AppController::terminated, &application, [] { QApplication::exit(kDone); },
             Qt::QueuedConnection);
         controller.start(options.files);
+        if (marker.wasInterrupted())
+            controller.offerDiagnostics();
         status = QApplication::exec();
     }
     KWLog::finishWriting();

@@ -193,7 +193,7 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
         bar.addMenu(application.windows);
 
     auto& help = *bar.addMenu(tr("&Help"));
-    add(help, {commandFinder, keys, application.about});
+    add(help, {commandFinder, keys, application.diagnostics, application.about});
 }
 
 } // namespace reelwright

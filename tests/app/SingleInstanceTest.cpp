@@ -1,17 +1,20 @@
 #include "app/shell/SingleInstance.h"
 
+#include "app/shell/Diagnostics.h"
 #include "app/shell/StartOptions.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QLocalSocket>
 #include <QLockFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -60,6 +63,52 @@ class SingleInstanceTest : public QObject
     Q_OBJECT
 
 private slots:
+    void aRunThatDidNotEndIsNoticedOnce()
+    {
+        const QTemporaryDir folder;
+        const auto path = folder.filePath(QStringLiteral("running")).toStdString();
+        {
+            const RunMarker first {path};
+            QVERIFY(!first.wasInterrupted());
+            QVERIFY2(!RunMarker {path + "/other"}.wasInterrupted(), "another folder");
+        }
+        QVERIFY(!RunMarker {path}.wasInterrupted());
+        const int child = ::fork();
+        if (child == 0) {
+            const RunMarker lost {path};
+            ::_exit(0); // without its destructor, as a crash ends it
+        }
+        QCOMPARE(::waitpid(child, nullptr, 0), child);
+        QVERIFY(RunMarker {path}.wasInterrupted());
+        QVERIFY(!RunMarker {path}.wasInterrupted());
+    }
+
+    void diagnosticsHoldFactsAndLogs()
+    {
+        const QTemporaryDir folder;
+        const auto log = folder.filePath(QStringLiteral("Reelwright.log"));
+        QFile file {log};
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("opened clip.mov\n");
+        file.close();
+        const auto archive = folder.filePath(QStringLiteral("out.zip"));
+        const auto problem = writeDiagnostics(
+            archive, QStringLiteral("System: test\n"), {log, folder.filePath(QStringLiteral("missing.log"))});
+        QVERIFY2(!problem, qPrintable(problem.value_or(QString())));
+        QProcess reader;
+        reader.start(QStringLiteral("python3"),
+            {QStringLiteral("-c"),
+                QStringLiteral("import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
+                               "print(z.read('logs/Reelwright.log'), z.read('system.txt'))"),
+                archive});
+        QVERIFY(reader.waitForFinished());
+        const auto text = reader.readAllStandardOutput();
+        QVERIFY2(
+            text.contains("opened clip.mov") && text.contains("Not read: ") && text.contains("System: test"),
+            text);
+        QVERIFY(writeDiagnostics(folder.filePath(QStringLiteral("no/such/out.zip")), {}, {}));
+    }
+
     void init() { m_folder = std::make_unique<QTemporaryDir>(); }
     void theSecondStartHandsItsFilesOver();
     void aStartWithoutFilesAsksToBeSeen();
