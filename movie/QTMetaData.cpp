@@ -93,8 +93,11 @@ namespace {
     /// The texts of an item of user data; none when it holds something else.
     std::vector<userData::InternationalText> textsOf(const Atom& entry)
     {
-        return entry.type.value >> 24U == kCopyrightSign ? userData::texts(entry.head.span())
-                                                         : std::vector<userData::InternationalText> {};
+        if (entry.type.value >> 24U == kCopyrightSign)
+            return userData::texts(entry.head.span());
+        if (auto text = userData::assetText(entry.type, entry.head.span()))
+            return {std::move(*text)};
+        return {};
     }
 
     /// What becomes of the texts or values of one atom of a list, by their places in it.
@@ -123,7 +126,24 @@ namespace {
         const auto texts = textsOf(entry);
         if (texts.empty())
             return change.values.front().second;
+        const auto markOf = [](const auto& value, const userData::InternationalText& text) {
+            return std::string_view {
+                kByteOrderMark, value && text.isUtf16() ? sizeof kByteOrderMark : std::size_t {0}};
+        };
         ByteWriter out;
+        if (entry.type.value >> 24U != kCopyrightSign) {
+            const auto& value = change.values.front().second;
+            if (!value)
+                return std::nullopt;
+            const auto start
+                = static_cast<std::size_t>(texts.front().bytes.data() - entry.head.span().data());
+            const auto behind = entry.head.span().subspan(start + texts.front().bytes.size());
+            out.bytes(entry.head.span().first(start)).text(markOf(value, texts.front()));
+            out.bytes(value->span()).bytes(behind);
+            if (behind.empty())
+                out.text({"\0\0", texts.front().isUtf16() ? std::size_t {2} : std::size_t {1}});
+            return out.toBytes();
+        }
         std::size_t kept = 0;
         auto next = change.values.begin();
         for (std::size_t index = 0; index < texts.size(); ++index) {
@@ -133,10 +153,10 @@ namespace {
             if (isChanged && !value)
                 continue;
             const auto bytes = value ? value->span() : text.bytes;
-            const std::size_t mark = value && text.isUtf16() ? sizeof kByteOrderMark : 0;
+            const auto mark = markOf(value, text);
             ++kept;
-            out.u16(static_cast<std::uint16_t>(bytes.size() + mark)).u16(text.language);
-            out.text({kByteOrderMark, mark}).bytes(bytes);
+            out.u16(static_cast<std::uint16_t>(bytes.size() + mark.size())).u16(text.language);
+            out.text(mark).bytes(bytes);
         }
         const auto* const end = texts.back().bytes.data() + texts.back().bytes.size();
         out.bytes(entry.head.span().subspan(static_cast<std::size_t>(end - entry.head.span().data())));

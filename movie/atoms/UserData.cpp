@@ -2,6 +2,9 @@
 
 #include "movie/atoms/ByteReader.h"
 
+#include <algorithm>
+#include <array>
+
 namespace reelwright {
 namespace {
 
@@ -77,6 +80,26 @@ namespace userData {
             result.push_back(std::move(text));
         }
         return result;
+    }
+
+    std::optional<InternationalText> assetText(FourCC type, ByteSpan payload)
+    {
+        constexpr std::array kTypes {"titl"_cc, "dscp"_cc, "cprt"_cc, "perf"_cc, "gnre"_cc, "auth"_cc};
+        if (std::find(kTypes.begin(), kTypes.end(), type) == kTypes.end())
+            return std::nullopt;
+        ByteReader in {payload};
+        const auto versionAndFlags = in.u32();
+        InternationalText text {in.u16(), {}, payload.subspan(std::min<std::size_t>(payload.size(), 6))};
+        if (!in.ok() || versionAndFlags != 0 || text.isMacintosh())
+            return std::nullopt;
+        const std::size_t unit = text.isUtf16() ? 2 : 1;
+        for (std::size_t i = 0; i + unit <= text.bytes.size(); i += unit)
+            if (text.bytes[i] == std::byte {} && text.bytes[i + unit - 1] == std::byte {}) {
+                text.bytes = text.bytes.first(i);
+                break;
+            }
+        text.text = unit == 2 ? decodeUtf16(text.bytes.subspan(2)) : decodeText(text.bytes);
+        return text;
     }
 
 } // namespace userData

@@ -39,6 +39,11 @@ namespace userData {
     /// fall back to Mac Roman.
     std::vector<InternationalText> texts(ByteSpan payload);
 
+    /// The text of an item that ISO files of phones and cameras have (3GPP TS 26.244, "Asset information":
+    /// `titl`, `dscp`, `cprt`, `perf`, `gnre`, `auth`): version and flags, a packed language, a text that a
+    /// zero ends. Nothing for other types, and for other bytes under these.
+    std::optional<InternationalText> assetText(FourCC type, ByteSpan payload);
+
 } // namespace userData
 
 } // namespace reelwright

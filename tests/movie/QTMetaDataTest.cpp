@@ -189,7 +189,15 @@ namespace {
             = international("\xA9nam"_cc, {{0, "caf\x8E"}, {0x15C7, "caf\u00E9"}, {0x15C7, "\xFE\xFF"}});
         texts.head = ByteWriter {}.bytes(texts.head.span()).text("behind").toBytes();
         return read(box("moov"_cc,
-            {box("udta"_cc, {leaf("XMP_"_cc, "<x/>"), texts, shortKeys}), leaf("free"_cc, "f"), named}));
+            {box("udta"_cc,
+                 {leaf("XMP_"_cc, "<x/>"), texts,
+                     leaf("titl"_cc,
+                         std::string_view("\0\0\0\0\x15\xC7"
+                                          "caf\xC3\xA9\0",
+                             12)),
+                     leaf("dscp"_cc, std::string_view("\0\0\0\0\x15\xC7\xFE\xFF\0d\0\0more", 16)),
+                     shortKeys}),
+                leaf("free"_cc, "f"), named}));
     }
 
     TEST(QTMetaData, AChangedItemKeepsItsPlaceTypeAndLanguageAndTheRestItsBytes)
