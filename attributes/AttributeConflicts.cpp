@@ -4,7 +4,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace reelwright::attributeConflicts {
 namespace {
@@ -68,8 +70,9 @@ namespace {
         const auto video = description.video();
         if (!clean || !clean->isDefined() || !video || video->width == 0)
             return std::nullopt;
-        const auto offset
-            = [](std::int32_t n, std::uint32_t d) { return d == 0 ? 0.0 : std::abs(n / double {1} / d); };
+        const auto offset = [](std::int32_t n, std::uint32_t d) {
+            return d == 0 ? 0.0 : std::abs(static_cast<double>(n) / d);
+        };
         const bool beyond = clean->width() / 2 + offset(clean->horizontalOffsetN, clean->horizontalOffsetD)
                 > video->width / 2.0 + 0.5
             || clean->height() / 2 + offset(clean->verticalOffsetN, clean->verticalOffsetD)
@@ -124,6 +127,34 @@ namespace {
     bool contradict(const std::optional<int>& one, const std::optional<int>& other)
     {
         return one && other && *one != *other;
+    }
+
+    /// The ratio, or where its numbers take more than 8 bits, which is what is written, the nearest one.
+    std::string nearestRatio(const PixelAspectRatio& ratio)
+    {
+        constexpr std::uint32_t kMost = 255;
+        const auto common = std::max(std::gcd(ratio.horizontal, ratio.vertical), 1U);
+        PixelAspectRatio best {ratio.horizontal / common, ratio.vertical / common};
+        if (best.horizontal > kMost || best.vertical > kMost) {
+            const double wanted = static_cast<double>(ratio.horizontal) / std::max(ratio.vertical, 1U);
+            double least = HUGE_VAL;
+            for (std::uint32_t vertical = 1; vertical <= kMost; ++vertical) {
+                const double horizontal = std::clamp(std::round(wanted * vertical), 1.0, double {kMost});
+                if (const auto off = std::abs(horizontal / vertical - wanted); off < least) {
+                    least = off;
+                    best = {static_cast<std::uint32_t>(horizontal), vertical};
+                }
+            }
+        }
+        return fmt::format("{}:{}", best.horizontal, best.vertical);
+    }
+
+    /// The two numbers of a pixel aspect ratio.
+    std::pair<double, double> ratioOf(const AttributeEntry& entry)
+    {
+        const auto text = std::get<std::string>(entry.value);
+        const auto colon = text.find(':');
+        return {std::strtod(text.c_str(), nullptr), std::strtod(text.c_str() + colon + 1, nullptr)};
     }
 
     std::optional<AttributeEntry> inFile(std::string_view name, const SampleDescription& description)
@@ -224,17 +255,57 @@ bool differ(const AttributeEntry& inFile, const AttributeEntry& inPicture)
             || contradict(matrixMeant(inFile.matrix), matrixMeant(inPicture.matrix));
     }
     if (inFile.description == kPixelAspectRatio) {
-        const auto parts = [](const AttributeEntry& entry) {
-            const auto text = std::get<std::string>(entry.value);
-            const auto colon = text.find(':');
-            return std::pair {
-                std::strtod(text.c_str(), nullptr), std::strtod(text.c_str() + colon + 1, nullptr)};
-        };
-        const auto [fileH, fileV] = parts(inFile);
-        const auto [pictureH, pictureV] = parts(inPicture);
-        return fileH * pictureV != pictureH * fileV;
+        const auto [fileH, fileV] = ratioOf(inFile);
+        const auto [pictureH, pictureV] = ratioOf(inPicture);
+        // Numbers that do not fit are written as the nearest that do.
+        constexpr double kRounding = 1e-4;
+        return std::abs(fileH * pictureV - pictureH * fileV) > kRounding * pictureH * fileV;
     }
     return inFile.value != inPicture.value;
+}
+
+std::vector<AttributeEntry> toTake(const std::vector<AttributeEntry>& inFile, const PictureFacts& picture)
+{
+    std::vector<AttributeEntry> taken;
+    for (const auto& entry : inFile) {
+        auto said = saidByPicture(entry.description, picture);
+        if (!said || !differ(entry, *said))
+            continue;
+        if (entry.description == kPixelAspectRatio)
+            said->value = nearestRatio(*picture.pixelAspectRatio);
+        taken.push_back(std::move(*said));
+    }
+    return taken;
+}
+
+std::string meaning(const AttributeEntry& inFile, const AttributeEntry& inPicture)
+{
+    if (!differ(inFile, inPicture))
+        return {};
+    const std::string believer = "A player that believes the file ";
+    const auto& name = inFile.description;
+    if (name == kPixelAspectRatio) {
+        const auto [fileH, fileV] = ratioOf(inFile);
+        const auto [pictureH, pictureV] = ratioOf(inPicture);
+        const double wider = fileV > 0 && pictureH > 0 ? fileH / fileV * pictureV / pictureH : 1;
+        return fmt::format("{}shows everything {:.1f} % {} than it was made.", believer,
+            std::abs(wider - 1) * 100, wider > 1 ? "wider" : "narrower");
+    }
+    if (name == kFields)
+        return believer
+            + (std::get<int>(inFile.value) == 1 ? "takes apart whole pictures, which become softer."
+                                                : "shows combs at the edges of whatever moves.");
+    if (name == kFieldDominance)
+        return believer + "shows movement that goes back and forth.";
+    if (name == kColor) {
+        const bool isMatrix = contradict(matrixMeant(inFile.matrix), matrixMeant(inPicture.matrix));
+        const bool isCurve = contradict(transferMeant(inFile.transfer), transferMeant(inPicture.transfer));
+        return believer + "shows "
+            + (isCurve         ? "another brightness and contrast."
+                    : isMatrix ? "greens and reds slightly off."
+                               : "colors more or less saturated than they are.");
+    }
+    return believer + "may cut the picture, or show edges that are not meant to be seen.";
 }
 
 } // namespace reelwright::attributeConflicts

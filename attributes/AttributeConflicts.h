@@ -17,4 +17,10 @@ std::optional<AttributeEntry> saidByPicture(std::string_view name, const Picture
 /// Do the two contradict each other? Codes that say nothing, or the same in other numbers, do not.
 bool differ(const AttributeEntry& inFile, const AttributeEntry& inPicture);
 
+/// Of these attributes of a file the ones that contradict the picture, with its values as they can be
+/// written: of a pixel aspect ratio the nearest one whose numbers fit.
+std::vector<AttributeEntry> toTake(const std::vector<AttributeEntry>& inFile, const PictureFacts& picture);
+/// What a viewer sees of it where they do, as a sentence; empty where they do not.
+std::string meaning(const AttributeEntry& inFile, const AttributeEntry& inPicture);
+
 } // namespace reelwright::attributeConflicts

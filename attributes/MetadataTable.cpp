@@ -168,25 +168,34 @@ Result<const TextRecord*> MetadataTable::rowOf(const std::string& path) const
     return found;
 }
 
-Result<void> MetadataTable::apply(QTMovie& movie) const
+Result<MetadataTable::Applied> MetadataTable::apply(QTMovie& movie) const
 {
     RW_TRY(const auto* const row, rowOf(movie.fileName()));
     std::unordered_map<std::string, std::string> before;
     for (const auto& item : rowsOf({}, movie).rows)
         before.emplace(columnOf(item), item.value);
     const EditableScope editable {movie};
+    Applied applied;
     for (std::size_t column = 1; column < row->size(); ++column) {
         const auto& cell = (*row)[column];
         const auto& key = m_header[column];
         if (cell.empty())
             continue;
-        if (key.empty())
-            return refusal(fmt::format("the table has no key over \"{}\"", cell));
+        ++applied.cells;
+        if (key.empty()) {
+            applied.refused.push_back(fmt::format("the table has no key over \"{}\"", cell));
+            continue;
+        }
         const auto place = before.find(key);
-        RW_CHECK(
-            setCell(key, cell, place == before.end() ? std::nullopt : std::optional(place->second), movie));
+        auto changed = movie; // a cell is done whole or not at all
+        if (auto done = setCell(
+                key, cell, place == before.end() ? std::nullopt : std::optional(place->second), changed);
+            done)
+            movie = std::move(changed);
+        else
+            applied.refused.push_back(done.error().message());
     }
-    return {};
+    return applied;
 }
 
 } // namespace reelwright

@@ -25,10 +25,15 @@ public:
     static Result<MetadataTable> read(const std::string& path);
     static Result<MetadataTable> parse(ByteSpan bytes);
 
+    /// What a table did to a movie.
+    struct Applied
+    {
+        std::size_t cells = 0; ///< that say something
+        std::vector<std::string> refused; ///< a sentence for each cell that could not be done
+    };
     /// Makes the changes of the row of the movie's file, which is found by its path, else by its name.
-    /// Errors: Refused when there is no such row or more than one by that name, and for what cannot be
-    /// written.
-    Result<void> apply(QTMovie& movie) const;
+    /// Errors: Refused when there is no such row or more than one by that name.
+    Result<Applied> apply(QTMovie& movie) const;
 
 private:
     [[nodiscard]] Result<const TextRecord*> rowOf(const std::string& path) const;

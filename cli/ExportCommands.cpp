@@ -5,7 +5,7 @@
 #include "picture/MovieExport.h"
 #include "report/MovieFacts.h"
 #include "report/TextTable.h"
-#include "times/KWTimecode.h"
+#include "times/TypedTime.h"
 #include "tracks/KWQuickTime.h"
 
 #include <CLI/CLI.hpp>
@@ -23,24 +23,11 @@ namespace {
         return failure(MovieError::Code::Refused, {}, std::move(sentence));
     }
 
-    /// A timecode counted from the movie's first frame, or behind "tc:" a label of its timecode track.
+    /// A time of the movie as it is typed, exactly.
     Result<QTTime> movieTime(std::string_view text, const QTMovie& movie)
     {
-        constexpr std::string_view kLabel = "tc:";
-        const bool isLabel = text.starts_with(kLabel);
-        const std::string typed {isLabel ? text.substr(kLabel.size()) : text};
-        if (typed.find_first_of("0123456789") == std::string::npos
-            || typed.find_first_not_of("0123456789:;.,") != std::string::npos)
-            return refusal(
-                fmt::format("\"{}\" is no timecode such as 00:00:10:00, or 10. for ten seconds", text));
-        if (isLabel)
-            return KWQuickTime::qtTimeFromTimecode(typed, movie);
-        const auto time = QTTimeFromString(KWQuickTime::qtTimeStringFromFormatString(
-            KWTimecode::timecodeFromUserString(typed, false, "00:00:00:00"), movie.timeScale(),
-            KWQuickTime::frameLengthForMovie(movie)));
-        if (!time)
-            return refusal(fmt::format("\"{}\" is no time that this movie can have", text));
-        return *time;
+        RW_TRY(const auto typed, TypedTime::parse(text));
+        return typed.exactly(movie);
     }
 
     /// Does the work on each file and reports it as {file, output, ...} or {file, error}.

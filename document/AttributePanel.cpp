@@ -54,9 +54,10 @@ void AttributePanel::setValue(std::size_t row, const AttributeValue& value)
         change(AttributeEntry {m_attributes[row]}, value);
 }
 
-void AttributePanel::setAttribute(const AttributeEntry& attribute)
+void AttributePanel::setAttributes(const std::vector<AttributeEntry>& attributes)
 {
-    change(attribute, attribute.value);
+    if (const auto* track = m_document.selectedTrack(); track && !attributes.empty())
+        perform(edits::setTrackAttributes(TrackSelector::ofTrack(track->trackID()), attributes));
 }
 
 void AttributePanel::addCustomColorAttribute(int primaries, int transfer, int matrix)
@@ -73,10 +74,13 @@ void AttributePanel::change(const AttributeEntry& attribute, const std::optional
     const auto* track = m_document.selectedTrack();
     if (!track)
         return;
-    const auto tracks = TrackSelector::ofTrack(track->trackID());
-    const auto edit = edits::setTrackAttribute(tracks, attribute, value);
+    perform(edits::setTrackAttribute(TrackSelector::ofTrack(track->trackID()), attribute, value));
+}
+
+void AttributePanel::perform(const Edit& edit)
+{
     if (const auto done = m_document.perform(edit, MyDocument::ViewUpdate::Reset); !done)
-        m_window.alert("Unable to change attribute", done.error().message(), {"OK"});
+        m_window.alert("Unable to change attribute", done.error().message() + ".", {"OK"});
     loadImageDescriptionExtensionsForTrack();
 }
 

@@ -31,13 +31,14 @@ public:
     void removeAttribute(std::size_t row);
     /// The user gave the row another value.
     void setValue(std::size_t row, const AttributeValue& value);
-    /// Gives the selected track the attribute's codes and value.
-    void setAttribute(const AttributeEntry& attribute);
+    /// Gives the selected track these attributes, with their codes and values, in one step.
+    void setAttributes(const std::vector<AttributeEntry>& attributes);
     /// The custom color sheet: the three chosen items, which are the codes.
     void addCustomColorAttribute(int primaries, int transfer, int matrix);
 
 private:
     void change(const AttributeEntry& attribute, const std::optional<AttributeValue>& value);
+    void perform(const Edit& edit);
 
     MyDocument& m_document;
     DocumentWindow& m_window;

@@ -4,7 +4,7 @@
 #include "edits/ChapterEdits.h"
 #include "support/KWLog.h"
 #include "support/Text.h"
-#include "times/KWTimecode.h"
+#include "times/TypedTime.h"
 #include "tracks/KWQuickTime.h"
 
 #include <fmt/format.h>
@@ -12,13 +12,16 @@
 namespace reelwright {
 namespace {
 
-    tl::unexpected<MovieError> notATime(const std::string& text)
+    /// A length of time as it is typed.
+    Result<QTTime> typedLength(std::string_view text, const QTMovie& movie)
     {
-        return failure(MovieError::Code::Refused, {},
-            fmt::format("\"{}\" is no time. Type hours, minutes, seconds and frames, such as 00:01:30:00; "
-                        "digits fill "
-                        "them from the right, and 10. is ten seconds.",
-                text));
+        RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+        if (typed.isRelative() || typed.form() == TypedTime::Form::Label)
+            return failure(MovieError::Code::Refused, {},
+                fmt::format("\"{}\" is no length of time such as 00:00:10:00, 10. for ten seconds, 10.5s or "
+                            "250f",
+                    text));
+        return typed.exactly(movie);
     }
 
 } // namespace
@@ -43,15 +46,6 @@ std::string DocumentChapters::startText(const QTTime& time) const
     return KWQuickTime::formattedQTTime(time, m_document.movie());
 }
 
-std::optional<QTTime> DocumentChapters::typedTime(const std::string& text) const
-{
-    if (text.find_first_of("0123456789") == std::string::npos
-        || text.find_first_not_of("0123456789:;.,") != std::string::npos)
-        return std::nullopt;
-    return ChapterTimes {m_document.movie()}.fromText(
-        KWTimecode::timecodeFromUserString(text, false, "00:00:00:00"));
-}
-
 Result<void> DocumentChapters::addChapter(const QTTime& time)
 {
     return m_document.perform(edits::addChapter(time, KWChapterController::kNewName));
@@ -72,8 +66,11 @@ Result<void> DocumentChapters::setName(std::size_t row, const std::string& name)
 
 Result<void> DocumentChapters::setStart(std::size_t row, const std::string& text)
 {
-    const auto time = typedTime(std::string(trimmed(text)));
-    return time ? moveTo(row, *time) : notATime(text);
+    const auto now = chapters();
+    RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+    RW_TRY(const auto time,
+        typed.exactly(m_document.movie(), row < now.size() ? std::optional(now[row].start) : std::nullopt));
+    return moveTo(row, ChapterTimes {m_document.movie()}.nearestPicture(time));
 }
 
 Result<void> DocumentChapters::moveTo(std::size_t row, const QTTime& start)
@@ -83,14 +80,13 @@ Result<void> DocumentChapters::moveTo(std::size_t row, const QTTime& start)
 
 Result<void> DocumentChapters::shift(const std::string& text)
 {
-    const auto typed = std::string(trimmed(text));
+    const auto typed = trimmed(text);
     const bool isBack = typed.starts_with('-');
-    auto time = typedTime(isBack || typed.starts_with('+') ? typed.substr(1) : typed);
-    if (!time)
-        return notATime(text);
+    RW_TRY(auto time,
+        typedLength(isBack || typed.starts_with('+') ? typed.substr(1) : typed, m_document.movie()));
     if (isBack)
-        time->value = -time->value;
-    return m_document.perform(edits::shiftChapters(*time));
+        time.value = -time.value;
+    return m_document.perform(edits::shiftChapters(time));
 }
 
 Result<void> DocumentChapters::stretch(const std::string& text)
@@ -103,8 +99,8 @@ Result<void> DocumentChapters::stretch(const std::string& text)
 
 Result<void> DocumentChapters::addEvery(const std::string& text)
 {
-    const auto time = typedTime(std::string(trimmed(text)));
-    return time ? m_document.perform(edits::addChapterEvery(*time)) : notATime(text);
+    RW_TRY(const auto time, typedLength(trimmed(text), m_document.movie()));
+    return m_document.perform(edits::addChapterEvery(time));
 }
 
 Result<void> DocumentChapters::addAtTimecodeBreaks()
@@ -124,10 +120,8 @@ std::optional<DocumentChapters::Alert> DocumentChapters::importChapters(
         return Alert {"No chapters found", "Could not locate any chapters or markers in the specified file."};
     const auto edit = edits::insertChapters(entries);
     RefusedParts refused;
-    bool isDone = false;
-    m_document.perform(
-        edit.undoName, [&](QTMovie& edited) { isDone = edit.apply(edited, &refused).has_value(); });
-    if (isDone && refused.empty())
+    const auto done = m_document.perform(edit, MyDocument::ViewUpdate::None, nullptr, &refused);
+    if (done && refused.empty())
         return std::nullopt;
     return Alert {"Some chapters could not be imported",
         "This could be because they conflict with the position of an existing chapter or because their start "

@@ -28,7 +28,7 @@ public:
     Result<void> addChapter(const QTTime& time);
     void removeChapter(const std::vector<std::size_t>& rows);
     Result<void> setName(std::size_t row, const std::string& name);
-    /// A typed start: hours, minutes, seconds and frames, filled from the right. Errors: Refused with the
+    /// A typed start, in any form of TypedTime; "+" and "-" move the present one. Errors: Refused with the
     /// sentence for the user.
     Result<void> setStart(std::size_t row, const std::string& text);
     Result<void> moveTo(std::size_t row, const QTTime& start);
@@ -51,8 +51,6 @@ public:
     Result<void> exportChapters(const std::string& path, const MarkerFormat& format) const;
 
 private:
-    [[nodiscard]] std::optional<QTTime> typedTime(const std::string& text) const;
-
     MyDocument& m_document;
 };
 

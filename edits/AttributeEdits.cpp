@@ -1,6 +1,8 @@
 #include "edits/AttributeEdits.h"
 
+#include "attributes/AttributeConflicts.h"
 #include "attributes/NamedColorSpaces.h"
+#include "picture/BitstreamFacts.h"
 #include "support/Text.h"
 
 #include <fmt/format.h>
@@ -180,43 +182,6 @@ namespace {
         return telling(std::move(edit), setting.caution);
     }
 
-    constexpr TrackField kFields[] = {
-        {"pixel-aspect", "H:V|none", "of video: shape of a pixel, such as 40:33", field<0>},
-        {"gamma", "N|none", "of video", field<1>},
-        {"color", "ntsc|pal|hd|P-T-M|none", "of video: codes of primaries, transfer, matrix", field<2>},
-        {"color-space", "NAME|none", "of video: as --color-space", field<3>},
-        {"fields", "progressive|interlaced|none", "of video", field<4>},
-        {"field-dominance", "0|1|6|9|14|none", "of video: order of the fields", field<5>},
-        {"encoded-width", "N", "of video: pixels", field<6>},
-        {"encoded-height", "N", "of video: pixels", field<7>},
-        {"bit-depth", "N", "of video", field<8>},
-    };
-
-    constexpr EditKind kKinds[] = {
-        {"--pixel-aspect", "H:V|none",
-            "Shape of a pixel, such as 40:33; brings the apertures\nand the track's size up to date",
-            single<option<0>>},
-        {"--gamma", "N|none", "Gamma, such as 2.2", single<option<1>>},
-        {"--color", "ntsc|pal|hd|P-T-M|none",
-            "Color codes: primaries, transfer, matrix, as ISO/IEC\n23091-2 numbers them (9-16-9 for BT.2020, "
-            "PQ)",
-            single<option<2>>},
-        {"--color-space", "NAME|none",
-            "ICC profile of a named color space: generic-gray,\ngeneric-rgb, generic-cmyk, "
-            "generic-rgb-linear,\n"
-            "adobe-rgb-1998, srgb, generic-gray-2.2-gamma",
-            single<option<3>>},
-        {"--fields", "progressive|interlaced|none", "Whether a picture is of one piece or of two fields",
-            single<option<4>>},
-        {"--field-dominance", "0|1|6|9|14|none",
-            "Order of the fields: 0 unknown, 1 top first, 6 bottom\nfirst (temporal), 9 first line early, 14 "
-            "late (spatial)",
-            single<option<5>>},
-        {"--encoded-width", "N", "Width that the description states, in pixels", single<option<6>>},
-        {"--encoded-height", "N", "Height that the description states, in pixels", single<option<7>>},
-        {"--bit-depth", "N", "Depth that the description states", single<option<8>>},
-    };
-
     const Row& rowOf(const AttributeEntry& attribute)
     {
         for (const auto& row : kRows)
@@ -287,6 +252,84 @@ namespace {
         });
     }
 
+    Result<void> takeFromPictureOf(const QTTrack& track)
+    {
+        const auto record = KWMovTrack::trackWithQTTrack(track);
+        const auto attributes = Controller::imageDescriptionExtensionsForTrack(record);
+        RW_TRY(const auto picture, BitstreamFacts::of(track));
+        if (attributes)
+            for (const auto& entry : attributeConflicts::toTake(*attributes, picture))
+                RW_CHECK(Controller::imageDescriptionExtension(entry, entry.value, record));
+        return {};
+    }
+
+    Result<void> takeFromPicture(const std::optional<TrackSelector>& tracks, QTMovie& movie)
+    {
+        if (tracks)
+            return forSelected(movie, *tracks, takeFromPictureOf);
+        const auto videos = movie.tracksOfMediaType(QTMediaTypeVideo);
+        if (videos.empty())
+            return failure(MovieError::Code::Refused, {}, "the movie has no video track");
+        return takeFromPictureOf(videos.front());
+    }
+
+    Result<void> fromPicture(std::string_view, EditSteps& steps)
+    {
+        steps.add(takeAttributesOfPicture(std::nullopt));
+        return {};
+    }
+
+    Result<Edit> fromPictureField(
+        const std::string& option, const TrackSelector& tracks, std::string_view value)
+    {
+        if (value != "picture")
+            return wrongValue("--track SELECTOR:attributes", value, "picture");
+        auto edit = takeAttributesOfPicture(tracks);
+        edit.option = option;
+        return edit;
+    }
+
+    constexpr TrackField kFields[] = {
+        {"pixel-aspect", "H:V|none", "of video: shape of a pixel, such as 40:33", field<0>},
+        {"gamma", "N|none", "of video", field<1>},
+        {"color", "ntsc|pal|hd|P-T-M|none", "of video: codes of primaries, transfer, matrix", field<2>},
+        {"color-space", "NAME|none", "of video: as --color-space", field<3>},
+        {"fields", "progressive|interlaced|none", "of video", field<4>},
+        {"field-dominance", "0|1|6|9|14|none", "of video: order of the fields", field<5>},
+        {"encoded-width", "N", "of video: pixels", field<6>},
+        {"encoded-height", "N", "of video: pixels", field<7>},
+        {"bit-depth", "N", "of video", field<8>},
+        {"attributes", "picture", "of video: as --attributes-from-picture", fromPictureField},
+    };
+
+    constexpr EditKind kKinds[] = {
+        {"--pixel-aspect", "H:V|none",
+            "Shape of a pixel, such as 40:33; brings the apertures\nand the track's size up to date",
+            single<option<0>>},
+        {"--gamma", "N|none", "Gamma, such as 2.2", single<option<1>>},
+        {"--color", "ntsc|pal|hd|P-T-M|none",
+            "Color codes: primaries, transfer, matrix, as ISO/IEC\n23091-2 numbers them (9-16-9 for BT.2020, "
+            "PQ)",
+            single<option<2>>},
+        {"--color-space", "NAME|none",
+            "ICC profile of a named color space: generic-gray,\ngeneric-rgb, generic-cmyk, "
+            "generic-rgb-linear,\n"
+            "adobe-rgb-1998, srgb, generic-gray-2.2-gamma",
+            single<option<3>>},
+        {"--fields", "progressive|interlaced|none", "Whether a picture is of one piece or of two fields",
+            single<option<4>>},
+        {"--field-dominance", "0|1|6|9|14|none",
+            "Order of the fields: 0 unknown, 1 top first, 6 bottom\nfirst (temporal), 9 first line early, 14 "
+            "late (spatial)",
+            single<option<5>>},
+        {"--encoded-width", "N", "Width that the description states, in pixels", single<option<6>>},
+        {"--encoded-height", "N", "Height that the description states, in pixels", single<option<7>>},
+        {"--bit-depth", "N", "Depth that the description states", single<option<8>>},
+        {"--attributes-from-picture", "",
+            "Give the attributes of the first video track the values\nthat the picture's own stream states, "
+            "where it contradicts\nthem (\"info --picture\" tells)",
+            fromPicture},
+    };
 } // namespace
 
 Edit setAttribute(const AttributeEntry& attribute, const std::optional<AttributeValue>& value)
@@ -309,6 +352,34 @@ Edit setTrackAttribute(
         attribute.description, fmt::format("{} (track {})", label(attribute, value), tracks.text()),
         record("imageDescriptionExtension:setValue:forTracks:movie:", changeTracks, tracks, attribute, value,
             KWPlaceholderMovie::placeholder())};
+}
+
+Edit takeAttributesOfPicture(const std::optional<TrackSelector>& tracks)
+{
+    return {
+        tracks ? fmt::format("--track {}:attributes=picture", tracks->text()) : "--attributes-from-picture",
+        "Attributes of the Picture",
+        "Take attributes from the picture" + (tracks ? fmt::format(" (track {})", tracks->text()) : ""),
+        record("takeAttributesOfPicture:movie:", takeFromPicture, tracks, KWPlaceholderMovie::placeholder())};
+}
+
+Edit setTrackAttributes(const TrackSelector& tracks, const std::vector<AttributeEntry>& attributes)
+{
+    if (attributes.size() == 1)
+        return setTrackAttribute(tracks, attributes.front(), attributes.front().value);
+    std::vector<Edit> all;
+    std::string option;
+    for (const auto& attribute : attributes) {
+        all.push_back(setTrackAttribute(tracks, attribute, attribute.value));
+        option += (option.empty() ? "" : " ") + all.back().option;
+    }
+    return makeEdit(option, "Attributes",
+        fmt::format("Set {} attributes (track {})", all.size(), tracks.text()),
+        [all](QTMovie& movie) -> Result<void> {
+            for (const auto& edit : all)
+                RW_CHECK(edit.call.perform(movie));
+            return {};
+        });
 }
 
 std::span<const EditKind> attributeKinds()

@@ -2,10 +2,9 @@
 
 #include "chapters/ChapterTimes.h"
 #include "chapters/MarkerFiles.h"
-#include "chapters/TimecodeLabels.h"
 #include "edits/EditCatalogue.h"
 #include "movie/atoms/TextEncoding.h"
-#include "times/KWTimecode.h"
+#include "times/TypedTime.h"
 
 #include <fmt/format.h>
 
@@ -18,10 +17,6 @@ namespace reelwright {
 namespace {
 
     using Chapters = KWChapterController::Chapters;
-
-    constexpr auto kTimeForms
-        = "a timecode such as 00:00:10:00 counted from the movie's first frame, 10. for ten "
-          "seconds, value/scale in seconds, or tc:01:00:10:00 for a label of the timecode track";
 
     tl::unexpected<MovieError> refusal(std::string reason)
     {
@@ -36,40 +31,18 @@ namespace {
         return error == std::errc {} && stop == end ? std::optional(number) : std::nullopt;
     }
 
-    /// A time as it is typed: what it means depends on the movie.
-    using MovieTime = std::function<Result<QTTime>(const QTMovie&)>;
-
-    std::optional<MovieTime> fractionOfSeconds(std::string_view text, std::size_t slash)
+    /// A time of a chapter as it is typed; nothing for a text that is none, and for one that moves another.
+    std::optional<TypedTime> typedTime(std::string_view text)
     {
-        const auto value = numberOf(text.substr(0, slash));
-        const auto scale = numberOf(text.substr(slash + 1));
-        constexpr std::int64_t kMost = 1LL << 53U;
-        if (!value || !scale || *value < 0 || *value > kMost || *scale <= 0 || *scale > INT32_MAX)
-            return std::nullopt;
-        const QTTime time {*value, static_cast<std::int32_t>(*scale)};
-        return [time](const QTMovie&) -> Result<QTTime> { return time; };
+        auto time = TypedTime::parse(text);
+        return time && !time->isRelative() ? std::optional(std::move(*time)) : std::nullopt;
     }
 
-    std::optional<MovieTime> typedTime(std::string_view text)
+    /// The same for a length of time.
+    std::optional<TypedTime> typedLength(std::string_view text)
     {
-        constexpr std::string_view kLabel = "tc:";
-        const bool isLabel = text.starts_with(kLabel);
-        if (isLabel)
-            text.remove_prefix(kLabel.size());
-        if (const auto slash = text.find('/'); slash != std::string_view::npos && !isLabel)
-            return fractionOfSeconds(text, slash);
-        if (text.find_first_of("0123456789") == std::string_view::npos
-            || text.find_first_not_of("0123456789:;.,") != std::string_view::npos)
-            return std::nullopt;
-        const auto full = KWTimecode::timecodeFromUserString(text, false, "00:00:00:00");
-        return [full, isLabel, typed = std::string(text)](const QTMovie& movie) -> Result<QTTime> {
-            const ChapterTimes times {movie};
-            auto time = isLabel ? TimecodeLabels {movie}.timeOf(full) : times.fromText(full);
-            if (!time)
-                return refusal(isLabel ? fmt::format("the movie has no frame with the timecode {}", typed)
-                                       : fmt::format("\"{}\" is no time in this movie", typed));
-            return times.nearestPicture(*time);
-        };
+        auto time = typedTime(text);
+        return time && time->form() != TypedTime::Form::Label ? time : std::nullopt;
     }
 
     /// "TIMECODE=NAME" or "N=NAME", at the first "=".
@@ -103,11 +76,12 @@ Result<void> ChapterEdit::add(std::string_view value)
     const auto parts = beforeEquals(value);
     const auto time = parts ? typedTime(parts->first) : std::nullopt;
     if (!time)
-        return edits::wrongValue(
-            "--add-chapter", value, fmt::format("TIMECODE=NAME, where TIMECODE is {}", kTimeForms));
+        return edits::wrongValue("--add-chapter", value,
+            fmt::format("TIMECODE=NAME, where TIMECODE is {}", TypedTime::acceptedForms()));
     RW_CHECK(checkName("--add-chapter", parts->second));
     m_steps.emplace_back([time = *time, name = parts->second](State& state) -> Result<void> {
-        RW_TRY(const auto start, time(state.movie));
+        RW_TRY(const auto exact, time.exactly(state.movie));
+        const auto start = ChapterTimes {state.movie}.nearestPicture(exact);
         if (start > state.movie.duration())
             return refusal(KWChapterController::kBeyondEnd);
         KWChapterController::addTo(state.chapters, start, name, state.movie);
@@ -193,13 +167,13 @@ Result<void> ChapterEdit::setFormat(std::string_view value)
 Result<void> ChapterEdit::shift(std::string_view value)
 {
     const bool isBack = value.starts_with('-');
-    const auto time = typedTime(isBack || value.starts_with('+') ? value.substr(1) : value);
-    if (!time || value.find("tc:") != std::string_view::npos)
+    const auto time = typedLength(isBack || value.starts_with('+') ? value.substr(1) : value);
+    if (!time)
         return edits::wrongValue(
             "--shift-chapters", value, "a timecode such as +00:00:10:00, or -10. for ten seconds earlier");
     return addRewrite(
         [time = *time, isBack](const Chapters& chapters, const QTMovie& movie) -> Result<Chapters> {
-            RW_TRY(auto offset, time(movie));
+            RW_TRY(auto offset, time.exactly(movie));
             if (isBack)
                 offset.value = -offset.value;
             return KWChapterController::shifted(chapters, offset, movie);
@@ -222,12 +196,12 @@ Result<void> ChapterEdit::stretch(std::string_view value)
 
 Result<void> ChapterEdit::addEvery(std::string_view value)
 {
-    const auto time = typedTime(value);
-    if (!time || value.starts_with("tc:"))
+    const auto time = typedLength(value);
+    if (!time)
         return edits::wrongValue(
             "--chapter-every", value, "a time such as 00:05:00:00, or 5.. for five minutes");
     return addRewrite([time = *time](const Chapters& chapters, const QTMovie& movie) -> Result<Chapters> {
-        RW_TRY(const auto interval, time(movie));
+        RW_TRY(const auto interval, time.exactly(movie));
         return KWChapterController::withOneEvery(chapters, interval, movie);
     });
 }

@@ -4,6 +4,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <numeric>
+
 namespace reelwright::edits {
 namespace {
 
@@ -40,7 +43,8 @@ namespace {
 
     std::string timeText(const QTTime& time)
     {
-        return fmt::format("{}/{}", time.value, time.scale);
+        const auto common = std::max<std::int64_t>(std::gcd(time.value, std::int64_t {time.scale}), 1);
+        return fmt::format("{}/{}", time.value / common, time.scale / common);
     }
 
     template <class Rewrite>

@@ -2,14 +2,18 @@
 
 #include "attributes/KWImageDescriptionController.h"
 #include "attributes/KWMetadataController.h"
+#include "chapters/KWChapterController.h"
 #include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
+#include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <functional>
+#include <map>
 
 namespace reelwright {
 namespace {
@@ -19,6 +23,17 @@ namespace {
         return failure(MovieError::Code::Refused, {}, std::move(why));
     }
 
+    /// Does one part on a copy, which is taken when that worked; else says what was not copied.
+    void copyPart(QTMovie& to, RefusedParts& refused, const std::string& what,
+        const std::function<Result<void>(QTMovie&)>& copy)
+    {
+        auto changed = to;
+        if (const auto done = copy(changed); done)
+            to = std::move(changed);
+        else
+            refused.push_back(fmt::format("{} not copied: {}", what, done.error().message()));
+    }
+
     /// Texts only: what is none cannot be set, and the title only where it is more than a file's name.
     Result<RefusedParts> copyMetadata(const QTMovie& from, QTMovie& to)
     {
@@ -26,7 +41,9 @@ namespace {
         for (const auto& item : QTMetaData::ofMovie(from).items())
             if (auto text = item.anyText())
                 values.push_back({item.shownKey(), std::move(*text)});
-        return KWMetadataController::importMetaDataValues(values, QTMetaDataReference::ofMovie(to), to);
+        RW_TRY(auto refused,
+            KWMetadataController::importMetaDataValues(values, QTMetaDataReference::ofMovie(to), to));
+        return unlessAllRefused(std::move(refused), values.size());
     }
 
     /// Of the first video track to the first one; the encoded size belongs to the media.
@@ -39,10 +56,17 @@ namespace {
                 KWMovTrack::trackWithQTTrack(tracks.front()));
         if (!entries)
             return refusal("the movie to copy from has no video track");
-        for (const auto& entry : *entries)
-            if (entry.description != kEncodedWidth && entry.description != kEncodedHeight)
-                RW_CHECK(KWImageDescriptionController::imageDescriptionExtension(entry, entry.value, to));
-        return RefusedParts {};
+        RefusedParts refused;
+        std::size_t count = 0;
+        for (const auto& entry : *entries) {
+            if (entry.description == kEncodedWidth || entry.description == kEncodedHeight)
+                continue;
+            ++count;
+            copyPart(to, refused, "\"" + entry.description + "\"", [&](QTMovie& changed) {
+                return KWImageDescriptionController::imageDescriptionExtension(entry, entry.value, changed);
+            });
+        }
+        return unlessAllRefused(std::move(refused), count);
     }
 
     Result<RefusedParts> copySettings(const QTMovie& from, QTMovie& to)
@@ -71,16 +95,39 @@ namespace {
         std::string reel;
         const auto start = KWTimecodeController::timecodeForTrack(tracks.front(), &definition, &reel);
         const auto has = [&](std::uint32_t flag) { return (definition.flags & flag) != 0; };
-        if (has(TimecodeDefinition::kCounter))
-            KWTimecodeController::updateCounter(
-                static_cast<std::uint8_t>(std::clamp(integerValue(start), 0, 255)), reel, to);
-        else
-            KWTimecodeController::updateTimecode(start, reel, to, has(TimecodeDefinition::kDropFrame),
-                has(TimecodeDefinition::kNegativeTimesOK), has(TimecodeDefinition::k24HourMax));
-        const auto made = to.tracksOfMediaType(QTMediaTypeTimeCode);
-        if (made.empty())
-            return refusal("the timecode track could not be made; the log says why");
+        RW_CHECK(has(TimecodeDefinition::kCounter)
+                ? KWTimecodeController::updateCounter(
+                    static_cast<std::uint8_t>(std::clamp(integerValue(start), 0, 255)), reel, to)
+                : KWTimecodeController::updateTimecode(start, reel, to, has(TimecodeDefinition::kDropFrame),
+                    has(TimecodeDefinition::kNegativeTimesOK), has(TimecodeDefinition::k24HourMax)));
         return RefusedParts {};
+    }
+
+    /// A chapter that starts where one of the copied ones does gets its name; the others stay.
+    Result<RefusedParts> copyChapters(const QTMovie& from, QTMovie& to)
+    {
+        RW_TRY(const auto source, chapterList::read(from));
+        if (source.empty())
+            return refusal("the movie to copy from has no chapters");
+        RW_TRY(auto chapters, chapterList::read(to));
+        std::map<QTTime, std::size_t> rows;
+        for (std::size_t i = 0; i < chapters.size(); ++i)
+            rows.emplace(chapters[i].start, i);
+        const auto rate = KWQuickTime::fpsForMovie(to);
+        std::vector<ImportedChapter> entries;
+        for (const auto& [name, start] : source)
+            if (const auto known = rows.find(start); known != rows.end())
+                chapters[known->second].name = name;
+            else
+                entries.push_back({name, KWQuickTime::formattedQTTime(start, rate), start});
+        RefusedParts refused;
+        for (const auto& [chapter, reason] : KWChapterController::insertInto(chapters, entries, to))
+            refused.push_back(
+                fmt::format("chapter {} \"{}\" not copied: {}", chapter.startTimecode, chapter.name, reason));
+        if (refused.size() < source.size()) {
+            RW_CHECK(KWChapterController::setChapterMarkers(chapters, to));
+        }
+        return unlessAllRefused(std::move(refused), source.size());
     }
 
     constexpr CopySubject kSubjects[] = {
@@ -88,6 +135,7 @@ namespace {
         {"metadata", "Metadata", copyMetadata},
         {"timecode", "Timecode", copyTimecode},
         {"settings", "Movie settings", copySettings},
+        {"chapters", "Chapters", copyChapters},
     };
 
     std::string subjectNames()
@@ -144,7 +192,9 @@ namespace {
 
     constexpr EditKind kKinds[] = {
         {"--copy-from", "FILE", "Take from another movie what --copy says", value<&CopyEdit::setSource>},
-        {"--copy", "LIST", "attributes, metadata, timecode, settings: one or more, parted by commas",
+        {"--copy", "LIST",
+            "attributes, metadata, timecode, settings, chapters: one or\nmore, parted by commas; what is "
+            "refused is named",
             value<&CopyEdit::setSubjects>},
     };
 
@@ -170,11 +220,19 @@ Result<Edit> edits::copyFrom(const std::string& path, const std::vector<std::str
         [chosen, source = std::make_shared<const QTMovie>(std::move(from))](
             QTMovie& movie) -> Result<RefusedParts> {
             RefusedParts refused;
+            std::size_t failed = 0;
             for (const auto* subject : chosen) {
-                RW_TRY(const auto parts, subject->copy(*source, movie));
-                refused.insert(refused.end(), parts.begin(), parts.end());
+                auto changed = movie;
+                if (const auto parts = subject->copy(*source, changed)) {
+                    movie = std::move(changed);
+                    refused.insert(refused.end(), parts->begin(), parts->end());
+                } else {
+                    refused.push_back(fmt::format("{}: {}", subject->title, parts.error().message()));
+                    ++failed;
+                }
             }
-            return refused;
+            return failed == chosen.size() ? unlessAllRefused(std::move(refused), refused.size())
+                                           : Result<RefusedParts> {std::move(refused)};
         });
 }
 

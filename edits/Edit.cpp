@@ -1,5 +1,10 @@
 #include "edits/Edit.h"
 
+#include "support/KWLog.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 namespace reelwright {
 
 Result<void> Edit::apply(QTMovie& movie, std::vector<std::string>* remarks, RefusedParts* refused) const
@@ -33,11 +38,20 @@ Edit makeEditInParts(std::string option, std::string undoName, std::string queue
 {
     auto edit = makeEdit(std::move(option), std::move(undoName), std::move(queueLabel),
         [perform](QTMovie& movie) -> Result<void> {
-            RW_CHECK(perform(movie));
+            RW_TRY(const auto refused, perform(movie));
+            for (const auto& part : refused)
+                KWLog::appendLog("left out: {}", part);
             return {};
         });
     edit.performInParts = std::move(perform);
     return edit;
+}
+
+Result<RefusedParts> unlessAllRefused(RefusedParts refused, std::size_t parts)
+{
+    if (refused.empty() || refused.size() < parts)
+        return refused;
+    return failure(MovieError::Code::Refused, {}, fmt::format("{}", fmt::join(refused, "; ")));
 }
 
 } // namespace reelwright

@@ -33,8 +33,12 @@ struct Edit
 /// An edit whose call is a function of its own, for changes that no single class operation makes.
 Edit makeEdit(std::string option, std::string undoName, std::string queueLabel,
     std::function<Result<void>(QTMovie&)> perform);
-/// The same for an edit that may leave out a part.
+/// The same for an edit that may leave out a part. A recorded call of it logs what was left out.
 Edit makeEditInParts(std::string option, std::string undoName, std::string queueLabel,
     std::function<Result<RefusedParts>(QTMovie&)> perform);
+
+/// What an edit of so many parts answers: those that were refused, or where nothing is left of it an error
+/// that says why.
+Result<RefusedParts> unlessAllRefused(RefusedParts refused, std::size_t parts);
 
 } // namespace reelwright

@@ -98,10 +98,12 @@ namespace {
     Result<Edit> table(std::string_view value)
     {
         RW_TRY(const auto read, MetadataTable::read(std::string(value)));
-        return makeEdit(fmt::format("--metadata-table {}", value), "Metadata Table",
+        return makeEditInParts(fmt::format("--metadata-table {}", value), "Metadata Table",
             "Set metadata from table",
-            [shared = std::make_shared<const MetadataTable>(read)](
-                QTMovie& movie) { return shared->apply(movie); });
+            [shared = std::make_shared<const MetadataTable>(read)](QTMovie& movie) -> Result<RefusedParts> {
+                RW_TRY(auto applied, shared->apply(movie));
+                return unlessAllRefused(std::move(applied.refused), applied.cells);
+            });
     }
 
     constexpr EditKind kKinds[] = {
@@ -197,9 +199,11 @@ Edit setCopyright(const std::string& text)
 Edit importMetadata(const std::vector<KWMetadataValue>& values, const std::string& source)
 {
     return makeEditInParts(fmt::format("--import-metadata {}", source), "Import Metadata", "Import metadata",
-        [values](QTMovie& movie) {
-            return KWMetadataController::importMetaDataValues(
-                values, QTMetaDataReference::ofMovie(movie), movie);
+        [values](QTMovie& movie) -> Result<RefusedParts> {
+            RW_TRY(auto refused,
+                KWMetadataController::importMetaDataValues(
+                    values, QTMetaDataReference::ofMovie(movie), movie));
+            return unlessAllRefused(std::move(refused), values.size());
         });
 }
 

@@ -4,6 +4,8 @@
 #include "document/AttributePanel.h"
 #include "movie/samples/PictureFacts.h"
 
+class QFormLayout;
+class QFrame;
 class QLabel;
 class QMenu;
 class QPushButton;
@@ -13,7 +15,8 @@ class QToolButton;
 namespace reelwright {
 
 /// The Encoding Attributes tab of a video track: what the file says of showing its pixels, beside what the
-/// picture's own stream says. Borrows the document and its window.
+/// picture's own stream says; below it what the selected row means, and the apertures. Borrows the document
+/// and its window.
 class AttributesPane final : public Pane
 {
     Q_OBJECT
@@ -22,6 +25,10 @@ public:
     AttributesPane(MyDocument& document, DocumentWindow& window, QWidget* parent = nullptr);
 
     void reload() override;
+
+signals:
+    /// The user wants to take attributes from another movie.
+    void copyFromAsked();
 
 private:
     enum Column { Name, InFile, InPicture };
@@ -35,8 +42,12 @@ private:
     /// Gives the attribute of a row that value.
     void take(int row, const AttributeValue& value);
     void showCustomColorAttributeDialogWithSettings(const AttributeEntry& color);
-    void usePicturesValue();
+    void usePicturesValue(int row);
+    void useAll();
     void updateButtons();
+    void fillDetails();
+    void fillApertures();
+    void addDetails(QFormLayout& form);
     /// What the picture says of the attribute of a row.
     [[nodiscard]] std::optional<AttributeEntry> saidByPicture(int row) const;
     [[nodiscard]] bool differs(int row) const;
@@ -47,12 +58,17 @@ private:
         m_picture; ///< of the shown track; nothing until it is read, or where it cannot be
     QString m_pictureNote;
     std::uint32_t m_pictureTrack = 0; ///< the track that m_picture is of
+    QFrame* m_banner;
     QLabel* m_disagreement;
     QTableWidget* m_table;
     QToolButton* m_add;
     QMenu* m_addMenu;
     QPushButton* m_remove;
-    QPushButton* m_use;
+    QLabel* m_title;
+    QLabel* m_saidByFile;
+    QLabel* m_saidByPicture;
+    QLabel* m_meaning;
+    QTableWidget* m_apertures;
     QLabel* m_note;
     bool m_isFilling = false;
 };

@@ -9,11 +9,18 @@ ChapterTableModel::ChapterTableModel(MyDocument& document, QObject* parent)
     , m_document(document)
     , m_edits(document)
     , m_chapters(m_edits.chapters())
+    , m_chapterThumbCache(new ChapterThumbnails(this))
 {
+    m_chapterThumbCache->setMovie(document.movie());
+    connect(m_chapterThumbCache, &ChapterThumbnails::arrived, this, [this] {
+        if (rowCount() > 0)
+            emit dataChanged(index(0, Picture), index(rowCount() - 1, Picture), {Qt::DecorationRole});
+    });
 }
 
 void ChapterTableModel::reload()
 {
+    m_chapterThumbCache->setMovie(m_document.movie());
     auto chapters = m_edits.chapters();
     if (chapters == m_chapters)
         return;
@@ -40,6 +47,8 @@ int ChapterTableModel::columnCount(const QModelIndex& parent) const
 QString ChapterTableModel::text(std::size_t row, int column) const
 {
     const auto& chapter = m_chapters[row];
+    if (column == Picture)
+        return {};
     if (column == Name)
         return QString::fromStdString(chapter.name);
     if (column == Start)
@@ -56,6 +65,8 @@ QVariant ChapterTableModel::data(const QModelIndex& index, int role) const
         return text(static_cast<std::size_t>(index.row()), index.column());
     if (role == Qt::TextAlignmentRole && index.column() == Length)
         return static_cast<int>(Qt::AlignRight | Qt::AlignVCenter);
+    if (role == Qt::DecorationRole && index.column() == Picture)
+        return m_chapterThumbCache->at(m_chapters[static_cast<std::size_t>(index.row())].start);
     return {};
 }
 
@@ -65,13 +76,17 @@ QVariant ChapterTableModel::headerData(int section, Qt::Orientation orientation,
         return {};
     if (orientation == Qt::Vertical)
         return section + 1;
-    return section == Start ? tr("Start") : section == Name ? tr("Name") : tr("Length");
+    return section == Start ? tr("Start")
+        : section == Name   ? tr("Name")
+        : section == Length ? tr("Length")
+                            : tr("Picture");
 }
 
 Qt::ItemFlags ChapterTableModel::flags(const QModelIndex& index) const
 {
     const auto flags = QAbstractTableModel::flags(index);
-    return index.isValid() && index.column() != Length ? flags | Qt::ItemIsEditable : flags;
+    return index.isValid() && (index.column() == Start || index.column() == Name) ? flags | Qt::ItemIsEditable
+                                                                                  : flags;
 }
 
 bool ChapterTableModel::setData(const QModelIndex& index, const QVariant& value, int role)

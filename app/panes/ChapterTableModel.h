@@ -1,19 +1,20 @@
 #pragma once
 
+#include "app/panes/ChapterThumbnails.h"
 #include "document/DocumentChapters.h"
 
 #include <QAbstractTableModel>
 
 namespace reelwright {
 
-/// What the chapter table shows: starts, names and lengths. Tells what only changed in place, so that an open
-/// editor stays.
+/// What the chapter table shows: starts, names, lengths and pictures. Tells what only changed in place, so
+/// that an open editor stays.
 class ChapterTableModel : public QAbstractTableModel
 {
     Q_OBJECT
 
 public:
-    enum Column { Start, Name, Length, kColumns };
+    enum Column { Start, Name, Length, Picture, kColumns };
 
     ChapterTableModel(MyDocument& document, QObject* parent);
 
@@ -38,6 +39,7 @@ private:
     MyDocument& m_document;
     DocumentChapters m_edits;
     std::vector<Chapter> m_chapters;
+    ChapterThumbnails* m_chapterThumbCache;
 };
 
 } // namespace reelwright

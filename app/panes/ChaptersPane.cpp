@@ -1,6 +1,7 @@
 #include "app/panes/ChaptersPane.h"
 
 #include "app/panes/ChapterTableModel.h"
+#include "app/panes/ChapterThumbnails.h"
 #include "app/player/MovieView.h"
 #include "app/player/Scrubber.h"
 #include "app/shell/FileChooser.h"
@@ -11,6 +12,7 @@
 #include <QHeaderView>
 #include <QInputDialog>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -25,7 +27,7 @@
 namespace reelwright {
 namespace {
 
-    constexpr int kRowHeight = 32;
+    constexpr int kRowHeight = 48;
 
     QString fromUtf8(const std::string& text)
     {
@@ -79,6 +81,12 @@ ChaptersPane::ChaptersPane(MyDocument& document, MovieView& view, Scrubber& scru
     m_table->verticalHeader()->setDefaultSectionSize(kRowHeight);
     m_table->horizontalHeader()->setSectionResizeMode(ChapterTableModel::Name, QHeaderView::Stretch);
     m_table->setTabKeyNavigation(false);
+    m_table->setIconSize({ChapterThumbnails::kWidth, ChapterThumbnails::kHeight});
+    m_table->horizontalHeader()->moveSection(ChapterTableModel::Picture, 0);
+    m_table->horizontalHeader()->setSectionResizeMode(ChapterTableModel::Picture, QHeaderView::Fixed);
+    m_table->horizontalHeader()->resizeSection(
+        ChapterTableModel::Picture, ChapterThumbnails::kWidth + kSpacing);
+    m_table->horizontalHeader()->setHighlightSections(false);
     m_table->installEventFilter(this);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
         m_remove->setEnabled(m_table->selectionModel()->hasSelection());
@@ -115,10 +123,11 @@ ChaptersPane::ChaptersPane(MyDocument& document, MovieView& view, Scrubber& scru
     };
     m_remove = makeButton(tr("Remove"), tr("Remove the selected chapters"), [this] { removeSelected(); });
     m_remove->setEnabled(false);
-    row({makeButton(tr("Add"), tr("Add a chapter where the picture is, or at the next free frame"),
-             [this] { addChapter(); }),
-            m_remove},
-        {});
+    m_add = makeButton(tr("Add"), tr("Add a chapter where the picture is, or at the next free frame"),
+        [this] { addChapter(); });
+    m_add->setIcon(QIcon::fromTheme(QStringLiteral("list-add")));
+    m_remove->setIcon(QIcon::fromTheme(QStringLiteral("list-remove")));
+    row({m_add, m_remove}, {});
     row({makeButton(tr("Shift…"), tr("Move all chapters by a time"),
              [this] {
                  ask(tr("Shift Chapters"), tr("Move all chapters by this time (- for earlier):"),
@@ -141,9 +150,14 @@ ChaptersPane::ChaptersPane(MyDocument& document, MovieView& view, Scrubber& scru
                         tell(tr("No chapters were added"), fromUtf8(done.error().detail));
                 })},
         {});
+    m_note = new QLabel;
+    m_note->setWordWrap(true);
+    m_note->setForegroundRole(QPalette::PlaceholderText);
+    layout->addWidget(m_note);
     row({},
         {makeButton(tr("Import…"), tr("Add the chapters or markers of a file"), [this] { importChapters(); }),
             makeButton(tr("Export…"), tr("Write the chapters as a list"), [this] { exportChapters(); })});
+    connect(&m_view, &MovieView::timeChanged, this, &ChaptersPane::showNextStart);
     reload();
 }
 
@@ -165,6 +179,27 @@ void ChaptersPane::reload()
     for (const auto& chapter : m_model->chapters())
         starts.push_back(chapter.start);
     m_scrubber.setTicks(starts);
+    showNextStart();
+}
+
+void ChaptersPane::showEvent(QShowEvent* event)
+{
+    Pane::showEvent(event);
+    showNextStart();
+}
+
+void ChaptersPane::showNextStart()
+{
+    if (!isVisible())
+        return;
+    const auto now = m_view.currentTime();
+    const bool isTaken = KWChapterController::checkForChapterConflictsInArray(m_model->chapters(), now);
+    const auto text = fromUtf8(m_edits.startText(now));
+    m_add->setText(isTaken ? tr("Add after %1").arg(text) : tr("Add at %1").arg(text));
+    const auto key = tr("The key M adds a chapter while the movie plays.");
+    m_note->setText(isTaken
+            ? tr("%1 has a chapter, so that a new one starts at the next free frame. %2").arg(text, key)
+            : key);
 }
 
 void ChaptersPane::editNext()

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+class QLabel;
 class QLineEdit;
 class QPushButton;
 class QSortFilterProxyModel;
@@ -31,6 +32,7 @@ public:
     void addChapter();
 
 private:
+    void showEvent(QShowEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     [[nodiscard]] QPushButton* makeButton(
         const QString& text, const QString& toolTip, std::function<void()> work);
@@ -44,6 +46,7 @@ private:
     void exportChapters();
     void tell(const QString& title, const QString& text);
     void showCounts();
+    void showNextStart();
 
     MovieView& m_view;
     Scrubber& m_scrubber;
@@ -52,7 +55,9 @@ private:
     QSortFilterProxyModel* m_found;
     QLineEdit* m_search;
     QTableView* m_table;
+    QPushButton* m_add;
     QPushButton* m_remove;
+    QLabel* m_note;
     bool m_isReloading = false;
 };
 

@@ -51,14 +51,14 @@ namespace {
 
 } // namespace
 
-std::optional<KWMetadataValue> askForMetadata(QWidget* parent)
+std::optional<KWMetadataValue> askForMetadata(QWidget* parent, const KWMetadataValue& typed)
 {
     QDialog dialog {parent};
     dialog.setWindowTitle(QObject::tr("Add Metadata"));
     auto* layout = layOut(dialog);
     auto* form = new QFormLayout;
-    auto* key = new QLineEdit;
-    auto* value = new QPlainTextEdit;
+    auto* key = new QLineEdit(QString::fromStdString(typed.key));
+    auto* value = new QPlainTextEdit(QString::fromStdString(typed.value));
     value->setTabChangesFocus(true);
     form->addRow(QObject::tr("&Key:"), key);
     form->addRow(QObject::tr("&Value:"), value);

@@ -11,8 +11,8 @@ class QWidget;
 
 namespace reelwright {
 
-/// Key and value of a new item. Nothing when the dialog was cancelled.
-std::optional<KWMetadataValue> askForMetadata(QWidget* parent);
+/// Key and value of a new item; at first what was typed before. Nothing when the dialog was cancelled.
+std::optional<KWMetadataValue> askForMetadata(QWidget* parent, const KWMetadataValue& typed);
 
 /// The rows with what the user wants of them. Nothing when the import was cancelled.
 std::optional<std::vector<KWMetadataItem>> askWhatToImport(QWidget* parent, std::vector<KWMetadataItem> rows);

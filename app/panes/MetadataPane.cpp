@@ -412,8 +412,10 @@ void MetadataPane::addPreset(const std::string& key)
 
 void MetadataPane::showAddMetaDataDialog()
 {
-    if (const auto added = askForMetadata(this))
-        m_panel.addMetadata(added->key, added->value);
+    // Until it has a key that can be written, or the user gives up.
+    auto added = askForMetadata(this, {});
+    while (added && !m_panel.addMetadata(added->key, added->value))
+        added = askForMetadata(this, *added);
 }
 
 void MetadataPane::removeMetaData()

@@ -131,7 +131,9 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::Metadata, metadata);
     connect(m_actions->copyFrom, &QAction::triggered, metadata, &MetadataPane::copyFromMovie);
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
-    m_panels->addPane(Panel::EncodingAttributes, new AttributesPane(*m_document, *this));
+    auto* attributes = new AttributesPane(*m_document, *this);
+    m_panels->addPane(Panel::EncodingAttributes, attributes);
+    connect(attributes, &AttributesPane::copyFromAsked, metadata, &MetadataPane::copyFromMovie);
     layOut();
     m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);

@@ -45,7 +45,7 @@ WindowActions::WindowActions(QWidget& window)
     goToEnd = make(tr("Go to &End"), QKeySequence(Qt::CTRL | Qt::Key_End));
     goToTimecode = make(tr("Go to &Timecode"), QKeySequence(Qt::CTRL | Qt::Key_G));
     copyFrom = make(tr("Copy Attributes and &Metadata From..."), {},
-        tr("Take attributes, metadata, timecode or settings from another movie."));
+        tr("Take attributes, metadata, timecode, settings or chapters from another movie."));
     rotateLeft = make(tr("Rotate &Left"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R),
         tr("Turn the picture a quarter to the left."));
     rotateRight = make(tr("Rotate &Right"), QKeySequence(Qt::CTRL | Qt::Key_R),

@@ -89,6 +89,18 @@ namespace {
                 "Pixel aspect ratio: the file says 2:2, the stream says 8:9",
                 "Color: the file says 1-1-1, the stream says 9-16-9",
                 "Fields: the file says Interlaced, the stream says Progressive"));
+
+        // What is taken over contradicts no more, though the ratio's numbers do not fit what is written.
+        PictureFacts wide {.source = "stream", .pixelAspectRatio = PixelAspectRatio {4320, 4739}};
+        const auto attributes = KWImageDescriptionController::imageDescriptionExtensionsForTrack(
+            KWMovTrack::trackWithQTTrack(track));
+        const auto taken = attributeConflicts::toTake(*attributes, wide);
+        ASSERT_EQ(taken.size(), 1U);
+        const auto text = std::get<std::string>(taken.front().value);
+        const auto written = KWImageDescriptionController::writtenPixelAspectRatio(text);
+        ASSERT_TRUE(written);
+        EXPECT_EQ(text, std::to_string(written->horizontal) + ":" + std::to_string(written->vertical));
+        EXPECT_TRUE(attributeConflicts::toTake(taken, wide).empty()) << text;
     }
 
 } // namespace

@@ -112,11 +112,19 @@ namespace {
             ElementsAre(
                 "com.apple.quicktime.displayname=T2", "k=<new", "kept=y", "com.apple.quicktime.make=ARRI"));
 
-        for (const auto* wrong : {"File,k\nother.mov,x\n", "File,k\n,<x\n"}) {
-            const auto read = table(wrong);
-            ASSERT_TRUE(read);
-            EXPECT_FALSE(read->apply(movie)) << wrong;
-        }
+        const auto other = table("File,k\nother.mov,x\n");
+        ASSERT_TRUE(other);
+        EXPECT_FALSE(other->apply(movie));
+        // A cell that is wrong is told, and the others are done.
+        const auto half = table("File,k,kept\n,<x,z\n");
+        ASSERT_TRUE(half);
+        const auto applied = half->apply(movie);
+        ASSERT_TRUE(applied);
+        EXPECT_EQ(applied->cells, 2U);
+        EXPECT_THAT(applied->refused, ElementsAre(testing::HasSubstr("\"<x\" under k")));
+        EXPECT_THAT(pairs(KWMetadataController::allItems(QTMetaData::ofMovie(movie))),
+            ElementsAre(
+                "com.apple.quicktime.displayname=T2", "k=<new", "kept=z", "com.apple.quicktime.make=ARRI"));
         for (const auto* wrong : {"k,v\n", "File,k,k\n", "File,k\n,a\n,b\n", "File\na,b\n"})
             EXPECT_FALSE(table(wrong)) << wrong;
     }

@@ -5,6 +5,7 @@
 namespace reelwright::test {
 namespace {
 
+    using ::testing::AllOf;
     using ::testing::ElementsAre;
     using ::testing::HasSubstr;
 
@@ -41,6 +42,34 @@ namespace {
             return path(name);
         }
     };
+
+    TEST_F(Chapters, CopyTakesWhatItCanAndNamesTheRest)
+    {
+        const auto from = clip("from.mov");
+        ASSERT_EQ(edit({"--add-chapter", "1.=A", "--add-chapter", "20.=late", "--metadata", "make=ARRI",
+                           "--pixel-aspect", "4:3"},
+                      from)
+                      .exitCode,
+            0);
+        const auto to = sample("pal-25.mov");
+        ASSERT_EQ(edit({"--add-chapter", "1.=mine", "--add-chapter", "0=first"}, to).exitCode, 0);
+        const std::vector<std::string> copy {
+            "--copy-from", from, "--copy", "attributes,metadata,timecode,settings,chapters"};
+        const auto copied = edit(copy, to);
+        EXPECT_EQ(copied.exitCode, 1);
+        EXPECT_THAT(copied.errors,
+            AllOf(HasSubstr("Timecode: the movie to copy from has no timecode track"),
+                HasSubstr("\"late\" not copied: Chapters cannot start beyond the movie's duration.")));
+        EXPECT_THAT(chapters(to), ElementsAre("00:00:00:00 first", "00:00:01:00 A"));
+        const auto info = json({"info", "--json", to});
+        EXPECT_EQ(info["tracks"][0]["attributes"]["pixelAspectRatio"], "4:3");
+        EXPECT_THAT(info["metadata"].dump(), HasSubstr("ARRI"));
+
+        const auto none = edit({"--copy-from", from, "--copy", "timecode"}, to);
+        EXPECT_EQ(none.exitCode, 1);
+        EXPECT_THAT(none.errors, HasSubstr("the movie to copy from has no timecode track"));
+        EXPECT_EQ(edit({"--copy-from", from, "--copy", "chapter"}, to).exitCode, 2);
+    }
 
     TEST_F(Chapters, OptionsCountChaptersAsTheMovieWasOpened)
     {
