@@ -8,6 +8,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <map>
+
 namespace reelwright {
 namespace {
 
@@ -308,8 +311,8 @@ namespace {
                     + marker.name);
             return all;
         };
-        EXPECT_THAT(
-            said(false, false, true, -1), ElementsAre("3610 first &e;", "3630 at the end", "3630 same place"));
+        EXPECT_THAT(said(false, false, true, -1),
+            ElementsAre("3610 first &e;", "3630 at the end", "3630 same place"));
         EXPECT_THAT(
             said(false, true, false, -1), ElementsAre("3610 first &e;", "3630 at the end", "7 inner"));
         const auto timing = KWFCPXMLParser::timingFromXMLFile(path);
@@ -318,6 +321,55 @@ namespace {
         EXPECT_THAT(KWFCPXMLParser::markersFromXMLFile(folder.file("none.fcpxml"), true), IsEmpty());
         EXPECT_EQ(KWXMLParser::withoutUnionSteps("./a[1]//(b | c-d)/e"), "./a[1]//*[self::b or self::c-d]/e");
         EXPECT_EQ(KWXMLParser::escapeQueryString("a&b\x01\r四"), "a&amp;b&#13;&#22235;");
+    }
+
+    TEST(Fcpxml, NestedProjectsStorylinesAndCompoundClipsAreReadAsTheyStand)
+    {
+        const TempFolder folder;
+        const auto path = folder.file("cut.fcpxml");
+        // The contents of a compound clip stand among the resources; what refers to it is no clip with
+        // markers.
+        constexpr std::string_view kProject
+            = R"(<fcpxml version="1.10"><resources><format frameDuration="1001/24000s"/><media id="r2"><sequence><spine>
+  <clip duration="5s"><marker start="1s" value="inside"/></clip></spine></sequence></media></resources>
+<library><event><project name="one"><sequence tcStart="0s"><spine><ref-clip ref="r2" duration="5s"><marker start="0s" value="compound"/></ref-clip>
+  <clip offset="5s" start="3600s" duration="10s"><marker start="86436000/24000s" value="main"/><chapter-marker start="3601s" value="other"/>
+   <spine lane="1" offset="3602s"><clip offset="4s" duration="4s"><marker start="2s" value="storyline"/></clip></spine></clip>
+  <mc-clip offset="15s" start="10s" duration="10s"><mc-source angleID="a"/><marker start="20s" value="end"/><marker start="20.5s" value="out"/></mc-clip>
+  <gap offset="25s" start="0s" duration="1s"><marker start="0s" value="again"/></gap></spine></sequence></project>
+ <project name="two"><sequence><spine><clip duration="9s"><marker start="1s" value="not the first"/></clip></spine></sequence></project></event>
+<event><folder><project><sequence><spine><clip duration="9s"><marker start="2s" value="deep"/></clip></spine></sequence></project></folder></event>
+</library></fcpxml>)";
+        test::writeFile(path, std::as_bytes(std::span {kProject}));
+        const auto said = [&](bool main) {
+            std::vector<std::string> all;
+            for (const auto& marker : KWFCPXMLParser::markersFromXMLFile(path, false, true, main))
+                all.push_back(fmt::format("{} {}", marker.seconds, marker.name));
+            return all;
+        };
+        EXPECT_THAT(said(true), ElementsAre("6.5 main", "25 end", "2 deep"));
+        EXPECT_THAT(said(false), ElementsAre("6.5 main", "6 storyline", "25 end", "2 deep"));
+        // Before there were libraries, projects stood in events alone.
+        auto old = std::string(kProject);
+        for (const auto* tag : {"<library>", "</library>"})
+            old.replace(old.find(tag), std::string_view(tag).size(), "");
+        test::writeFile(path, std::as_bytes(std::span {old}));
+        EXPECT_THAT(said(false), IsEmpty());
+    }
+
+    TEST(Fcpxml, RealProjectsGiveTheMarkersThatTheirClipsHave)
+    {
+        REELWRIGHT_NEEDS_CORPUS();
+        const std::map<std::string, std::pair<std::size_t, std::size_t>> kCounts {
+            {"audition-markers", {0, 2}}, {"disabled-clips", {2, 2}}, {"hidden-markers", {0, 2}},
+            {"multicam-markers", {2, 2}}, {"two-clips-markers", {3, 3}}}; // main storyline, all levels
+        for (const auto& file : test::corpusFiles("projects", ".fcpxml")) {
+            const auto known = kCounts.find(std::filesystem::path(file).stem().string());
+            const auto [main, all]
+                = known == kCounts.end() ? std::pair<std::size_t, std::size_t> {} : known->second;
+            EXPECT_EQ(KWFCPXMLParser::markersFromXMLFile(file, true, false, true).size(), main) << file;
+            EXPECT_EQ(KWFCPXMLParser::markersFromXMLFile(file, true, false, false).size(), all) << file;
+        }
     }
 
     TEST(Fcpxml, RelativeHoursAndTimesReadAsTheyAreWritten)
