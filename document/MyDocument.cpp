@@ -686,18 +686,35 @@ void MyDocument::changeTimecode()
     m_window->focusNextControl();
 }
 
+bool MyDocument::isTypedPositionAtHand() const
+{
+    const auto text = m_window ? m_window->timecodeFieldText() : std::string {};
+    const auto typed = TypedTime::parse(text, TypedTime::Reading::Field);
+    const bool isLabel = typed && typed->form() == TypedTime::Form::Fields && !typed->isRelative();
+    return runningTimecode::isAtHand(isLabel ? typedLabel(text) : std::string {}, m_movie);
+}
+
+void MyDocument::readLabels(const QTMovie& movie)
+{
+    runningTimecode::readAhead(movie);
+}
+
+std::string MyDocument::typedLabel(const std::string& text) const
+{
+    const auto start = runningTimecode::textAt({0, m_movie.timeScale()}, m_movie);
+    // A counter's number is no timecode that digits could be filled into.
+    if (!start.empty() && !timecodeMedia::recordOf(start))
+        return text;
+    return KWTimecode::timecodeFromUserString(
+        trimmed(text), KWQuickTime::getTimingInfoForMovie(m_movie).dropFrame, start);
+}
+
 Result<QTTime> MyDocument::typedPosition(const std::string& text) const
 {
     RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
     if (typed.form() != TypedTime::Form::Fields || typed.isRelative())
         return typed.exactly(m_movie, currentTime());
-    const auto start = runningTimecode::textAt({0, m_movie.timeScale()}, m_movie);
-    // A counter's number is no timecode that digits could be filled into.
-    if (!start.empty() && !timecodeMedia::recordOf(start))
-        return runningTimecode::timeOf(text, m_movie);
-    return runningTimecode::timeOf(KWTimecode::timecodeFromUserString(trimmed(text),
-                                       KWQuickTime::getTimingInfoForMovie(m_movie).dropFrame, start),
-        m_movie);
+    return runningTimecode::timeOf(typedLabel(text), m_movie);
 }
 
 // Saving

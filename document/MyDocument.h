@@ -220,6 +220,10 @@ public:
     void updateTimecode();
     /// The field's action: goes to what was typed.
     void changeTimecode();
+    /// Would that find its place without looking at a disk? If not, `readLabels` comes first, on another
+    /// thread.
+    [[nodiscard]] bool isTypedPositionAtHand() const;
+    static void readLabels(const QTMovie& movie);
 
     // Saving
 
@@ -285,6 +289,7 @@ private:
     void installMovie(QTMovie movie);
     /// The time that a text in the timecode field means.
     [[nodiscard]] Result<QTTime> typedPosition(const std::string& text) const;
+    [[nodiscard]] std::string typedLabel(const std::string& text) const;
     void setPath(const std::string& path, const std::string& resolvedPath);
     void showInfoForSelection();
 

@@ -33,12 +33,16 @@ Result<QTTime> timeOf(std::string_view timecode, const QTMovie& movie)
     const auto wanted = timecodeMedia::recordOf(timecode);
     auto time = KWQuickTime::qtTimeFromTimecode(timecode, movie);
     std::string label {timecode};
+    std::optional<MovieError> problem; // of samples that may be the ones that show it
     if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie)) {
         const auto start = timecodeMedia::atMediaTime(record->track(), 0);
         if (start && wanted)
             label = timecodeMedia::text(*wanted, start->description.definition);
-        if (const auto found = timecodeMedia::movieTimeOf(record->track(), timecode); found && *found)
+        const auto found = timecodeMedia::movieTimeOf(record->track(), timecode);
+        if (found && *found)
             time = **found;
+        else if (start && !found)
+            problem = found.error();
         else if (start && !wanted)
             return failure(MovieError::Code::Refused, {},
                 fmt::format("\"{}\" is no number that the counter shows", timecode));
@@ -46,6 +50,8 @@ Result<QTTime> timeOf(std::string_view timecode, const QTMovie& movie)
         return failure(MovieError::Code::Refused, {},
             fmt::format("\"{}\" is no timecode such as 00:00:10:00", timecode));
     }
+    if (problem)
+        return tl::unexpected<MovieError>(std::move(*problem));
     const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
     if (video.empty())
         return time;
@@ -62,6 +68,21 @@ Result<QTTime> timeOf(std::string_view timecode, const QTMovie& movie)
     if (const auto before = frames.previous(time); before && shows(*before))
         return *before;
     return shows(time) || here->isGap ? time : here->start;
+}
+
+bool isAtHand(std::string_view timecode, const QTMovie& movie)
+{
+    const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie);
+    if (!record || timecodeMedia::areAllAtHand(record->track()))
+        return true;
+    const auto found = timecodeMedia::movieTimeOf(record->track(), timecode, timecodeMedia::Samples::AtHand);
+    return found && *found && isAtHand(**found, movie);
+}
+
+void readAhead(const QTMovie& movie)
+{
+    if (const auto record = KWMovTrack::firstTrackOfType(KWMovTrack::kTimecode, movie))
+        timecodeMedia::readAllAhead(record->track());
 }
 
 } // namespace reelwright::runningTimecode

@@ -20,7 +20,12 @@ namespace runningTimecode {
     /// When the frame that shows this label begins. A label that no frame shows (a timecode quicker than the
     /// picture, a movie that is not so long) gives the nearest time: that of the frame on show then. The
     /// error is a sentence about a text that is no timecode.
+    /// Errors besides: of a sample that cannot be read, where no other shows the label.
     Result<QTTime> timeOf(std::string_view timecode, const QTMovie& movie);
+    /// Would that answer without looking at a disk? An empty label means any.
+    bool isAtHand(std::string_view timecode, const QTMovie& movie);
+    /// Reads what it looks for.
+    void readAhead(const QTMovie& movie);
 
 } // namespace runningTimecode
 

@@ -284,7 +284,7 @@ void MovieWindow::connectViews()
         [this](bool isPlaying) { m_actions->play->setText(isPlaying ? tr("&Pause") : tr("&Play")); });
     connect(m_view, &MovieView::fullScreenChanged, m_actions->fullScreen, &QAction::setChecked);
 
-    connect(m_timecode, &QLineEdit::returnPressed, this, [this] { m_document->changeTimecode(); });
+    connect(m_timecode, &QLineEdit::returnPressed, this, &MovieWindow::goToTypedTimecode);
     connect(m_timecode, &TimecodeField::abandoned, this, [this] {
         if (m_timecode->hasFocus())
             m_view->setFocus();
@@ -550,6 +550,22 @@ void MovieWindow::followTime()
     if (!timecodeFieldHasFocus())
         m_timecodeTime = time;
     m_document->updateTimecode();
+}
+
+void MovieWindow::goToTypedTimecode()
+{
+    if (m_document->isTypedPositionAtHand())
+        return m_document->changeTimecode();
+    runInBackground(
+        this,
+        [movie = m_document->movie()] {
+            MyDocument::readLabels(movie);
+            return true;
+        },
+        [this, text = m_timecode->text()](bool) {
+            if (timecodeFieldHasFocus() && m_timecode->text() == text) // nobody thought better of it
+                m_document->changeTimecode();
+        });
 }
 
 void MovieWindow::readTimecode(const QTTime& time)

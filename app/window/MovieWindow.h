@@ -109,6 +109,8 @@ private:
     void followTime();
     /// Has the timecode for `followTime` read where that may take its time.
     void readTimecode(const QTTime& time);
+    /// Goes to what was typed, once all that this asks of the disk was read.
+    void goToTypedTimecode();
 
     std::unique_ptr<MyDocument> m_document;
     FactsLoader* m_facts;

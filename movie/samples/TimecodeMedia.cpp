@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <utility>
 
 namespace reelwright::timecodeMedia {
 namespace {
@@ -272,102 +273,183 @@ bool hasLabel(const TimecodeRecord& wanted, const TimecodeDefinition& definition
             wanted.minutes, wanted.seconds, wanted.frames};
 }
 
-Result<std::vector<StoredSample>> storedSamples(const QTTrack& track)
-{
-    const auto media = track.media();
-    const auto table = media.sampleTable();
-    if (table.sampleCount() > kMostSamples)
-        return failure(MovieError::Code::Refused, placeOf(track),
-            fmt::format("the timecode track has {} samples, more than the {} that are read at once",
-                table.sampleCount(), kMostSamples));
-    std::vector<StoredSample> samples;
-    std::uint64_t start = 0;
-    std::size_t run = 0;
-    std::uint32_t ofRun = 0;
-    for (std::uint32_t number = 1; number <= table.sampleCount(); ++number) {
-        StoredSample sample;
-        const auto chunk = table.locate(number);
+namespace {
+
+    /// When each sample begins and how long it lasts; what its media say is not read.
+    Result<std::vector<StoredSample>> unreadSamples(const QTTrack& track)
+    {
+        const auto table = track.media().sampleTable();
+        if (table.sampleCount() > kMostSamples)
+            return failure(MovieError::Code::Refused, placeOf(track),
+                fmt::format("the timecode track has {} samples, more than the {} that are read at once",
+                    table.sampleCount(), kMostSamples));
+        std::vector<StoredSample> samples;
+        samples.reserve(table.sampleCount());
+        std::uint64_t start = 0;
+        std::size_t run = 0;
+        std::uint32_t ofRun = 0;
+        for (std::uint32_t number = 1; number <= table.sampleCount(); ++number) {
+            while (run < table.timeRunCount() && ofRun == table.timeRun(run).count) {
+                ++run;
+                ofRun = 0;
+            }
+            const auto duration = run < table.timeRunCount() ? table.timeRun(run).duration : 0;
+            auto& sample = samples.emplace_back();
+            sample.start = start;
+            sample.duration = duration;
+            ++ofRun;
+            start += duration;
+        }
+        return samples;
+    }
+
+    /// Adds what the sample's media say.
+    Result<void> readSample(const QTTrack& track, std::uint32_t number, StoredSample& sample)
+    {
+        const auto media = track.media();
+        const auto chunk = media.sampleTable().locate(number);
         sample.descriptionIndex
             = chunk && media.sampleDescription(chunk->description) ? chunk->description : 1;
         RW_TRY(sample.description, descriptionOf(track, number));
         RW_TRY(sample.stored, storedNumber(media, number));
         sample.frame = meantNumber(sample.stored, sample.description.definition);
-        while (run < table.timeRunCount() && ofRun == table.timeRun(run).count) {
-            ++run;
-            ofRun = 0;
-        }
-        sample.start = start;
-        sample.duration = run < table.timeRunCount() ? table.timeRun(run).duration : 0;
-        ++ofRun;
-        start += sample.duration;
-        samples.push_back(std::move(sample));
+        return {};
     }
-    return samples;
-}
 
-Result<std::optional<QTTime>> movieTimeOf(const QTTrack& track, std::string_view label)
-{
-    const auto wanted = recordOf(label);
-    std::int64_t counter = 0;
-    const auto [end, error] = std::from_chars(label.data(), label.data() + label.size(), counter);
-    const bool isNumber = error == std::errc {} && end == label.data() + label.size();
-    if (!wanted && !isNumber)
-        return std::nullopt;
-    RW_TRY(const auto samples, storedSamples(track));
-    RW_TRY(const auto list, track.editList());
-    const Wide mediaScale = track.media().timeScale();
-    const Wide movieScale = track.timeScale();
-    if (mediaScale <= 0 || movieScale <= 0)
-        return std::nullopt;
-    Wide begin = 0; // of the edit, in the movie's scale
-    for (const auto& edit : list.edits) {
-        const Wide length = edit.duration;
-        const Wide at = begin;
-        begin += length;
-        if (edit.isEmpty() || edit.rate <= 0)
-            continue;
-        for (std::size_t i = 0; i < samples.size(); ++i) {
-            const auto& sample = samples[i];
+    /// A label, or a counter's number.
+    struct Wanted
+    {
+        std::optional<TimecodeRecord> record;
+        std::int64_t counter = 0;
+
+        static std::optional<Wanted> of(std::string_view label)
+        {
+            Wanted wanted {recordOf(label)};
+            const auto* const stop = label.data() + label.size();
+            const auto [end, error] = std::from_chars(label.data(), stop, wanted.counter);
+            if (!wanted.record && (error != std::errc {} || end != stop))
+                return std::nullopt;
+            return wanted;
+        }
+
+        /// How many frames behind the sample's own it is; nothing when the sample's labels never come to it.
+        [[nodiscard]] std::optional<std::int64_t> framesBehind(const StoredSample& sample) const
+        {
             const auto& definition = sample.description.definition;
             const bool counts = (definition.flags & TimecodeDefinition::kCounter) != 0;
-            const auto rate = FrameRate::of(definition);
-            if (rate.num <= 0 || counts == wanted.has_value())
-                continue;
-            std::int64_t frames = (counts ? counter : frameNumber(*wanted, definition)) - sample.frame;
+            if (FrameRate::of(definition).num <= 0 || counts == record.has_value()
+                || (record && !hasLabel(*record, definition)))
+                return std::nullopt;
+            std::int64_t frames = (counts ? counter : frameNumber(*record, definition)) - sample.frame;
             // Behind midnight labels begin again.
             if (const auto day = counts ? 0 : framesPerDay(definition); frames < 0 && day > 0)
                 frames = (frames % day + day) % day;
-            if (frames < 0 || (wanted && !hasLabel(*wanted, definition)))
+            return frames < 0 ? std::nullopt : std::optional(frames);
+        }
+    };
+
+    struct TimeScales
+    {
+        Wide media = 0;
+        Wide movie = 0;
+    };
+
+    /// The time of the movie at which an edit, which begins at `at` (in the movie's scale), first shows that
+    /// frame of the sample; nothing when it does not.
+    std::optional<QTTime> timeInEdit(const EditList::Edit& edit, Wide at, const StoredSample& sample,
+        bool isLast, std::int64_t frames, const TimeScales& scales)
+    {
+        const auto rate = FrameRate::of(sample.description.definition);
+        // The frame lasts from `shown` to `hidden`, in units of 1 ÷ (media scale × rate.num) of the media.
+        const Wide start = Wide {static_cast<std::int64_t>(sample.start)} * rate.num;
+        const Wide frameLength = scales.media * rate.den;
+        const Wide until // the last one counts on
+            = isLast ? Wide {INT64_MAX} * rate.num : start + Wide {sample.duration} * rate.num;
+        const Wide shown = start + frames * frameLength;
+        const Wide hidden = std::min(shown + frameLength, until);
+        const Wide editStart = Wide {edit.mediaTime} * rate.num;
+        constexpr Wide kOne = 1 << 16;
+        const Wide first = std::max(shown, editStart);
+        if (shown >= until || hidden <= editStart)
+            return std::nullopt;
+        // Into the movie: media units ÷ the edit's rate.
+        const double seconds = static_cast<double>(first - editStart) / static_cast<double>(scales.media)
+            / static_cast<double>(rate.num) * static_cast<double>(kOne) / edit.rate;
+        if (seconds * static_cast<double>(scales.movie) >= static_cast<double>(edit.duration))
+            return std::nullopt;
+        // Rounded up, so that the time lies in the frame and never before it.
+        constexpr std::int32_t kScale = 1'000'000'000;
+        const Wide unit = scales.media * rate.num * edit.rate;
+        const Wide inEdit = ((first - editStart) * kOne * kScale + unit - 1) / unit;
+        const Wide time = (at * kScale + scales.movie - 1) / scales.movie + inEdit;
+        if (time > INT64_MAX)
+            return std::nullopt;
+        return QTTime {static_cast<std::int64_t>(time), kScale};
+    }
+
+    /// Has the edit shown all it shows before that time of the media?
+    bool endsBefore(const EditList::Edit& edit, std::uint64_t mediaTime, const TimeScales& scales)
+    {
+        const double shown = static_cast<double>(edit.duration) / static_cast<double>(scales.movie)
+            * static_cast<double>(scales.media) * edit.rate / (1 << 16);
+        return static_cast<double>(edit.mediaTime) + shown < static_cast<double>(mediaTime);
+    }
+
+} // namespace
+
+Result<std::vector<StoredSample>> storedSamples(const QTTrack& track)
+{
+    RW_TRY(auto samples, unreadSamples(track));
+    for (std::uint32_t number = 1; number <= samples.size(); ++number)
+        RW_CHECK(readSample(track, number, samples[number - 1]));
+    return samples;
+}
+
+Result<std::optional<QTTime>> movieTimeOf(const QTTrack& track, std::string_view label, Samples which)
+{
+    const auto wanted = Wanted::of(label);
+    if (!wanted)
+        return std::nullopt;
+    RW_TRY(auto samples, unreadSamples(track));
+    RW_TRY(const auto list, track.editList());
+    const TimeScales scales {track.media().timeScale(), track.timeScale()};
+    if (scales.media <= 0 || scales.movie <= 0)
+        return std::nullopt;
+    // Read when it comes to them: the label may stand before the one that cannot be read.
+    std::vector<std::optional<Result<void>>> read(samples.size());
+    std::optional<MovieError> problem;
+    const auto canBeRead = [&](std::size_t i) {
+        const auto number = static_cast<std::uint32_t>(i + 1);
+        if (!read[i] && which == Samples::AtHand && !track.media().isSampleStartKept(number, kSampleSize))
+            read[i] = failure(MovieError::Code::Io, placeOf(track), "a sample was not read yet");
+        if (!read[i])
+            read[i] = readSample(track, number, samples[i]);
+        if (!*read[i] && !problem)
+            problem = read[i]->error();
+        return read[i]->has_value();
+    };
+    Wide begin = 0; // of the edit, in the movie's scale
+    for (const auto& edit : list.edits) {
+        const Wide at = begin;
+        begin += edit.duration;
+        if (edit.isEmpty() || edit.rate <= 0)
+            continue;
+        const auto later = std::ranges::upper_bound(
+            samples, std::max<std::int64_t>(edit.mediaTime, 0),
+            [](std::int64_t time, std::uint64_t start) { return std::cmp_less(time, start); },
+            &StoredSample::start);
+        auto i = static_cast<std::size_t>(std::max<std::ptrdiff_t>(later - samples.begin() - 1, 0));
+        for (; i < samples.size() && !endsBefore(edit, samples[i].start, scales); ++i) {
+            if (!canBeRead(i))
                 continue;
-            // The frame lasts from `shown` to `hidden`, in units of 1 ÷ (media scale × rate.num) of the
-            // media.
-            const Wide start = Wide {static_cast<std::int64_t>(sample.start)} * rate.num;
-            const Wide frameLength = mediaScale * rate.den;
-            const bool isLast = i + 1 == samples.size(); // the last one counts on
-            const Wide until
-                = isLast ? Wide {INT64_MAX} * rate.num : start + Wide {sample.duration} * rate.num;
-            const Wide shown = start + frames * frameLength;
-            const Wide hidden = std::min(shown + frameLength, until);
-            const Wide editStart = Wide {edit.mediaTime} * rate.num;
-            constexpr Wide kOne = 1 << 16;
-            const Wide first = std::max(shown, editStart);
-            if (shown >= until || hidden <= editStart)
-                continue;
-            // Into the movie: media units ÷ the edit's rate.
-            const double seconds = static_cast<double>(first - editStart) / static_cast<double>(mediaScale)
-                / static_cast<double>(rate.num) * static_cast<double>(kOne) / edit.rate;
-            if (seconds * static_cast<double>(movieScale) >= static_cast<double>(length))
-                continue;
-            // Rounded up, so that the time lies in the frame and never before it.
-            constexpr std::int32_t kScale = 1'000'000'000;
-            const Wide unit = mediaScale * rate.num * edit.rate;
-            const Wide inEdit = ((first - editStart) * kOne * kScale + unit - 1) / unit;
-            const Wide time = (at * kScale + movieScale - 1) / movieScale + inEdit;
-            if (time > INT64_MAX)
-                return std::nullopt;
-            return QTTime {static_cast<std::int64_t>(time), kScale};
+            if (const auto frames = wanted->framesBehind(samples[i]))
+                if (const auto time
+                    = timeInEdit(edit, at, samples[i], i + 1 == samples.size(), *frames, scales))
+                    return time;
         }
     }
+    if (problem)
+        return tl::unexpected<MovieError>(std::move(*problem));
     return std::nullopt;
 }
 
@@ -387,6 +469,25 @@ void readAhead(const QTMovie& movie)
 {
     for (const auto& track : movie.tracksOfMediaType(QTMediaTypeTimeCode))
         static_cast<void>(atMediaTime(track, 0));
+}
+
+bool areAllAtHand(const QTTrack& track)
+{
+    const auto media = track.media();
+    const auto count = media.sampleCount();
+    if (count > kMostSamples)
+        return true; // none is read
+    for (std::uint32_t number = 1; number <= count; ++number)
+        if (!media.isSampleStartKept(number, kSampleSize))
+            return false;
+    return true;
+}
+
+void readAllAhead(const QTTrack& track)
+{
+    const auto count = track.media().sampleCount();
+    for (std::uint32_t number = 1; number <= count && count <= kMostSamples; ++number)
+        static_cast<void>(storedNumber(track.media(), number));
 }
 
 bool isAtHand(const QTTrack& track, const QTTime& movieTime)

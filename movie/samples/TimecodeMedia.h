@@ -59,14 +59,21 @@ namespace timecodeMedia {
     /// Reads what `atMediaTime` needs for the start of each timecode track, so that it waits for no disk when
     /// it is asked.
     void readAhead(const QTMovie& movie);
+    /// The same for all samples of a track, of which no more than `kMostSamples` are asked for: would
+    /// `movieTimeOf` answer without looking at a disk, and the reading that it needs.
+    bool areAllAtHand(const QTTrack& track);
+    void readAllAhead(const QTTrack& track);
     /// The timecode at a time of the movie (of any scale), exactly, through the track's edit list; nothing
     /// where the track shows none of its media.
     /// Errors: as above, and those of QTTrack::editList.
     Result<std::optional<Reading>> atMovieTime(const QTTrack& track, const QTTime& time);
+    /// Which samples are looked at: all, or those for which no disk is asked.
+    enum class Samples : std::uint8_t { All, AtHand };
     /// The first time of the movie at which the track shows that label (or counter's number), through its
-    /// samples and its edit list; nothing where it never does. Errors: as above, and Refused for a track of
-    /// more than `kMostSamples`.
-    Result<std::optional<QTTime>> movieTimeOf(const QTTrack& track, std::string_view label);
+    /// samples and its edit list; nothing where it never does. Samples that cannot be read are passed over.
+    /// Errors: as above where no other sample shows it, and Refused for a track of more than `kMostSamples`.
+    Result<std::optional<QTTime>> movieTimeOf(
+        const QTTrack& track, std::string_view label, Samples which = Samples::All);
 
     /// A sample as it is stored.
     struct StoredSample

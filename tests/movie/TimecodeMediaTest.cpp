@@ -356,7 +356,7 @@ namespace {
     }
 
     /// Two tapes one after the other, a second each: 25 frames from 10:00:00:00, then 30 from 01:00:00;00.
-    QTMovie twoTapes()
+    QTMovie twoTapes(bool secondIsLost = false)
     {
         auto movie = test::emptyMovie(30000);
         auto tapes = timecodeTrack({0, 25, 1, 25}, {900000, 107892}, {{1, 30000}, {1, 30000}});
@@ -370,8 +370,9 @@ namespace {
         const EditableScope scope {movie};
         SampleTableBuilder tables;
         const auto media = movie.sources().addMemory(ByteWriter {}.u32(900000).u32(107892).toBytes());
+        const auto lost = media + 1'000'000;
         for (const std::uint32_t i : {0U, 1U}) {
-            tables.beginChunk(media + 4 * i, i + 1);
+            tables.beginChunk(i == 1 && secondIsLost ? lost : media + 4 * i, i + 1);
             EXPECT_TRUE(tables.add({30000, 4, 0, true, 0}));
         }
         tables.write(*editSampleTables(*track.editAtom()));
@@ -414,6 +415,16 @@ namespace {
                 EXPECT_LT(**time, (QTTime {fact.units + 1, 30000})) << fact.label;
             }
         }
+    }
+
+    TEST(TimecodeMedia, LabelsOfReadableSamplesAreFoundBesideOneThatCannotBeRead)
+    {
+        const auto movie = twoTapes(true);
+        const auto track = movie.tracks().front();
+        const auto first = timecodeMedia::movieTimeOf(track, "10:00:00:05");
+        ASSERT_TRUE(first && *first);
+        EXPECT_EQ(atScale(**first, 30000).value, 15000 + 5 * 1200);
+        EXPECT_FALSE(timecodeMedia::movieTimeOf(track, "01:00:00;00")) << "the lost one may be where it is";
     }
 
 } // namespace
