@@ -160,15 +160,17 @@ namespace {
 
 } // namespace
 
-Result<std::unique_ptr<RandomReader>> SavePreview::updatedFile(const QTMovie& movie)
+Result<void> SavePreview::updateFile(const QTMovie& movie)
 {
     const auto& opened = movie.file();
     if (!opened || !opened->headerAtom())
         return failure(MovieError::Code::Refused, movie.fileName(), "the movie has no movie file yet");
     // A compressed header is written anew, as it was unpacked.
     const bool isFileAsItIs = !movie.isChanged() && opened->header == movie.header().toBytes();
-    if (isFileAsItIs)
-        return std::make_unique<FileReader>(opened->file, opened->state.size);
+    if (isFileAsItIs) {
+        m_bytes = std::make_unique<FileReader>(opened->file, opened->state.size);
+        return readHeader(opened->path, opened->headerAtom()->offset);
+    }
     auto overlay = std::make_shared<OverlayFile>(opened->file, opened->state);
     auto file = std::make_shared<MovieFile>(*opened);
     file->storage = std::make_shared<OverlayStorage>(opened->storage, opened->path, overlay);
@@ -181,13 +183,13 @@ Result<std::unique_ptr<RandomReader>> SavePreview::updatedFile(const QTMovie& mo
     options.volumes = VolumeRule::Any;
     RW_CHECK(MovieSaver::updateMovieFile(copy, options));
     RW_TRY(const auto state, overlay->state());
-    return std::make_unique<FileReader>(overlay, state.size);
+    m_bytes = std::make_unique<FileReader>(overlay, state.size);
+    return readHeader(opened->path, copy.m_file->headerAtom()->offset);
 }
 
-Result<void> SavePreview::readHeader(const std::string& path)
+Result<void> SavePreview::readHeader(const std::string& path, std::uint64_t from)
 {
-    // Outermost atoms as every reader goes over them; the first movie header is the live one.
-    for (std::uint64_t offset = 0; offset < size();) {
+    for (std::uint64_t offset = from; offset < size();) {
         std::array<std::byte, 16> bytes {};
         RW_TRY(const auto got, readAt(offset, bytes));
         const auto atom = AtomHeader::parse(ByteSpan {bytes}.first(got));
@@ -223,12 +225,12 @@ Result<std::unique_ptr<SavePreview>> SavePreview::make(const QTMovie& movie, Mod
 {
     std::unique_ptr<SavePreview> preview {new SavePreview};
     if (mode == Mode::InPlace) {
-        RW_TRY(preview->m_bytes, updatedFile(movie));
+        RW_CHECK(preview->updateFile(movie));
     } else {
         RW_TRY(auto stream, MovieStream::open(movie));
         preview->m_bytes = std::make_unique<StreamReader>(std::move(stream));
+        RW_CHECK(preview->readHeader(movie.fileName(), 0)); // it stands in front, and is the only one
     }
-    RW_CHECK(preview->readHeader(movie.fileName()));
     return preview;
 }
 

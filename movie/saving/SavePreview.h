@@ -29,8 +29,9 @@ public:
 private:
     SavePreview() = default;
 
-    static Result<std::unique_ptr<RandomReader>> updatedFile(const QTMovie& movie);
-    Result<void> readHeader(const std::string& path);
+    Result<void> updateFile(const QTMovie& movie);
+    /// Reads the first movie header at or behind `from`: a file can have others besides the live one.
+    Result<void> readHeader(const std::string& path, std::uint64_t from);
 
     std::unique_ptr<RandomReader> m_bytes;
     Atom m_header;
