@@ -6,6 +6,8 @@
 #include "fuzz/FuzzTarget.h"
 #include "fuzz/MemoryStorage.h"
 #include "movie/files/MediaSources.h"
+#include "movie/saving/FileAccount.h"
+#include "movie/saving/MediaOffsets.h"
 #include "movie/saving/MovieSaver.h"
 #include "timecode/KWTimecodeController.h"
 #include "tracks/KWQuickTimeEditing.h"
@@ -21,16 +23,17 @@ namespace {
 
     // ---- Media ----
 
-    bool isInMedia(const FileLayout& layout, const SampleTable::Chunk& place)
+    /// Does it lie inside an atom of the outermost level, of whatever type? Media may lie in free space and
+    /// in the header itself; what is no atom's inside belongs to nobody.
+    bool isInAnAtom(const FileLayout& layout, const SampleTable::Chunk& place)
     {
         return std::ranges::any_of(layout.atoms, [&](const TopLevelAtom& atom) {
-            return atom.type == "mdat"_cc && place.offset >= atom.offset + atom.headerSize
-                && place.offset <= atom.end() && place.size <= atom.end() - place.offset;
+            return place.offset >= atom.offset + atom.headerSize && place.offset <= atom.end()
+                && place.size <= atom.end() - place.offset;
         });
     }
 
-    /// The first samples of each track, by track ID, as far as they lie in media data; those of a hostile
-    /// file may lie in its header. Only of IDs that one track has.
+    /// The first samples of each track, by track ID. Only of IDs that one track has.
     using Samples = std::map<std::uint32_t, std::vector<std::optional<Bytes>>>;
 
     Samples samplesOf(const QTMovie& movie)
@@ -47,7 +50,7 @@ namespace {
                 const auto place = table.locate(sample, media.soundPacking(1));
                 auto& bytes = list.emplace_back();
                 // Where nothing lies does not matter.
-                if (place && place->size > 0 && isInMedia(movie.file()->layout, *place))
+                if (place && place->size > 0 && isInAnAtom(movie.file()->layout, *place))
                     if (auto data = media.sampleData(sample))
                         bytes = *data;
             }
@@ -73,7 +76,9 @@ namespace {
 
     constexpr FourCC kEdited[] = {"mvhd"_cc, "tkhd"_cc, "mdhd"_cc, "elst"_cc, "clef"_cc, "prof"_cc, "enof"_cc,
         "stco"_cc, "co64"_cc, "WLOC"_cc, "play"_cc, "clos"_cc, "quit"_cc, "ctyp"_cc, "ptv "_cc, "apmd"_cc,
-        "test"_cc, "tmcd"_cc, "chap"_cc};
+        "test"_cc, "tmcd"_cc, "chap"_cc,
+        // Where they point moves with the header, or with the media.
+        "saio"_cc, "gps "_cc};
 
     /// Leaves of the header that the script below leaves alone, in order. Not those inside timecode tracks,
     /// which it makes, changes and replaces, and not where media are: in the file itself, once it is
@@ -215,18 +220,38 @@ namespace {
             requireUnknown(unknownAtoms(movie), *flat);
     }
 
-    /// What lies in the file besides headers and free space lies there still.
-    void requireFileKept(
-        const QTMovie& before, const std::vector<std::byte>& old, const std::vector<std::byte>& now)
+    bool refersInto(const QTMovie& movie, const TopLevelAtom& atom)
+    {
+        bool refers = false;
+        const auto note = [&](std::uint64_t offset, std::uint64_t size) {
+            refers = refers
+                || (offset < atom.end()
+                    && (offset >= atom.offset || size == MediaOffsets::kUnknownSize
+                        || size > atom.offset - offset));
+        };
+        for (const auto& track : movie.tracks())
+            MediaOffsets::forEachOwnChunk(track, note);
+        MediaOffsets::forEachOther(movie, note);
+        return refers;
+    }
+
+    /// What lies in the file besides headers and free space lies there still. A small atom of media may
+    /// become free when an edit took away all that it was for, and the last atom may get its size.
+    void requireFileKept(const QTMovie& before, const QTMovie& after, const std::vector<std::byte>& old,
+        const std::vector<std::byte>& now)
     {
         for (const auto& atom : before.file()->layout.atoms) {
             if (atom.type == "moov"_cc || atom.type == "free"_cc || atom.type == "skip"_cc
                 || atom.end() > old.size())
                 continue;
+            if (atom.type == "mdat"_cc && atom.size <= FileAccount::kMostReclaimed && refersInto(before, atom)
+                && !refersInto(after, atom))
+                continue;
+            const auto begin = atom.offset + (atom.sizeForm == SizeForm::ToEnd ? 4 : 0);
             require(atom.end() <= now.size()
-                    && std::equal(old.begin() + static_cast<std::ptrdiff_t>(atom.offset),
+                    && std::equal(old.begin() + static_cast<std::ptrdiff_t>(begin),
                         old.begin() + static_cast<std::ptrdiff_t>(atom.end()),
-                        now.begin() + static_cast<std::ptrdiff_t>(atom.offset)),
+                        now.begin() + static_cast<std::ptrdiff_t>(begin)),
                 "a save in place leaves the other atoms of the file alone");
         }
     }
@@ -278,7 +303,7 @@ void saveMovie(ByteSpan input)
     require(again.has_value(), "a movie saved in place opens");
     require(again->header().toBytes() == newHeader, "a movie saved in place has the header that was saved");
     requireSamples(samples, *again);
-    requireFileKept(original, before, *storage->files[kPath]);
+    requireFileKept(original, *again, before, *storage->files[kPath]);
 
     // New media may come to lie elsewhere after an interrupted save, and the header then differs.
     if (addsMedia || !edited.isChanged())

@@ -81,6 +81,54 @@ def compressed_header(movie):
     return movie[:at] + atom(b"moov", cmov) + movie[at + size :]
 
 
+def atoms(movie):
+    """(type, offset, size) of the outermost level."""
+    at = 0
+    while at + 8 <= len(movie):
+        size, kind = struct.unpack(">I4s", movie[at : at + 8])
+        if size < 8:
+            break
+        yield kind, at, size
+        at += size
+
+
+def odd_files(movie):
+    """Files that hold more than one thinks, from a movie with its header at the end: (name, bytes)."""
+    _, header_at, header_size = next(found for found in atoms(movie) if found[0] == b"moov")
+    _, media_at, media_size = next(found for found in atoms(movie) if found[0] == b"mdat")
+    header, media = movie[header_at : header_at + header_size], movie[media_at + 8 : media_at + media_size]
+
+    def atom(kind, content):
+        return struct.pack(">I4s", len(content) + 8, kind) + content
+
+    def moved(content, by):
+        """The header for media that lie so many bytes further back."""
+        at = content.find(b"stco")
+        while at >= 0:
+            for entry in range(at + 12, at + 12 + 4 * struct.unpack(">I", content[at + 8 : at + 12])[0], 4):
+                place = struct.unpack(">I", content[entry : entry + 4])[0] + by
+                content = content[:entry] + struct.pack(">I", place) + content[entry + 4 :]
+            at = content.find(b"stco", at + 4)
+        return content
+
+    front = movie[:media_at]
+    mvhd = atom(b"moov", header[8 : 8 + struct.unpack(">I", header[8:12])[0]])
+    yield "header-without-tracks.mov", mvhd + movie[:header_at] + moved(header, len(mvhd))
+    yield "two-headers.mov", movie + header
+    yield "two-movies.mov", movie + movie
+    yield "zeros-behind.mov", movie + bytes(3000)
+    yield "data-behind-zeros.mov", movie + bytes(70_000) + b"data" * 9
+    yield "garbage-behind.mov", movie + b"\0\0\0\3abc"
+    yield "cut-free.mov", movie[:media_at] + moved(header, header_size) + struct.pack(">I4s", 1 << 20, b"free") + media
+    yield "media-to-the-end.mov", front + moved(header, header_size) + bytes(4) + b"mdat" + media + b"more than chunks"
+    for kind in (b"free", b"skip"):
+        yield f"media-in-{kind.decode()}.mov", front + atom(kind, media) + header
+    # Media as an unknown atom of the header, behind all others.
+    yield "media-in-header.mov", front + atom(b"moov", moved(header, header_size)[8:] + atom(b"data", media))
+    yield "many-free.mov", movie[:header_at] + atom(b"free", b"") * 40 + header
+    yield "dead-media.mov", movie[:header_at] + atom(b"mdat", b"dead") + atom(b"free", bytes(12)) + header
+
+
 # What the save target does with a movie: sixteen bytes, two a step; see fuzz/SaveFuzz.cpp.
 SCRIPTS = [bytes([stop, 0, *(value for step in steps for value in step)]).ljust(16, b"\0") for stop, steps in [
     (3, [(0, 1), (1, 9)]),
@@ -131,6 +179,8 @@ def main():
             if sample.stat().st_size <= MAX_MOVIE // 2:
                 shutil.copy(sample, work)
         (work / "compressed.mov").write_bytes(compressed_header((work / "plain.mov").read_bytes()))
+        for name, content in odd_files((work / "timecode.mov").read_bytes()):
+            (work / name).write_bytes(content)
         for number, movie in enumerate(sorted(work.iterdir())):
             content = movie.read_bytes()
             for target in ("open", "report"):
