@@ -27,6 +27,8 @@ WORDS = re.compile(
         ]
     )
 )
+# Reasons that are somebody else's: a comment gives its own.
+LEANING = re.compile("|".join([r"readers of these \w+ know", r"what users have " + "stored", "deliberately " + "approximate", r"\bas de" + r"fined\b", r"\bby de" + r"finition\b"]))
 # Folders in which people and build machines keep their work.
 FOLDERS = re.compile(r"(?<![\w.$}~-])/(" + "|".join(["home", "root", "work"]) + r")/[\w.]")
 
@@ -50,6 +52,8 @@ def complaints(root):
             match = WORDS.search(line)
             if match:
                 found.append(f'{name}:{number}: "{match.group()}" names a paper that is not in the tree')
+            elif match := LEANING.search(line):
+                found.append(f'{name}:{number}: "{match.group()}" leans on something that is not in the tree; say why in its own terms')
             elif FOLDERS.search(line) or any(folder in line for folder in own):
                 found.append(f"{name}:{number}: a path of one machine: {line.strip()[:120]}")
     return found, count
@@ -66,6 +70,9 @@ SELF_TEST = [
     ("/" + "home/somebody/clip.mov", True),
     ('"/' + 'work/tree"', True),
     ("cd /" + "root/x", True),
+    ("as readers of these " + "logs know it", True),
+    ("rounded as de" + "fined", True),
+    ("as it is defined in atoms.h", False),
     (f"{PAPER}ial and {PAPER}ific words", False),
     ("the first part 3 times", False),
     ("https://example.com/" + "home/page", False),

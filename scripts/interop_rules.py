@@ -35,6 +35,14 @@ EDITS = {
     "encoded-width": ["--encoded-width", "1234"],
     "encoded-height": ["--encoded-height", "678"],
     "bit-depth": ["--bit-depth", "30"],
+    "name": ["--track", "*:name=Interop"],
+    "language": ["--track", "*:language=fra"],
+    "volume": ["--track", "a*:volume=0.5"],
+    "balance": ["--track", "a*:balance=-0.5"],
+    "layer": ["--track", "v*:layer=3"],
+    "group": ["--track", "a*:group=2"],
+    "title": ["--title", "Interop title"],
+    "metadata": ["--metadata", "org.example.interop=Interop value"],
 }
 
 
@@ -262,8 +270,8 @@ def is_new(change, path):
 
 def defines_timecode(change):
     """In the movie's time scale, and with as many frames a second as the duration of a frame tells."""
-    form = re.fullmatch("0{14}010{8}0{8}([0-9a-f]{8})([0-9a-f]{8})([0-9a-f]{2})000{6}0c6e616d650{8}0{8}", change.new)
-    scale, duration, number = (int(part, 16) for part in form.groups())
+    form = re.fullmatch("0{14}010{8}0{8}([0-9a-f]{8})([0-9a-f]{8})([0-9a-f]{2})00(0{6}0c6e616d650{8})?0{8}", change.new)
+    scale, duration, number = (int(part, 16) for part in form.groups()[:3])
     as_many = 0 <= number - scale / duration < 1 or number == int(scale / duration)
     return str(scale) == change.atom("moov/mvhd/time scale") and as_many and in_rate(change.now, scale / duration)
 
@@ -327,9 +335,8 @@ def own(before_and_after):
 
 
 def same_definition(change):
-    """The time scale, frame duration and number of frames stay; flags and reel are what the edit says."""
-    no_reel = re.fullmatch("000{6}0c6e616d650{8}(0000)?", change.new[50:])
-    return no_reel and change.old[32:50] == change.new[32:50] and change.new[24:32] == "00000000"
+    """The time scale, frame duration, number of frames and reel stay; the flags are what the edit says."""
+    return change.old[32:] == change.new[32:] and change.new[24:32] == "00000000"
 
 
 def made_with_movie(change):
@@ -517,6 +524,22 @@ def field_changed(at, value):
 
 
 NUMBER = r"-?[\d.]+"
+def part_set(at, part):
+    """One field of an atom's hexadecimal text is what the edit says, the rest as before."""
+    return lambda change: change.new == change.old[:at] + part + change.old[at + len(part) :]
+
+
+def appended(text):
+    """One more of a list, behind the others."""
+    return lambda change: change.new in (text, f"{change.old} {text}")
+
+
+def next_item(change):
+    """The number of the last key, which is new."""
+    items = change.new.split(" ")
+    return (items[:-1] == change.old.split(" ") or change.old == "None") and len(items[-1]) == 16
+
+
 OR_NONE = rf"{NUMBER}|None"
 DERIVED = (OR_NONE, OR_NONE)  # numbers that a program counts from others, which are compared on their own
 DATA = r"(\(Binary data \d+ bytes, use -b option to extract\)(, )?)*"
@@ -533,6 +556,11 @@ SETTINGS = [
     ("autoquit", "aqui", "01", "Unknown_aqui", r"\(Binary data 1 bytes, .*\)"),
     ("controller", "ctyp", b"none".hex(), "Unknown_ctyp", "none"),
     ("aperture", "apmd", b"prod".hex(), "ApertureMode", "prod"),
+]
+# What a new metadata item says of itself: its edit, key, text, and what exiftool, ffprobe and mediainfo call it.
+ITEMS = [
+    ("title", b"com.apple.quicktime.displayname", "Interop title", "Keys:DisplayName", "com.apple.quicktime.displayname", "Title|Movie|Track"),
+    ("metadata", b"org.example.interop", "Interop value", "Keys:OrgExampleInterop", "org.example.interop", "extra/org_example_interop"),
 ]
 TABLES = (
     "SampleSizes|SampleToChunk|TimeToSampleTable|SyncSampleTable|CompositionTimeToSample|IdependentAndDisposableSamples"
@@ -730,6 +758,42 @@ RULES = [
     (TURN, ".*", "exiftool", "Composite:Rotation", angle),
     (TURN, ".*", "mediainfo", r"Video [^/]+/Rotation", angle),
     (TURN, ".*", "mediainfo", r"Video [^/]+/(Display|Pixel)AspectRatio(_Original)?", mirrored),
+    # -- What a track header and its neighbours say
+    ("volume", ".*", "atoms", TRACK + "/tkhd/layer to volume", part_set(24, "0080")),
+    ("volume", ".*", "exiftool", r"Track\d+:TrackVolume", (NUMBER, "0.5")),
+    ("balance", ".*", "atoms", TRACK + "/mdia/minf/smhd", part_set(8, "ff80")),
+    ("balance", ".*", "exiftool", r"Track\d+:Balance", (NUMBER, "-0.5")),
+    ("layer", ".*", "atoms", TRACK + "/tkhd/layer to volume", part_set(16, "0003")),
+    ("layer", ".*", "exiftool", r"Track\d+:TrackLayer", (NUMBER, "3")),
+    ("group", ".*", "atoms", TRACK + "/tkhd/layer to volume", part_set(20, "0002")),
+    ("group", ".*", "mediainfo", SECTION + "/AlternateGroup", (r"None|\d+", "2")),
+    ("language", ".*", "atoms", TRACK + "/mdia/mdhd/language", part_set(0, "1a41")),
+    ("language", ".*", "ffprobe", STREAM + "/tags/language", (r"None|\w+", "fra")),
+    ("language", ".*", "mediainfo", SECTION + "/Language", ("None|.*", "fr")),
+    ("language", ".*", "exiftool", r"Track\d+:MediaLanguageCode", (r"None|\w+", "fra")),
+    ("name", ".*", "atoms", TRACK + "/udta/name", ("None|[0-9a-f]*", b"Interop".hex())),
+    ("name", ".*", "atoms", TRACK + "/udta/children", family("name")),
+    ("name", ".*", "atoms", TRACK + "/children", family("udta")),
+    ("name", ".*", "atoms", TRACK + "/udta", ("|00000000", "None")),
+    ("name", ".*", "atoms", TRACK + "/udta/besides", ("None", r"\|00000000")),
+    ("name", ".*", "exiftool", r"Track(\d+):(Track\1)?Name", ("None|.*", "Interop")),
+    ("name", ".*", "ffprobe", STREAM + "/tags/(name|title)", ("None|.*", "Interop")),
+    ("name", ".*", "mediainfo", SECTION + "/Title", ("None|.*", "Interop")),
+    # -- Metadata: one more keyed item
+    *((edit, ".*", "atoms", "moov/meta/keys/mdta.*", ("None", key.hex())) for edit, key, *_ in ITEMS),
+    *((edit, ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/data", ("None", "0000000100000000" + text.encode().hex())) for edit, _, text, *_ in ITEMS),
+    *((edit, ".*", "exiftool", name, ("None", text)) for edit, _, text, name, *_ in ITEMS),
+    *((edit, ".*", "ffprobe", "format/tags/" + re.escape(name), ("None", text)) for edit, _, text, _, name, _ in ITEMS),
+    *((edit, ".*", "mediainfo", f"General/({name})", ("None|.*", text)) for edit, _, text, *_, name in ITEMS),
+    ("title|metadata", ".*", "exiftool", "QuickTime:HandlerType", ("None", "mdta")),
+    ("title|metadata", ".*", "atoms", "moov/children", family("meta", "mvex")),
+    ("title|metadata", ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
+    ("title|metadata", ".*", "atoms", "moov/meta/besides", ("None", r"0{8}\|")),
+    ("title|metadata", ".*", "atoms", "moov/meta/hdlr/(version and flags|component|type|more)", ("None", f"0{{8}}|{b'mdta'.hex()}|0{{26}}")),
+    ("title|metadata", ".*", "atoms", "moov/meta/keys/children", appended("mdta")),
+    ("title|metadata", ".*", "atoms", "moov/meta/keys/besides", lambda change: int(change.new[:-1], 16) == (0 if change.old == "None" else int(change.old[:-1], 16)) + 1),
+    ("title|metadata", ".*", "atoms", "moov/meta/ilst/children", next_item),
+    ("title|metadata", ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/children", ("None", "data")),
     # -- Tracks that are disabled
     ("disable", ".*", "atoms", TRACK + "/tkhd/version and flags", disabled),
     ("disable", ".*", "ffprobe", STREAM + "/disposition/default", ("1", "0")),

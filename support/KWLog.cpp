@@ -509,8 +509,8 @@ private:
             formatLine(now, "Version: " + version);
         formatLine(now, "Path: " + executablePath());
         formatLine(now, systemLine());
-        // A fixed last line of the header, as readers of these logs know it; it says nothing about this
-        // process.
+        // The header ends in a line that is always the same, so that a script can cut a log into its runs
+        // whatever the lines above say; it says nothing about this process.
         formatLine(now, "Running in 32-bit mode");
         flushLines();
     }

@@ -200,7 +200,7 @@ std::optional<KWTimecodeController::Fields> KWTimecodeController::fourFields(std
     if (parts.size() != fields.size())
         return std::nullopt;
     for (std::size_t i = 0; i < fields.size(); ++i)
-        fields[i] = static_cast<Byte>(integerValue(parts[i])); // a byte by definition: larger numbers wrap
+        fields[i] = static_cast<Byte>(integerValue(parts[i])); // the fields are bytes: larger numbers wrap
     return fields;
 }
 

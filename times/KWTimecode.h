@@ -10,8 +10,8 @@ namespace reelwright {
 /// and keeps no state.
 ///
 /// Drop-frame counting here is approximate on purpose: it differs from the broadcast rule near minute
-/// boundaries, and what users have stored depends on these exact results. Timecode media have the exact
-/// arithmetic.
+/// boundaries. It never changes, so that a list of chapters or markers that one release wrote reads back to the
+/// same frames in the next. Timecode media have the exact arithmetic.
 ///
 /// A timebase of zero or less counts as 30, except in frameRateFromTimebase. Drop frame is honoured at 30 and
 /// 60 only. A negative start frame stands for one hour at 30 drop frame, 107892, at every timebase. Results
