@@ -27,7 +27,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 MEGABYTE = 1e6
-SECTIONS = ["open", "samples", "media", "jobs", "metadata", "edit", "timecode", "flatten"]
+SECTIONS = ["open", "samples", "media", "many", "jobs", "metadata", "edit", "timecode", "flatten"]
 # Two medians of the same work differ by that much on a machine that does other things as well.
 SAME = 1.25
 
@@ -169,6 +169,9 @@ class Report:
         """The goal that we take no more than `wanted` times what another takes."""
         ratio = ours.wall / other.wall
         self.goals.append((ratio <= wanted, what, f"{ratio:.2f}", f"{ours.cpu / other.cpu:.2f}", f"at most {wanted:g} times"))
+
+    def at_most(self, what, ours, seconds):
+        self.goals.append((ours.wall <= seconds, what, duration_text(ours.wall), duration_text(ours.cpu), f"at most {seconds:g} s"))
 
     def memory(self, what, ours, header):
         """The goal of memory: twice the header and 20 MB."""
@@ -343,6 +346,31 @@ class Bench:
             if contenders is not probes:
                 self.report.as_fast(f"{title}: 100 GB of media against 1 MB", largest, base, SAME)
         self.files.remove(*paths.values())
+
+    def many(self):
+        """Movies with a great number of one thing, and with twice as many: what that costs, and that it costs twice as much."""
+        for kind, count, thing in [
+            ("tracks", 2000, "tracks that refer to each other"),
+            ("free", 50_000, "free atoms"),
+            ("items", 50_000, "items of user data, all of one type"),
+            ("keys", 25_000, "metadata items with keys"),
+        ]:
+            paths = [self.files.make(kind, str(number)) for number in (count, 2 * count)]
+            steps = {
+                "info": lambda path, name: Contender(name, [self.cli, "info", "--json", path]),
+                "edit": self.autoplay,
+                "all tracks": lambda path, name: Contender(name, [self.cli, "edit", "--dry-run", "--track", "*:in=1.", path]),
+                "title": lambda path, name: Contender(name, [self.cli, "edit", "--dry-run", "--title", "T", path]),
+                "verify": lambda path, name: Contender(name, [self.cli, "verify", path]),
+            }
+            rows = self.race([make(path, f"{step}, {number}") for step, make in steps.items() for path, number in zip(paths, (count, 2 * count))])
+            base = f"info, {count}"
+            self.report.show(f"Growth with the number of one thing: {thing}", rows, base)
+            for step in steps:
+                half, whole = rows[f"{step}, {count}"], rows[f"{step}, {2 * count}"]
+                self.report.as_fast(f"{step} with {2 * count} {thing} against {count}", whole, half, 3)
+                self.report.at_most(f"{step} with {2 * count} {thing}", whole, 1)
+            self.files.remove(*paths)
 
     def jobs(self):
         model = self.files.make("samples", "1e3")

@@ -4,6 +4,10 @@
   make-movies.py FOLDER samples COUNT...   movies of that many samples (1e6 or 1000000), their media a hole
   make-movies.py FOLDER media SIZE...      movies of one header and that much media (1M, 10G), their media a hole
   make-movies.py FOLDER dense SIZE         a movie of that many real bytes, coded by ffmpeg
+  make-movies.py FOLDER tracks COUNT...    of so many tracks: each has a name and refers to the next one
+  make-movies.py FOLDER free COUNT...      with so many small free atoms
+  make-movies.py FOLDER items COUNT...     with so many items of user data, all of one type
+  make-movies.py FOLDER keys COUNT...      with so many metadata items, each with a key of its own
 
 A hole takes no space on the disk, and reads as zeros; the header is whole and true. --header first puts it before
 the media, as files for streaming have it; the default is last, as recorders write it. Nothing is removed here.
@@ -87,7 +91,7 @@ def sample_table(sizes, media_start, wide):
     )
 
 
-def header(sizes, media_start, wide):
+def track(number, sizes, media_start, wide, *more):
     count = len(sizes)
     # The movie counts in frames, so that the longest one still fits 32 bits.
     media_duration = count * FRAME_DURATION
@@ -97,56 +101,101 @@ def header(sizes, media_start, wide):
         else struct.pack(">IIIIIHH", 0, 0, 0, MEDIA_SCALE, media_duration, 0, 0)
     )
     return atom(
-        b"moov",
+        b"trak",
         full(
-            b"mvhd",
-            struct.pack(">IIIIIH10x", 0, 0, 30, count, 0x10000, 0x100),
+            b"tkhd",
+            struct.pack(">IIIIIQHHHH", 0, 0, number, 0, count, 0, 0, 0, 0, 0),
             MATRIX,
-            struct.pack(">24xI", 2),
+            struct.pack(">II", 1920 << 16, 1080 << 16),
+            flags=0xF,
         ),
+        *more,
         atom(
-            b"trak",
-            full(
-                b"tkhd",
-                struct.pack(">IIIIIQHHHH", 0, 0, 1, 0, count, 0, 0, 0, 0, 0),
-                MATRIX,
-                struct.pack(">II", 1920 << 16, 1080 << 16),
-                flags=0xF,
-            ),
+            b"mdia",
+            atom(b"mdhd", media_header),
+            full(b"hdlr", b"mhlrvide", bytes(12), b"\x0cVideoHandler"),
             atom(
-                b"mdia",
-                atom(b"mdhd", media_header),
-                full(b"hdlr", b"mhlrvide", bytes(12), b"\x0cVideoHandler"),
-                atom(
-                    b"minf",
-                    full(b"vmhd", struct.pack(">HHHH", 0, 0, 0, 0), flags=1),
-                    full(b"hdlr", b"dhlralis", bytes(12), b"\x0bDataHandler"),
-                    atom(b"dinf", full(b"dref", struct.pack(">I", 1), full(b"alis", flags=1))),
-                    sample_table(sizes, media_start, wide),
-                ),
+                b"minf",
+                full(b"vmhd", struct.pack(">HHHH", 0, 0, 0, 0), flags=1),
+                full(b"hdlr", b"dhlralis", bytes(12), b"\x0bDataHandler"),
+                atom(b"dinf", full(b"dref", struct.pack(">I", 1), full(b"alis", flags=1))),
+                sample_table(sizes, media_start, wide),
             ),
         ),
     )
+
+
+def header(tracks, duration, *more):
+    return atom(
+        b"moov",
+        full(
+            b"mvhd",
+            struct.pack(">IIIIIH10x", 0, 0, 30, duration, 0x10000, 0x100),
+            MATRIX,
+            struct.pack(">24xI", len(tracks) + 1),
+        ),
+        *tracks,
+        *more,
+    )
+
+
+FILE_TYPE = atom(b"ftyp", b"qt  ", struct.pack(">I", 0x20050300), b"qt  ")
+
+
+def write_many(path, kind, count):
+    """A short movie with a great number of one thing; its header stands last."""
+    media = bytes(8)
+    start = len(FILE_TYPE) + 8
+    tracks = [track(1, [len(media)], start, False)]
+    gaps, more = b"", []
+    if kind == "tracks":
+        tracks = [
+            track(
+                number,
+                [len(media)],
+                start,
+                False,
+                atom(b"tref", atom(b"sync", struct.pack(">I", number % count + 1))),
+                atom(b"udta", atom(b"name", f"Track {number}".encode())),
+            )
+            for number in range(1, count + 1)
+        ]
+    elif kind == "free":
+        gaps = atom(b"free", bytes(8)) * count
+    elif kind == "items":
+        more = [atom(b"udta", atom(b"\xa9cmt", struct.pack(">HH", 4, 0), b"text") * count)]
+    else:
+        keys = b"".join(atom(b"mdta", f"org.example.key{number}".encode()) for number in range(count))
+        items = b"".join(
+            struct.pack(">II", 8 + 20, number) + atom(b"data", struct.pack(">II", 1, 0), b"text") for number in range(1, count + 1)
+        )
+        handler = full(b"hdlr", bytes(4), b"mdta", bytes(13))
+        more = [atom(b"meta", handler, full(b"keys", struct.pack(">I", count), keys), atom(b"ilst", items))]
+    path.write_bytes(FILE_TYPE + atom(b"mdat", media) + gaps + header(tracks, 1, *more))
+    return path
 
 
 def write_sparse(path, count, total, header_first, wide):
     """A movie of `count` samples, `total` bytes of media in all, a hole; chunk offsets of 64 or 32 bits."""
     sizes = sample_sizes(count, total)
     total = sum(sizes)
-    file_type = atom(b"ftyp", b"qt  ", struct.pack(">I", 0x20050300), b"qt  ")
     media_header = struct.pack(">I4sQ", 1, b"mdat", total + 16)
+
+    def movie(start):
+        return header([track(1, sizes, start, wide)], count)
+
     with open(path, "wb") as out:
-        out.write(file_type)
+        out.write(FILE_TYPE)
         if header_first:
-            size = len(header(sizes, 0, wide))  # does not depend on where the media start
-            out.write(header(sizes, len(file_type) + size + len(media_header), wide))
+            size = len(movie(0))  # does not depend on where the media start
+            out.write(movie(len(FILE_TYPE) + size + len(media_header)))
             out.write(media_header)
             out.truncate(out.tell() + total)
         else:
             out.write(media_header)
             start = out.tell()
             out.seek(total, os.SEEK_CUR)
-            out.write(header(sizes, start, wide))
+            out.write(movie(start))
     return path
 
 
@@ -167,6 +216,7 @@ def write_dense(path, size, header_first):
     return path
 
 
+MANY = ["tracks", "free", "items", "keys"]
 UNITS = {"": 1, "K": 10**3, "M": 10**6, "G": 10**9, "T": 10**12}
 
 
@@ -178,7 +228,7 @@ def byte_count(text):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=Path)
-    parser.add_argument("kind", choices=["samples", "media", "dense"])
+    parser.add_argument("kind", choices=["samples", "media", "dense", *MANY])
     parser.add_argument("amounts", nargs="+", metavar="AMOUNT")
     parser.add_argument("--header", choices=["first", "last"], default="last")
     options = parser.parse_args()
@@ -192,6 +242,8 @@ def main():
             write_sparse(path, count, count * MEAN_SAMPLE, first, count * MEAN_SAMPLE > 0xF0000000)
         elif options.kind == "media":
             write_sparse(path, GROWTH_SAMPLES, byte_count(amount), first, wide=True)
+        elif options.kind in MANY:
+            write_many(path, options.kind, int(float(amount)))
         else:
             write_dense(path, byte_count(amount), first)
         print(path)

@@ -38,4 +38,13 @@ if (($(du --block-size=1000000 "$folder/media-100G-last.mov" | cut -f1) > 10)); 
     echo "100 GB of media take space on the disk"
     failed=1
 fi
+python3 -B "$root/bench/make-movies.py" "$folder" tracks 50 >/dev/null
+python3 -B "$root/bench/make-movies.py" "$folder" free 50 >/dev/null
+python3 -B "$root/bench/make-movies.py" "$folder" items 50 >/dev/null
+python3 -B "$root/bench/make-movies.py" "$folder" keys 50 >/dev/null
+expect "50 tracks" "$(frames "$folder/tracks-50-last.mov" | sort | uniq -c | tr -s ' ')" " 50 0.033367,1"
+expect "50 free atoms" "$(frames "$folder/free-50-last.mov")" "0.033367,1"
+expect "50 items" "$(frames "$folder/items-50-last.mov")" "0.033367,1"
+keys=$(ffprobe -v error -of flat -show_entries format_tags "$folder/keys-50-last.mov" 2>&1 | grep -c 'example_key')
+expect "50 keys" "$keys" 50
 exit $failed
