@@ -78,10 +78,10 @@ namespace {
         return std::fabs(static_cast<double>(bytes) / seconds * kPerKilo * kPerKilo * kBits);
     }
 
-    std::string trackLines(const QTTrack& track, bool hasChapters)
+    /// Lengths are shown at so many frames a second, the movie's.
+    std::string trackLines(const QTTrack& track, bool hasChapters, double fps)
     {
         const auto header = track.header();
-        const auto& movie = track.movie();
         return fmt::format("Display Name: {}\n"
                            "Format: {}\n"
                            "Track ID: {}\n"
@@ -94,7 +94,7 @@ namespace {
             KWInfoController::displayName(track), KWInfoController::formatSummary(track),
             static_cast<std::int32_t>(track.trackID()), headerTimeText(header.creationTime),
             headerTimeText(header.modificationTime), yesNo(track.isEnabled()), yesNo(hasChapters),
-            KWQuickTime::formattedQTTime(track.range().duration, movie), KWQuickTime::fpsFromQTTrack(track));
+            KWQuickTime::formattedQTTime(track.range().duration, fps), KWQuickTime::fpsFromQTTrack(track));
     }
 
     std::string fileNameOf(const std::string& path)
@@ -136,17 +136,18 @@ std::string KWInfoController::infoForMovie(const QTMovie& movie)
             if (kind == "chap"_cc)
                 chapterTracks.insert(chapterTracks.end(), ids.begin(), ids.end());
     std::sort(chapterTracks.begin(), chapterTracks.end());
+    const auto fps = KWQuickTime::fpsForMovie(movie);
     int number = 0;
     for (const auto& track : movie.tracks())
         report += fmt::format("\n\nTrack {}:\n", ++number)
             + trackLines(
-                track, std::binary_search(chapterTracks.begin(), chapterTracks.end(), track.trackID()));
+                track, std::binary_search(chapterTracks.begin(), chapterTracks.end(), track.trackID()), fps);
     return report;
 }
 
 std::string KWInfoController::infoForTrack(const QTTrack& track)
 {
-    return trackLines(track, isChapterTrack(track));
+    return trackLines(track, isChapterTrack(track), KWQuickTime::fpsForMovie(track.movie()));
 }
 
 std::string KWInfoController::infoForMovies(std::span<const QTMovie> movies)

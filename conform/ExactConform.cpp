@@ -2,6 +2,7 @@
 
 #include "conform/KWConformController.h"
 #include "conform/SoundRate.h"
+#include "movie/ChapterList.h"
 #include "movie/atoms/ByteReader.h"
 #include "support/KWLog.h"
 #include "timecode/KWTimecodeController.h"
@@ -344,6 +345,7 @@ namespace {
                     ? time
                     : static_cast<std::uint64_t>(scale->factor.rounded(static_cast<std::int64_t>(time)));
             };
+            const auto former = m_movie.duration();
             for (const auto& track : m_movie.tracks())
                 RW_CHECK(trackTimes(track, scaled));
             auto header = m_movie.movieHeader();
@@ -357,7 +359,7 @@ namespace {
             header.preview = preview.toBytes();
             m_movie.editHeader().setLeaf("mvhd"_cc, header.write());
             m_movie.gotoBeginning();
-            return {};
+            return chapterList::stretchList(m_movie, former);
         }
 
         template <class Scaled> Result<void> trackTimes(const QTTrack& track, const Scaled& scaled)

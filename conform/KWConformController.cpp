@@ -1,6 +1,7 @@
 #include "conform/KWConformController.h"
 
 #include "conform/SoundRate.h"
+#include "movie/ChapterList.h"
 #include "movie/saving/MovieSaver.h"
 #include "support/KWLog.h"
 #include "support/Preferences.h"
@@ -170,6 +171,7 @@ Result<KWConformController::Forecast> KWConformController::forecast(
     {
         const EditableScope scope {result.movie};
         RW_CHECK(result.plan.applyTo(result.movie.editHeader(), preview->header()));
+        RW_CHECK(chapterList::stretchList(result.movie, movie.duration()));
     }
     if (const auto fps = KWQuickTime::fpsForMovie(result.movie); isOtherRate(fps, result.plan.rates.to))
         result.warnings.push_back(fmt::format(

@@ -187,18 +187,12 @@ namespace {
 
     Result<void> removeSelected(const TrackSelector& tracks, QTMovie& movie)
     {
-        // By ID: a view does not outlive a removal.
         RW_TRY(const auto selected, tracks.select(movie));
         const EditableScope editable {movie};
-        std::vector<std::uint64_t> atoms;
-        for (const auto& track : selected)
-            atoms.push_back(track.atom().id);
-        for (const auto atom : atoms)
-            if (auto done = movie.removeTrack(QTTrack {movie, atom}); !done) {
-                KWLog::appendLog("Error removing track: {}", done.error().status);
-                return done;
-            }
-        return {};
+        auto done = movie.removeTracks(selected);
+        if (!done)
+            KWLog::appendLog("Error removing track: {}", done.error().status);
+        return done;
     }
 
     Result<Edit> removal(std::string_view value)
@@ -233,6 +227,7 @@ Result<void> forSelected(
 {
     RW_TRY(const auto selected, tracks.select(movie));
     const EditableScope editable {movie};
+    const DurationScope duration {movie};
     for (const auto& each : selected)
         RW_CHECK(change(each));
     return {};

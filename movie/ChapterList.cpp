@@ -8,8 +8,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <numeric>
 #include <optional>
+#include <set>
 
 namespace reelwright::chapterList {
 namespace {
@@ -30,11 +32,12 @@ namespace {
     std::vector<std::uint32_t> referredIDs(const QTMovie& movie)
     {
         std::vector<std::uint32_t> ids;
+        std::set<std::uint32_t> known;
         for (const auto& track : movie.tracks()) {
             const auto references = track.references();
             if (const auto found = references.find(kReference); found != references.end())
                 for (const auto id : found->second)
-                    if (std::find(ids.begin(), ids.end(), id) == ids.end())
+                    if (known.insert(id).second)
                         ids.push_back(id);
         }
         return ids;
@@ -192,11 +195,14 @@ bool isChapterTrack(const QTTrack& track)
 std::vector<QTTrack> tracks(const QTMovie& movie)
 {
     const auto all = movie.tracks();
+    std::multimap<std::uint32_t, const QTTrack*> texts;
+    for (const auto& track : all)
+        if (textMedia::isTextTrack(track))
+            texts.emplace(track.trackID(), &track);
     std::vector<QTTrack> found;
-    for (const auto id : referredIDs(movie))
-        for (const auto& track : all)
-            if (track.trackID() == id && textMedia::isTextTrack(track))
-                found.push_back(track);
+    for (const auto id : texts.empty() ? std::vector<std::uint32_t> {} : referredIDs(movie))
+        for (auto [text, end] = texts.equal_range(id); text != end; ++text)
+            found.push_back(*text->second);
     if (found.empty() && all.size() == 1 && isChapterTrack(all.front()))
         found.push_back(all.front());
     return found;
@@ -238,6 +244,23 @@ Result<std::vector<Chapter>> read(const QTMovie& movie)
     return std::vector<Chapter> {};
 }
 
+Result<void> stretchList(QTMovie& movie, const QTTime& former)
+{
+    __extension__ using Wide = __int128;
+    const auto list = movie.userDataItem(kList);
+    const auto present = movie.duration();
+    if (!list || former.value <= 0 || former.scale <= 0 || present.scale <= 0 || former == present)
+        return {};
+    auto chapters = readList(*list);
+    for (auto& [name, start] : chapters) {
+        constexpr Wide kMost = Wide {1} << 90; // room for the next product
+        const Wide moved = std::min(static_cast<Wide>(start.value) * present.value / present.scale, kMost);
+        start.value = static_cast<std::int64_t>(
+            std::clamp<Wide>((moved * former.scale + former.value / 2) / former.value, 0, INT64_MAX));
+    }
+    return movie.setUserDataItem(kList, writeList(*list, chapters));
+}
+
 void readAhead(const QTMovie& movie)
 {
     static_cast<void>(read(movie));
@@ -263,12 +286,7 @@ Result<void> replace(QTMovie& movie, const std::vector<Chapter>& chapters)
             return movie.setUserDataItem(kList, writeList(*list, chapters));
         return {};
     }
-    // By identity: a view does not outlive a removal.
-    std::vector<std::uint64_t> atoms;
-    for (const auto& track : tracks(movie))
-        atoms.push_back(track.atom().id);
-    for (const auto atom : atoms)
-        RW_CHECK(movie.removeTrack(QTTrack {movie, atom}));
+    RW_CHECK(movie.removeTracks(tracks(movie)));
     if (list)
         RW_CHECK(movie.removeUserDataItem(kList));
     return {};

@@ -33,6 +33,9 @@ namespace chapterList {
     /// Reads what `read` needs, so that it waits for no disk when it is asked.
     void readAhead(const QTMovie& movie);
 
+    /// The same for a movie that plays slower or faster than it did, when it was `former` long: a `chpl` list
+    /// counts in time of its own, and would stay behind. Errors: Refused when the movie is not editable.
+    Result<void> stretchList(QTMovie& movie, const QTTime& former);
     /// Replaces all chapters, which are in the order of their starts. The chapter track that `read` goes by
     /// gets new samples and keeps everything else; a movie without one gets a disabled text track, which the
     /// first video track, or else the first track, refers to. A `chpl` list that is there is kept in step,

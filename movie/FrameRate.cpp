@@ -69,17 +69,17 @@ std::optional<FrameRate> FrameRate::average(const QTMedia& media)
 
 std::optional<FrameRate> FrameRate::averageOfPicture(const QTMovie& movie)
 {
-    const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
-    return video.empty() ? std::nullopt : average(video.front().media());
+    const auto video = movie.firstTrackOfMediaType(QTMediaTypeVideo);
+    return video ? average(video->media()) : std::nullopt;
 }
 
 FrameRate FrameRate::forTimecode(const QTMovie& movie)
 {
-    const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
-    const auto mean = video.empty() ? std::nullopt : average(video.front().media());
+    const auto video = movie.firstTrackOfMediaType(QTMediaTypeVideo);
+    const auto mean = video ? average(video->media()) : std::nullopt;
     if (!mean)
         return {30, 1};
-    const auto media = video.front().media();
+    const auto media = video->media();
     const auto length = commonFrameLength(media.sampleTable());
     const auto rate = length != 0 ? FrameRate {media.timeScale(), length} : *mean;
     const auto rest = rate.num % rate.den;

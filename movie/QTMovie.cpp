@@ -4,14 +4,12 @@
 #include "movie/QTTrack.h"
 #include "movie/TrackBuilder.h"
 #include "movie/atoms/ByteReader.h"
-#include "movie/atoms/HeaderOutline.h"
 #include "movie/atoms/UserData.h"
 #include "movie/files/Fragments.h"
-#include "movie/files/HeaderReader.h"
+#include "movie/files/HeaderChoice.h"
 #include "movie/files/Importer.h"
 #include "movie/files/MediaSources.h"
-
-#include <fmt/format.h>
+#include "movie/files/TrackDamage.h"
 
 #include <algorithm>
 #include <numeric>
@@ -19,100 +17,6 @@
 
 namespace reelwright {
 namespace {
-
-    MovieError noHeaderError(const MovieFile& file)
-    {
-        const auto& layout = file.layout;
-        const auto error = [&](MovieError::Code code, const char* why, std::uint64_t offset) {
-            return MovieError {code, offset, file.path, why, defaultStatus(code)};
-        };
-        if (layout.fileSize == 0)
-            return error(MovieError::Code::Truncated, "the file is empty", 0);
-        for (const auto& atom : layout.atoms)
-            if (atom.type == "moov"_cc) // only the last one, cut short, can have been passed over
-                return error(MovieError::Code::Truncated,
-                    "the movie header (moov) is cut short: the file ends inside it; copy the file again from "
-                    "its source",
-                    atom.offset);
-        const auto end = layout.end == layout.fileSize ? 0 : layout.end;
-        const bool movieLike
-            = std::any_of(layout.atoms.begin(), layout.atoms.end(), [](const TopLevelAtom& atom) {
-                  return atom.type == "mdat"_cc || atom.type == "ftyp"_cc || atom.type == "wide"_cc;
-              });
-        return movieLike
-            ? error(MovieError::Code::Truncated,
-                "the file has no movie header (moov): its recording or copy was not finished", end)
-            : error(MovieError::Code::Unsupported,
-                "the file is neither a movie nor a sound or DV file that can be opened as one", end);
-    }
-
-    void noteOtherHeaders(const MovieFile& file, std::vector<MovieWarning>& warnings)
-    {
-        const auto isHeader = [](const TopLevelAtom& atom) { return atom.type == "moov"_cc; };
-        const auto others = std::ranges::count_if(file.layout.atoms, isHeader) - 1;
-        if (others > 0)
-            warnings.push_back({file.headerAtom()->offset, "moov",
-                fmt::format("the file has {} more movie header{}; this is the one that is shown and edited",
-                    others, others == 1 ? "" : "s")});
-    }
-
-    /// Finds the header that the file means among its `moov` atoms: the first that is whole, can be read and
-    /// has a track; else the first that can be read.
-    Result<Atom> chooseHeader(MovieFile& file, HeaderReading reading, std::vector<MovieWarning>& warnings)
-    {
-        std::optional<MovieError> firstError;
-        struct Found
-        {
-            Atom header;
-            Bytes bytes;
-            std::size_t index;
-            std::vector<MovieWarning> warnings;
-        };
-        std::optional<Found> found;
-        for (std::size_t i = 0; i < file.layout.atoms.size(); ++i) {
-            const auto& atom = file.layout.atoms[i];
-            const bool whole = atom.end() <= file.layout.end;
-            if (atom.type != "moov"_cc || !whole)
-                continue;
-            if (atom.size > MovieFile::kMaxHeaderSize)
-                return failure(MovieError::Code::Unsupported, file.path,
-                    fmt::format("the movie header claims {} bytes; headers of more than {} are not opened",
-                        atom.size, MovieFile::kMaxHeaderSize),
-                    atom.offset);
-            HeaderOutline read;
-            if (reading == HeaderReading::Outline) {
-                RW_TRY(read, HeaderOutline::read(*file.file, atom));
-            } else {
-                RW_TRY(read.bytes, readExactly(*file.file, atom.offset, atom.size, file.path));
-            }
-            std::vector<MovieWarning> own;
-            auto header = parseMovieHeader(read.bytes, atom.offset, own);
-            if (!header) {
-                if (!firstError)
-                    firstError = std::move(header).error();
-                continue;
-            }
-            const bool hasTracks = header->find("trak"_cc) != nullptr;
-            if (found && !hasTracks)
-                continue;
-            read.markCut(*header);
-            found = Found {std::move(*header), std::move(read.bytes), i, std::move(own)};
-            if (hasTracks)
-                break;
-        }
-        if (found) {
-            warnings.insert(warnings.end(), found->warnings.begin(), found->warnings.end());
-            file.headerIndex = found->index;
-            if (reading == HeaderReading::Whole)
-                file.header = std::move(found->bytes);
-            noteOtherHeaders(file, warnings);
-            return std::move(found->header);
-        }
-        auto error = firstError ? std::move(*firstError) : noHeaderError(file);
-        if (firstError)
-            error.where = file.path + ": " + error.where;
-        return tl::unexpected<MovieError>(std::move(error));
-    }
 
     Result<FourCC> readMajorBrand(const MovieFile& file)
     {
@@ -131,32 +35,6 @@ namespace {
         MovieHeader header;
         header.nextTrackID = 1;
         return header.write();
-    }
-
-    /// Damage in the tracks that edits and saves live with, but that a user should know of.
-    void noteTrackDamage(const QTMovie& movie, std::vector<MovieWarning>& warnings)
-    {
-        std::set<std::uint32_t> seen;
-        for (const auto& track : movie.tracks()) {
-            const auto id = track.trackID();
-            const auto where = fmt::format("track {}", id);
-            const auto offset = track.atom().sourceOffset;
-            if (!seen.insert(id).second)
-                warnings.push_back({offset, where, "another track has the same ID"});
-            if (const auto list = track.editList(); !list)
-                warnings.push_back({list.error().offset, list.error().where, list.error().detail});
-            const auto media = track.media();
-            if (!media.isValid()) {
-                warnings.push_back({offset, where, "the track has no media"});
-                continue;
-            }
-            if (media.timeScale() == 0)
-                warnings.push_back({offset, where, "the media's time scale is 0"});
-            if (const auto* stbl = media.atom()->find({"minf"_cc, "stbl"_cc}))
-                SampleTable::parse(*stbl, &warnings);
-            else
-                warnings.push_back({offset, where, "the media has no sample tables"});
-        }
     }
 
 } // namespace
@@ -287,9 +165,13 @@ std::optional<std::chrono::sys_seconds> QTMovie::creationTime() const
 QTTime QTMovie::duration() const
 {
     const auto header = movieHeader();
-    if (header.duration <= INT64_MAX)
+    if (header.duration <= INT64_MAX && !m_isDurationStale)
         return {static_cast<std::int64_t>(header.duration), timeScale()};
-    // Unknown in the header: the longest track says.
+    return longestTrack(); // unknown in the header
+}
+
+QTTime QTMovie::longestTrack() const
+{
     QTTime longest {0, timeScale()};
     for (const auto& track : tracks()) {
         const auto range = track.range();
@@ -338,6 +220,15 @@ std::vector<QTTrack> QTMovie::tracksOfMediaType(FourCC mediaType) const
     return result;
 }
 
+std::optional<QTTrack> QTMovie::firstTrackOfMediaType(FourCC mediaType) const
+{
+    for (std::size_t i = 0; i < m_header->children.size(); ++i)
+        if (const auto& child = m_header->children[i]; child->type == "trak"_cc)
+            if (QTTrack track {*this, child->id, i}; track.mediaType() == mediaType)
+                return track;
+    return std::nullopt;
+}
+
 Result<void> QTMovie::checkEditable() const
 {
     if (!m_editable)
@@ -376,16 +267,26 @@ Result<QTTrack> QTMovie::addTrack(Atom trak)
 
 Result<void> QTMovie::removeTrack(const QTTrack& track)
 {
+    return removeTracks({&track, 1});
+}
+
+Result<void> QTMovie::removeTracks(std::span<const QTTrack> tracks)
+{
     RW_CHECK(checkEditable());
-    const auto removedID = track.trackID();
-    const auto identity = track.atom().id;
-    std::erase_if(m_header.edit().children, [&](const auto& child) { return child->id == identity; });
-    const auto left = tracks();
+    std::set<std::uint32_t> removed;
+    std::set<std::uint64_t> identities;
+    for (const auto& track : tracks) {
+        removed.insert(track.trackID());
+        identities.insert(track.atom().id);
+    }
+    std::erase_if(
+        m_header.edit().children, [&](const auto& child) { return identities.contains(child->id); });
+    const auto left = this->tracks();
     // Of two tracks with one ID the other one is what references mean now.
-    if (std::none_of(
-            left.begin(), left.end(), [&](const QTTrack& other) { return other.trackID() == removedID; }))
-        for (const auto& other : left)
-            RW_CHECK(other.removeReferencesTo(removedID));
+    for (const auto& other : left)
+        removed.erase(other.trackID());
+    for (const auto& other : left)
+        RW_CHECK(other.removeReferencesTo(removed));
     updateDuration();
     return {};
 }
@@ -496,13 +397,11 @@ Result<void> QTMovie::removeApertureModeDimensions()
 
 void QTMovie::updateDuration()
 {
-    QTTime longest {0, timeScale()};
-    for (const auto& track : tracks()) {
-        const auto range = track.range();
-        longest = std::max(longest, range.time + range.duration);
-    }
+    m_isDurationStale = m_holdsDuration;
+    if (m_holdsDuration)
+        return;
     auto header = movieHeader();
-    const auto duration = static_cast<std::uint64_t>(std::max<std::int64_t>(longest.value, 0));
+    const auto duration = static_cast<std::uint64_t>(std::max<std::int64_t>(longestTrack().value, 0));
     if (header.duration == duration)
         return;
     header.duration = duration;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -101,11 +102,15 @@ public:
     /// In the order of the header.
     [[nodiscard]] std::vector<QTTrack> tracks() const;
     [[nodiscard]] std::vector<QTTrack> tracksOfMediaType(FourCC mediaType) const;
+    /// The first of them, without a look at those behind it.
+    [[nodiscard]] std::optional<QTTrack> firstTrackOfMediaType(FourCC mediaType) const;
 
     /// Puts a new track (a `trak` atom, see TrackBuilder.h) behind the others and gives it an ID of its own.
     Result<QTTrack> addTrack(Atom trak);
     /// Removes the track and other tracks' references to it. The views of it are not valid any more.
     Result<void> removeTrack(const QTTrack& track);
+    /// The same for many, in one pass.
+    Result<void> removeTracks(std::span<const QTTrack> tracks);
 
     /// Multiplies the time scale so that it becomes a multiple of `unit`, and all movie times with it,
     /// exactly: the movie's and the tracks' durations and edit lengths. Answers false, and changes nothing,
@@ -128,7 +133,8 @@ public:
     [[nodiscard]] FourCC apertureMode() const { return m_apertureMode; }
     void setApertureMode(FourCC mode) { m_apertureMode = mode; }
 
-    /// Recomputes the movie's duration from its tracks; called by every edit of a track's time.
+    /// Recomputes the movie's duration from its tracks; called by every edit of a track's time. While a
+    /// DurationScope is there, that is left to its end, and `duration` asks the tracks.
     void updateDuration();
 
     /// The files that hold the media.
@@ -139,6 +145,7 @@ private:
     friend class SavePreview;
     friend class FileAccount;
     friend struct MediaOffsets;
+    friend class DurationScope;
 
     /// A header as it lay in a file, and where.
     struct HeaderPlace
@@ -148,6 +155,7 @@ private:
     };
 
     [[nodiscard]] Result<void> checkEditable() const;
+    [[nodiscard]] QTTime longestTrack() const;
 
     std::shared_ptr<const MovieFile> m_file;
     std::shared_ptr<const std::vector<MovieWarning>> m_warnings;
@@ -160,6 +168,34 @@ private:
     bool m_fragmented = false;
     bool m_outline = false;
     bool m_editable = false;
+    bool m_holdsDuration = false;
+    bool m_isDurationStale = false; ///< in the header
+};
+
+/// Lets a change of many tracks' times ask once how long the movie is, and not once a track: with thousands
+/// of tracks that would be millions of questions. The header has the duration when the outermost scope ends.
+/// Borrows the movie.
+class DurationScope
+{
+public:
+    explicit DurationScope(QTMovie& movie)
+        : m_movie(movie)
+        , m_wasHeld(movie.m_holdsDuration)
+    {
+        m_movie.m_holdsDuration = true;
+    }
+    DurationScope(const DurationScope&) = delete;
+    DurationScope& operator=(const DurationScope&) = delete;
+    ~DurationScope()
+    {
+        m_movie.m_holdsDuration = m_wasHeld;
+        if (m_movie.m_isDurationStale)
+            m_movie.updateDuration();
+    }
+
+private:
+    QTMovie& m_movie;
+    const bool m_wasHeld;
 };
 
 /// Makes a movie editable, and on every way out as it was before: scopes nest. Borrows the movie.

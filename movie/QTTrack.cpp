@@ -371,17 +371,18 @@ Result<void> QTTrack::addReference(FourCC kind, std::uint32_t trackID) const
     return {};
 }
 
-Result<void> QTTrack::removeReferencesTo(std::uint32_t trackID) const
+Result<void> QTTrack::removeReferencesTo(const std::set<std::uint32_t>& trackIDs) const
 {
+    const auto goes = [&](std::uint32_t id) { return trackIDs.contains(id); };
     for (const auto& [kind, ids] : references()) {
-        if (std::find(ids.begin(), ids.end(), trackID) == ids.end())
+        if (std::ranges::none_of(ids, goes))
             continue;
         auto* trak = editAtom();
         if (!trak)
             return failure(MovieError::Code::Refused, m_movie->fileName(), "the movie is not editable");
         ByteWriter out;
         for (const auto id : ids)
-            if (id != trackID)
+            if (!goes(id))
                 out.u32(id);
         auto& tref = *trak->edit("tref"_cc);
         if (out.size() != 0) {

@@ -5,6 +5,7 @@
 #include "movie/samples/SampleTable.h"
 
 #include <map>
+#include <set>
 
 namespace reelwright {
 
@@ -90,7 +91,7 @@ public:
     /// Adds a reference to another track; nothing happens when there is one of that kind already.
     Result<void> addReference(FourCC kind, std::uint32_t trackID) const;
     /// Removes all references to a track; kinds and lists that become empty go too.
-    Result<void> removeReferencesTo(std::uint32_t trackID) const;
+    Result<void> removeReferencesTo(const std::set<std::uint32_t>& trackIDs) const;
 
     /// Same view of the same movie.
     bool operator==(const QTTrack& other) const { return m_movie == other.m_movie && m_id == other.m_id; }

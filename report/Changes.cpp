@@ -11,21 +11,22 @@
 namespace reelwright {
 namespace {
 
-    /// The movie with its tracks as members named by their IDs, without its chapters.
-    Json comparable(const MovieFacts& facts)
+    /// Tracks by their IDs, in order; damaged files give one ID twice.
+    struct NamedTrack
     {
-        auto json = movieJson(facts);
-        json.erase("chapters");
-        auto tracks = Json::object();
-        for (auto& track : json["tracks"]) {
-            const auto id = toText(track["id"], JsonStyle::OneLine);
-            auto name = id;
-            for (int copy = 2; tracks.contains(name); ++copy) // damaged files give one ID twice
-                name = fmt::format("{}({})", id, copy);
-            tracks[name] = track;
+        std::string name;
+        const TrackFacts* facts = nullptr;
+    };
+    std::vector<NamedTrack> namedTracks(const MovieFacts& facts)
+    {
+        std::vector<NamedTrack> tracks;
+        std::map<std::uint32_t, int> counts;
+        for (const auto& track : facts.tracks) {
+            const int count = ++counts[track.id];
+            tracks.push_back(
+                {count == 1 ? std::to_string(track.id) : fmt::format("{}({})", track.id, count), &track});
         }
-        json["tracks"] = std::move(tracks);
-        return json;
+        return tracks;
     }
 
     /// A text that fits a line or two; the whole of it is in the JSON form.
@@ -111,13 +112,35 @@ namespace {
                 compare(Json {}, value, below(name), changes);
     }
 
+    void compareTracks(const MovieFacts& before, const MovieFacts& after, std::vector<Change>& changes)
+    {
+        const auto old = namedTracks(before);
+        const auto now = namedTracks(after);
+        std::map<std::string_view, const TrackFacts*> known;
+        for (const auto& [name, facts] : now)
+            known.emplace(name, facts);
+        for (const auto& [name, facts] : old) {
+            const auto other = known.find(name);
+            const auto path = "tracks/" + name;
+            if (other == known.end()) {
+                compare(trackJson(*facts), Json {}, path, changes);
+                continue;
+            }
+            compare(trackJson(*facts), trackJson(*other->second), path, changes);
+            known.erase(other);
+        }
+        for (const auto& [name, facts] : now) // those that are left are new
+            if (known.contains(name))
+                compare(Json {}, trackJson(*facts), "tracks/" + name, changes);
+    }
+
     /// Chapters by their starts; of several at one time, in their order.
     std::map<std::pair<QTTime, int>, const ChapterFact*> byStart(const std::vector<ChapterFact>& chapters)
     {
         std::map<std::pair<QTTime, int>, const ChapterFact*> ordered;
+        std::map<QTTime, int> counts;
         for (const auto& chapter : chapters)
-            for (int copy = 0; !ordered.try_emplace({chapter.start.time, copy}, &chapter).second;)
-                ++copy;
+            ordered.emplace(std::pair {chapter.start.time, counts[chapter.start.time]++}, &chapter);
         return ordered;
     }
 
@@ -148,7 +171,8 @@ namespace {
 std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& after)
 {
     std::vector<Change> changes;
-    compare(comparable(before), comparable(after), {}, changes);
+    compare(ownJson(before), ownJson(after), {}, changes);
+    compareTracks(before, after, changes);
     compareChapters(before, after, changes);
     compareMetadata(before.metadata, after.metadata, "metadata/", changes);
     std::map<std::uint32_t, const TrackFacts*> tracks;

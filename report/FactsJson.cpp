@@ -143,9 +143,9 @@ Json trackJson(const TrackFacts& facts)
     return json;
 }
 
-Json movieJson(const MovieFacts& facts)
+Json ownJson(const MovieFacts& facts)
 {
-    Json json {
+    return {
         {"timeScale", facts.duration.time.scale},
         {"duration", timeJson(facts.duration)},
         {"frameRate", number(facts.frameRate)},
@@ -158,6 +158,11 @@ Json movieJson(const MovieFacts& facts)
                 {"apertureMode", textOrNull(apertureModeName(facts.apertureMode))}}},
         {"startTimecode", textOrNull(facts.startTimecode)},
     };
+}
+
+Json movieJson(const MovieFacts& facts)
+{
+    auto json = ownJson(facts);
     auto chapters = Json::array();
     for (const auto& [name, start] : facts.chapters)
         chapters.push_back({{"name", name}, {"start", timeJson(start)}});

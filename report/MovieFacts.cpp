@@ -26,9 +26,10 @@ namespace {
         return code == "????"_cc ? FourCC {} : code;
     }
 
-    TimeFact timeFact(const QTTime& time, const QTMovie& movie)
+    /// Shown at so many frames a second, the movie's.
+    TimeFact timeFact(const QTTime& time, double fps)
     {
-        return {time, KWQuickTime::formattedQTTime(time, movie)};
+        return {time, KWQuickTime::formattedQTTime(time, fps)};
     }
 
     std::optional<PixelSize> apertureSize(const Atom& tapt, FourCC type)
@@ -102,7 +103,7 @@ namespace {
         return sound ? sound->sampleRate : 0;
     }
 
-    TrackFacts trackFacts(const PlacedTrack& placed, const QTMovie& movie)
+    TrackFacts trackFacts(const PlacedTrack& placed, double fps)
     {
         const auto& track = placed.track;
         const auto media = track.media();
@@ -116,8 +117,8 @@ namespace {
         facts.mediaType = track.mediaType();
         facts.name = track.name();
         facts.enabled = track.isEnabled();
-        facts.in = timeFact(range.time, movie);
-        facts.duration = timeFact(range.duration, movie);
+        facts.in = timeFact(range.time, fps);
+        facts.duration = timeFact(range.duration, fps);
         facts.mediaTimeScale = media.timeScale();
         facts.mediaDuration = media.duration().value;
         facts.sampleCount = media.sampleCount();
@@ -191,9 +192,9 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.needsFlattening = hasMediaElsewhere(movie);
     facts.fragmented = movie.isFragmented();
     const auto duration = movie.duration();
-    facts.duration = timeFact(duration, movie);
-    facts.durationInFrames = KWQuickTime::frameCountForQTTime(duration, movie);
     facts.frameRate = KWQuickTime::fpsForMovie(movie);
+    facts.duration = timeFact(duration, facts.frameRate);
+    facts.durationInFrames = KWQuickTime::frameCountForQTTime(duration, movie);
     KWQuickTime::getTimingInfoForMovie(movie, &facts.timebase, &facts.ntsc, &facts.dropFrame);
     facts.naturalSize = movie.naturalSize();
     facts.autoPlay = KWQuickTimeEditing::autoPlay(movie);
@@ -205,7 +206,7 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
     facts.metadata = MetadataFact::of(QTMetaData::ofMovie(movie));
     for (const auto& placed : placedTracks(movie))
-        facts.tracks.push_back(trackFacts(placed, movie));
+        facts.tracks.push_back(trackFacts(placed, facts.frameRate));
     // The number of the first frame must not pass for what a track says that cannot be read.
     if (const auto tracks = movie.tracksOfMediaType(QTMediaTypeTimeCode);
         !tracks.empty() && !timecodeMedia::atMediaTime(tracks.front(), 0))

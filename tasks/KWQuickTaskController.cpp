@@ -31,11 +31,10 @@ namespace {
     Result<std::size_t> removeTracks(std::span<const QTTrack> tracks, QTMovie& movie)
     {
         const EditableScope scope {movie};
-        for (const auto& track : tracks)
-            if (auto removed = movie.removeTrack(track); !removed) {
-                KWLog::appendLog("Error removing track: {}", removed.error().status);
-                return tl::unexpected<MovieError>(std::move(removed).error());
-            }
+        if (auto removed = movie.removeTracks(tracks); !removed) {
+            KWLog::appendLog("Error removing track: {}", removed.error().status);
+            return tl::unexpected<MovieError>(std::move(removed).error());
+        }
         return tracks.size();
     }
 

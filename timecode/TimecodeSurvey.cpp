@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <set>
 
 namespace reelwright {
 namespace {
@@ -31,16 +32,24 @@ namespace {
             : fmt::format("{:.5g} fps", rate.perSecond());
     }
 
-    bool isReferredTo(const QTMovie& movie, std::uint32_t id)
+    /// What the timecode tracks of a movie, of which there may be thousands, are held against.
+    struct Surroundings
     {
-        const auto tracks = movie.tracks();
-        return std::any_of(tracks.begin(), tracks.end(), [&](const QTTrack& track) {
-            const auto references = track.references();
-            const auto kind = references.find(QTMediaTypeTimeCode);
-            return kind != references.end()
-                && std::find(kind->second.begin(), kind->second.end(), id) != kind->second.end();
-        });
-    }
+        std::set<std::uint32_t> referredTo; ///< timecode tracks that others refer to
+        std::optional<FrameRate> picture;
+        FrameRate meant;
+
+        static Surroundings of(const QTMovie& movie)
+        {
+            Surroundings result {{}, FrameRate::averageOfPicture(movie), FrameRate::forTimecode(movie)};
+            for (const auto& track : movie.tracks()) {
+                const auto references = track.references();
+                if (const auto kind = references.find(QTMediaTypeTimeCode); kind != references.end())
+                    result.referredTo.insert(kind->second.begin(), kind->second.end());
+            }
+            return result;
+        }
+    };
 
     /// What the samples say one after the other.
     void lookThrough(
@@ -80,14 +89,14 @@ namespace {
         }
     }
 
-    TimecodePlace placeOf(const QTTrack& track, const QTMovie& movie)
+    TimecodePlace placeOf(const QTTrack& track, const Surroundings& around)
     {
         TimecodePlace place;
         place.trackID = track.trackID();
         place.source = fmt::format("Timecode track {}", track.trackID());
         if (!track.isEnabled())
             place.remarks.emplace_back("it is disabled");
-        if (!isReferredTo(movie, track.trackID()))
+        if (!around.referredTo.contains(track.trackID()))
             place.remarks.emplace_back(
                 "no track refers to it, and other programs may not find it (--relink-timecode mends that)");
         if (const auto count = track.media().sampleDescriptionCount(); count > 1)
@@ -102,13 +111,10 @@ namespace {
         place.source += ", " + rateName(rate);
         place.start = reading->text;
         place.reel = reading->description.reel;
-        if (const auto picture = FrameRate::averageOfPicture(movie)) {
-            const auto meant = FrameRate::forTimecode(movie);
-            constexpr double kNear = 0.0005; // half of what is between 30 and 29.97
-            if (std::abs(rate.perSecond() / meant.perSecond() - 1) > kNear)
-                place.remarks.push_back(
-                    fmt::format("it counts at {}, the picture has {}", rateName(rate), rateName(*picture)));
-        }
+        constexpr double kNear = 0.0005; // half of what is between 30 and 29.97
+        if (around.picture && std::abs(rate.perSecond() / around.meant.perSecond() - 1) > kNear)
+            place.remarks.push_back(fmt::format(
+                "it counts at {}, the picture has {}", rateName(rate), rateName(*around.picture)));
         if ((definition.flags & TimecodeDefinition::kDropFrame) != 0 && !rate.hasDropFrame())
             place.remarks.push_back(
                 fmt::format("it says drop frame, which does not exist at {}", rateName(rate)));
@@ -348,14 +354,15 @@ TimecodeSurvey TimecodeSurvey::of(const QTMovie& movie, Scope scope)
     TimecodeSurvey survey;
     auto& places = survey.places;
     TimecodeDefinition definition {0, 30, 1, 30};
+    const auto around = Surroundings::of(movie);
     for (const auto& track : movie.tracksOfMediaType(QTMediaTypeTimeCode)) {
-        places.push_back(placeOf(track, movie));
+        places.push_back(placeOf(track, around));
         if (places.size() == 1)
             if (const auto reading = timecodeMedia::atMediaTime(track, 0))
                 definition = reading->description.definition;
     }
     if (places.empty()) {
-        const auto rate = FrameRate::forTimecode(movie);
+        const auto rate = around.meant;
         definition = {0, static_cast<std::uint32_t>(std::min<std::int64_t>(rate.num, UINT32_MAX)),
             static_cast<std::uint32_t>(std::min<std::int64_t>(rate.den, UINT32_MAX)),
             static_cast<std::uint8_t>(std::min<std::int64_t>(rate.labels(), UINT8_MAX))};

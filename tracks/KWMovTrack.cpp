@@ -63,8 +63,8 @@ std::optional<KWMovTrack> KWMovTrack::firstTrackOfType(int typeCode, const QTMov
 {
     for (const auto& type : kTypes)
         if (type.code == typeCode && typeCode >= kVideo && typeCode <= kSprite)
-            if (const auto tracks = movie.tracksOfMediaType(type.mediaType); !tracks.empty())
-                return trackWithQTTrack(tracks.front());
+            if (const auto track = movie.firstTrackOfMediaType(type.mediaType))
+                return trackWithQTTrack(*track);
     return std::nullopt;
 }
 

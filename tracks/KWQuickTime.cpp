@@ -52,14 +52,12 @@ namespace {
 
     std::optional<QTTrack> firstVideoTrack(const QTMovie& movie)
     {
-        const auto tracks = movie.tracksOfMediaType(QTMediaTypeVideo);
-        return tracks.empty() ? std::nullopt : std::optional {tracks.front()};
+        return movie.firstTrackOfMediaType(QTMediaTypeVideo);
     }
 
     std::optional<QTTrack> firstTimecodeTrack(const QTMovie& movie)
     {
-        const auto tracks = movie.tracksOfMediaType(QTMediaTypeTimeCode);
-        return tracks.empty() ? std::nullopt : std::optional {tracks.front()};
+        return movie.firstTrackOfMediaType(QTMediaTypeTimeCode);
     }
 
     std::string twoDigits(std::int64_t number)
@@ -139,7 +137,8 @@ std::int32_t KWQuickTime::frameCountForTimeValue(
 
 std::int32_t KWQuickTime::frameCountForQTTime(const QTTime& time, const QTTrack& qtTrack)
 {
-    // The way through single precision changes the last digits of rates such as 29.97, and is meant to.
+    // The way through single precision changes the last digits of rates such as 29.97; whoever counts frames
+    // of a track goes it, so that all come to the same number.
     const double rate = static_cast<float>(fpsFromQTTrack(qtTrack));
     return frameCountForTimeValue(narrowed(time.value), time.scale, rate);
 }

@@ -3,6 +3,7 @@
 #include "movie/QTTrack.h"
 #include "movie/atoms/ByteReader.h"
 #include "movie/atoms/ByteWriter.h"
+#include "movie/atoms/UserData.h"
 #include "support/KWLog.h"
 
 namespace reelwright {
@@ -32,9 +33,8 @@ namespace {
     Result<void> removeSetting(QTMovie& movie, FourCC setting)
     {
         const EditableScope scope {movie};
-        // A second item of the type would step into the place of the first.
-        while (movie.userDataItem(setting))
-            RW_CHECK(movie.removeUserDataItem(setting));
+        // All of them: a second item of the type would step into the place of the first.
+        userData::removeItems(movie.editHeader(), setting);
         return {};
     }
 

@@ -45,7 +45,7 @@ std::vector<PlacedTrack> placedTracks(const QTMovie& movie)
     for (const auto& track : movie.tracks())
         result.push_back({track, KWMovTrack::trackWithQTTrack(track)});
     std::stable_sort(result.begin(), result.end(),
-        [](const auto& a, const auto& b) { return a.track.trackID() < b.track.trackID(); });
+        [](const auto& a, const auto& b) { return a.record.trackID() < b.record.trackID(); });
     std::map<const TrackKind*, std::size_t> counts;
     for (auto& placed : result) {
         placed.kind = kindOf(placed.record.trackType());

@@ -59,6 +59,21 @@ namespace userData {
             parent.remove("udta"_cc);
     }
 
+    void removeItems(Atom& parent, FourCC type)
+    {
+        const auto* present = parent.find("udta"_cc);
+        const auto isOne = [&](const Cow<Atom>& child) { return child->type == type; };
+        if (!present || std::ranges::none_of(present->children, isOne))
+            return;
+        const bool wasEmpty = present->sourceOffset != 0
+            && std::ranges::none_of(present->children,
+                [&](const Cow<Atom>& child) { return isOne(child) && child->sourceOffset != 0; });
+        auto& list = *parent.edit("udta"_cc);
+        std::erase_if(list.children, isOne);
+        if (list.children.empty() && list.tail.size() <= 4 && !wasEmpty)
+            parent.remove("udta"_cc);
+    }
+
     bool InternationalText::isUtf16() const
     {
         return !isMacintosh() && bytes.size() >= 2 && bytes[0] == std::byte {0xFE}

@@ -21,6 +21,9 @@ namespace userData {
     /// only had items that were added since stays. Nothing happens when there is none.
     void removeItem(Atom& parent, FourCC type, std::size_t index = 1);
 
+    /// Removes all items of that type, in the same way.
+    void removeItems(Atom& parent, FourCC type);
+
     /// One text of an international text item (types that begin with the copyright sign).
     struct InternationalText
     {

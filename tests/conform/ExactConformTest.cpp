@@ -1,5 +1,6 @@
 #include "conform/ExactConform.h"
 
+#include "movie/ChapterList.h"
 #include "tests/conform/ConformTest.h"
 #include "tracks/KWQuickTime.h"
 
@@ -87,6 +88,11 @@ namespace {
         text.mediaScale = 600;
         text.times = {{2, 600}};
         test::addTrack(movie, text);
+        {
+            const EditableScope scope {movie};
+            ASSERT_TRUE(movie.setUserDataItem("chpl"_cc,
+                ByteWriter {}.u32(1 << 24).u8(0).u32(1).u64(10'000'000).u8(1).text("a").toBytes()));
+        }
         const auto report = ExactConform::apply(movie, {{24000, 1001}});
         ASSERT_TRUE(report) << report.error().message();
         const auto tracks = movie.tracks();
@@ -102,6 +108,7 @@ namespace {
         const auto& chapters = tracks[2];
         EXPECT_EQ(chapters.media().timeScale(), 24000);
         EXPECT_EQ(chapters.media().sampleTable().firstDuration(), 25025U) << "a second of 25 frames";
+        EXPECT_EQ(chapterList::read(movie)->front().start.value, 10'427'083) << "in 100 ns, as 25025";
         const auto timecode = movie.tracksOfMediaType(QTMediaTypeTimeCode);
         ASSERT_EQ(timecode.size(), 1U);
         const auto definition = timecode[0].media().sampleDescription(1)->timecode()->definition;
