@@ -767,6 +767,7 @@ RULES = [
     ("layer", ".*", "exiftool", r"Track\d+:TrackLayer", (NUMBER, "3")),
     ("group", ".*", "atoms", TRACK + "/tkhd/layer to volume", part_set(20, "0002")),
     ("group", ".*", "mediainfo", SECTION + "/AlternateGroup", (r"None|\d+", "2")),
+    ("group", ".*", "mediainfo", SECTION + "/Default", ("None", "Yes")),  # it tells so of enabled tracks in groups
     ("language", ".*", "atoms", TRACK + "/mdia/mdhd/language", part_set(0, "1a41")),
     ("language", ".*", "ffprobe", STREAM + "/tags/language", (r"None|\w+", "fra")),
     ("language", ".*", "mediainfo", SECTION + "/Language", ("None|.*", "fr")),
@@ -778,8 +779,14 @@ RULES = [
     ("name", ".*", "atoms", TRACK + "/udta/besides", ("None", r"\|00000000")),
     ("name", ".*", "exiftool", r"Track(\d+):(Track\1)?Name", ("None|.*", "Interop")),
     ("name", ".*", "ffprobe", STREAM + "/tags/(name|title)", ("None|.*", "Interop")),
-    ("name", ".*", "mediainfo", SECTION + "/Title", ("None|.*", "Interop")),
-    # -- Metadata: one more keyed item
+    # mediainfo puts the name behind that of the handler.
+    ("name", ".*", "mediainfo", SECTION + "/Title", lambda change: change.new in ("Interop", f"{change.old} / Interop")),
+    # -- Metadata: one more keyed item, or the title where it stands
+    ("title", ".*", "atoms", "moov/(udta/)?meta/ilst/[^/]+/data", lambda change: change.new == change.old[:16] + b"Interop title".hex()),
+    ("title", ".*", "ffprobe", r"format/tags/(title|com\.apple\.quicktime\.displayname)(-\w+)?", (".*", "Interop title")),
+    ("title", ".*", "exiftool", r"(Keys|ItemList|UserData):(DisplayName|Title)(-[\w-]+)?", (".*", "Interop title")),
+    # Handlers' names are titles to mediainfo only where the file has no other.
+    ("title|metadata", ".*", "mediainfo", SECTION + "/Title", (".*", "None")),
     *((edit, ".*", "atoms", "moov/meta/keys/mdta.*", ("None", key.hex())) for edit, key, *_ in ITEMS),
     *((edit, ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/data", ("None", "0000000100000000" + text.encode().hex())) for edit, _, text, *_ in ITEMS),
     *((edit, ".*", "exiftool", name, ("None", text)) for edit, _, text, name, *_ in ITEMS),

@@ -403,8 +403,13 @@ Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie, UnusedBytes unused)
 
 Result<MovieStream> MovieStream::open(const QTMovie& movie)
 {
-    RW_TRY(auto plan, FlattenPlan::make(movie));
-    return MovieStream {std::move(plan)};
+    // Another movie's header in the file hinders a save, which would lose it; reading loses nothing.
+    auto plan = FlattenPlan::make(movie, UnusedBytes::Keep);
+    if (!plan)
+        plan = FlattenPlan::make(movie, UnusedBytes::LeaveOut);
+    if (!plan)
+        return tl::unexpected<MovieError>(std::move(plan).error());
+    return MovieStream {std::move(*plan)};
 }
 
 Result<MovieStream> MovieStream::openForPlaying(const QTMovie& movie)

@@ -2,6 +2,7 @@
 #include "movie/TimecodeTrack.h"
 #include "movie/files/MediaSources.h"
 #include "movie/saving/FlattenPlan.h"
+#include "movie/saving/SavePreview.h"
 #include "tests/helpers/MovieBuilder.h"
 #include "tests/helpers/MovieChecks.h"
 #include "tests/helpers/PacketChecksums.h"
@@ -105,6 +106,52 @@ namespace {
         const auto sample = played(movie).tracks().front().media().sampleData(1);
         ASSERT_TRUE(sample) << sample.error().message();
         EXPECT_EQ(sample->toVector(), MovieBuilder {}.sample(1, 1));
+    }
+
+    TEST(MovieStream, HeadersOfOtherMoviesInTheFileHinderNoReading)
+    {
+        const auto one = MovieBuilder {}.build();
+        auto both = one;
+        both.insert(both.end(), one.begin(), one.end());
+        const auto movie = openBuilt(both);
+        const auto stream = MovieStream::open(movie);
+        ASSERT_TRUE(stream) << stream.error().message();
+        const auto read = openBuilt(contentOf(*stream)).tracks().front().media().sampleData(1);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->toVector(), MovieBuilder {}.sample(1, 1));
+    }
+
+    TEST(MovieStream, APreviewReadsTheHeaderThatTheEngineChose)
+    {
+        MovieBuilder built;
+        built.freeBefore = 300;
+        auto bytes = built.build();
+        const auto place = [&](std::string_view type) {
+            return std::ranges::search(bytes, type, {}, {}, [](char c) { return static_cast<std::byte>(c); })
+                       .begin()
+                - 4;
+        };
+        // In the free atom in front, a header that has no track.
+        constexpr std::ptrdiff_t kMovieHeader = 108;
+        const auto free = place("free");
+        const auto header = place("mvhd");
+        ASSERT_LT(free, header);
+        const auto start = ByteWriter {}.u32(8 + kMovieHeader).fourCC("moov"_cc).toBytes();
+        const auto rest = ByteWriter {}.u32(300 - 8 - kMovieHeader).fourCC("free"_cc).toBytes();
+        std::ranges::copy(start.span(), free);
+        std::copy_n(header, kMovieHeader, free + 8);
+        std::ranges::copy(rest.span(), free + 8 + kMovieHeader);
+        auto movie = openBuilt(bytes);
+        ASSERT_EQ(movie.tracks().size(), built.tracks.size());
+        {
+            const EditableScope scope {movie};
+            ASSERT_TRUE(movie.setUserDataItem("test"_cc, Bytes::copyOf("x")));
+        }
+        for (const auto& edited : {movie.asSaved(), movie}) {
+            const auto preview = SavePreview::make(edited, SavePreview::Mode::InPlace);
+            ASSERT_TRUE(preview) << preview.error().message();
+            EXPECT_TRUE((*preview)->header().find("trak"_cc));
+        }
     }
 
     TEST(MovieStream, AnotherProgramFindsTheSamePacketsInSamplesForPlaying)
