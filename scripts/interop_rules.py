@@ -42,6 +42,7 @@ EDITS = {
     "layer": ["--track", "v*:layer=3"],
     "group": ["--track", "a*:group=2"],
     "title": ["--title", "Interop title"],
+    "copyright": ["--copyright", "Interop owner"],
     "metadata": ["--metadata", "org.example.interop=Interop value"],
 }
 
@@ -560,6 +561,7 @@ SETTINGS = [
 # What a new metadata item says of itself: its edit, key, text, and what exiftool, ffprobe and mediainfo call it.
 ITEMS = [
     ("title", b"com.apple.quicktime.displayname", "Interop title", "Keys:DisplayName", "com.apple.quicktime.displayname", "Title|Movie|Track"),
+    ("copyright", b"com.apple.quicktime.copyright", "Interop owner", "Keys:Copyright", "com.apple.quicktime.copyright", "Copyright"),
     ("metadata", b"org.example.interop", "Interop value", "Keys:OrgExampleInterop", "org.example.interop", "extra/org_example_interop"),
 ]
 TABLES = (
@@ -786,21 +788,21 @@ RULES = [
     ("title", ".*", "ffprobe", r"format/tags/(title|com\.apple\.quicktime\.displayname)(-\w+)?", (".*", "Interop title")),
     ("title", ".*", "exiftool", r"(Keys|ItemList|UserData):(DisplayName|Title)(-[\w-]+)?", (".*", "Interop title")),
     # Handlers' names are titles to mediainfo only where the file has no other.
-    ("title|metadata", ".*", "mediainfo", SECTION + "/Title", (".*", "None")),
+    ("title|copyright|metadata", ".*", "mediainfo", SECTION + "/Title", (".*", "None")),
     *((edit, ".*", "atoms", "moov/meta/keys/mdta.*", ("None", key.hex())) for edit, key, *_ in ITEMS),
     *((edit, ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/data", ("None", "0000000100000000" + text.encode().hex())) for edit, _, text, *_ in ITEMS),
     *((edit, ".*", "exiftool", name, ("None", text)) for edit, _, text, name, *_ in ITEMS),
     *((edit, ".*", "ffprobe", "format/tags/" + re.escape(name), ("None", text)) for edit, _, text, _, name, _ in ITEMS),
     *((edit, ".*", "mediainfo", f"General/({name})", ("None|.*", text)) for edit, _, text, *_, name in ITEMS),
-    ("title|metadata", ".*", "exiftool", "QuickTime:HandlerType", ("None", "mdta")),
-    ("title|metadata", ".*", "atoms", "moov/children", family("meta", "mvex")),
-    ("title|metadata", ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
-    ("title|metadata", ".*", "atoms", "moov/meta/besides", ("None", r"0{8}\|")),
-    ("title|metadata", ".*", "atoms", "moov/meta/hdlr/(version and flags|component|type|more)", ("None", f"0{{8}}|{b'mdta'.hex()}|0{{26}}")),
-    ("title|metadata", ".*", "atoms", "moov/meta/keys/children", appended("mdta")),
-    ("title|metadata", ".*", "atoms", "moov/meta/keys/besides", lambda change: int(change.new[:-1], 16) == (0 if change.old == "None" else int(change.old[:-1], 16)) + 1),
-    ("title|metadata", ".*", "atoms", "moov/meta/ilst/children", next_item),
-    ("title|metadata", ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/children", ("None", "data")),
+    ("title|copyright|metadata", ".*", "exiftool", "QuickTime:HandlerType", ("None", "mdta")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/children", family("meta", "mvex")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/besides", ("None", r"0{8}\|")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/hdlr/(version and flags|component|type|more)", ("None", f"0{{8}}|{b'mdta'.hex()}|0{{26}}")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/keys/children", appended("mdta")),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/keys/besides", lambda change: int(change.new[:-1], 16) == (0 if change.old == "None" else int(change.old[:-1], 16)) + 1),
+    ("title|copyright|metadata", ".*", "atoms", "moov/meta/ilst/children", next_item),
+    ("title|copyright|metadata", ".*", "atoms", r"moov/meta/ilst/(\\x..){4}/children", ("None", "data")),
     # -- Tracks that are disabled
     ("disable", ".*", "atoms", TRACK + "/tkhd/version and flags", disabled),
     ("disable", ".*", "ffprobe", STREAM + "/disposition/default", ("1", "0")),
