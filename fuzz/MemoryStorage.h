@@ -45,8 +45,8 @@ public:
     Result<void> copyPermissions(const std::string&, const std::string&, Likeness) override { return {}; }
     Result<void> checkPlace(const std::string&, std::uint64_t) override { return {}; }
     Result<void> checkLength(const std::string&, std::uint64_t) override { return {}; }
-    Result<void> rename(
-        const std::string& from, const std::string& to, const std::optional<FileState>&) override
+    Result<void> rename(const std::string& from, const std::string& to, const std::optional<FileState>&,
+        const Disposal&) override
     {
         RW_CHECK(change(to));
         files[to] = files[from];

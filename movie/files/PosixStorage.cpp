@@ -23,6 +23,8 @@
 namespace reelwright {
 namespace {
 
+    constexpr std::size_t kLongestSiblingStem = 200;
+
     /// Nothing where a part of the path is missing.
     std::optional<std::string> realPath(const std::string& path)
     {
@@ -290,7 +292,7 @@ namespace {
             const std::string& path, std::string& siblingPath) override
         {
             // The name is cut so that the hidden one never exceeds what a folder entry holds.
-            const auto stem = folderOf(path) + "/." + nameOf(path).substr(0, 200);
+            const auto stem = folderOf(path) + "/." + nameOf(path).substr(0, kLongestSiblingStem);
             std::random_device random;
             std::string name;
             int descriptor = -1;
@@ -418,8 +420,8 @@ namespace {
             return {};
         }
 
-        Result<void> rename(
-            const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+        Result<void> rename(const std::string& from, const std::string& to,
+            const std::optional<FileState>& replaced, const Disposal& dispose) override
         {
             if (!replaced)
                 return renameToFreeName(from, to);
@@ -435,6 +437,15 @@ namespace {
                             fmt::format("another program changed the file; its own is {} now", from));
                     return changedMeanwhile(to, found, *replaced);
                 }
+                if (dispose) {
+                    auto disposed = dispose(from, to);
+                    if (!disposed && !exchange())
+                        return systemFailure(errno, to,
+                            fmt::format("was saved, but its former state could not be put away ({}) and is "
+                                        "left as {}",
+                                disposed.error().detail, from));
+                    return disposed;
+                }
                 if (::unlink(from.c_str()) != 0)
                     return systemFailure(
                         errno, to, fmt::format("was saved; its former state is left as {}", from));
@@ -446,6 +457,10 @@ namespace {
                 return systemFailure(errno, to, "cannot be replaced");
             if (const auto found = stateAt(to); !found || *found != *replaced)
                 return changedMeanwhile(to, found, *replaced);
+            if (dispose) { // without an exchange the name is without a file for a moment
+                RW_CHECK(dispose(to, to));
+                return renameToFreeName(from, to);
+            }
             if (::rename(from.c_str(), to.c_str()) != 0)
                 return systemFailure(errno, to, "cannot be replaced");
             return {};
@@ -583,6 +598,15 @@ namespace {
     };
 
 } // namespace
+
+std::string Storage::siblingOf(const std::string& name)
+{
+    constexpr std::size_t kEnding = 9; // ".1234abcd"
+    const auto dot = name.size() - std::min(name.size(), kEnding);
+    const bool isOne = dot > 1 && dot <= kLongestSiblingStem && name.front() == '.' && name[dot] == '.'
+        && name.find_first_not_of("0123456789abcdef", dot + 1) == std::string::npos;
+    return isOne ? name.substr(1, dot - 1) : std::string {};
+}
 
 std::shared_ptr<Storage> Storage::posix(Sync sync)
 {

@@ -74,6 +74,9 @@ public:
     virtual Result<std::shared_ptr<StorageFile>> createSibling(
         const std::string& path, std::string& siblingPath)
         = 0;
+    /// The name of the file beside which a file of that name was made hidden, if it is such a name; else
+    /// empty. Very long names are not recognised.
+    static std::string siblingOf(const std::string& name);
     virtual bool exists(const std::string& path) = 0;
     /// What a new file has of another one: all, because it takes its place, or as much as may be.
     enum class Likeness { Replacement, Copy };
@@ -90,10 +93,13 @@ public:
     virtual Result<void> checkPlace(const std::string& path, std::uint64_t size) = 0;
     /// May the file be made so long? Refused where the volume, or a limit of this process, does not allow it.
     virtual Result<void> checkLength(const std::string& path, std::uint64_t size) = 0;
+    /// Takes away a replaced file that has the name `path` now and had the name `original`.
+    using Disposal = std::function<Result<void>(const std::string& path, const std::string& original)>;
     /// Gives the file at `from` the name `to`, where `replaced` stands now, or no file when it is not given.
     /// Refused when another one stands there: it is left alone. Changed when `replaced` was written to.
-    virtual Result<void> rename(
-        const std::string& from, const std::string& to, const std::optional<FileState>& replaced)
+    /// `dispose`, if given, takes away what was replaced; its error leaves everything as it was.
+    virtual Result<void> rename(const std::string& from, const std::string& to,
+        const std::optional<FileState>& replaced, const Disposal& dispose)
         = 0;
     virtual Result<void> remove(const std::string& path) = 0;
     /// Flushes the folder that holds `path`, so that a rename in it lasts.

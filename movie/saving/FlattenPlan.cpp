@@ -373,7 +373,8 @@ Result<FlattenPlan> FlattenPlan::make(const QTMovie& movie, UnusedBytes unused)
             MovieError::Code::Unsupported, movie.fileName(), "the movie header is too large to be written");
 
     plan.append(around.fileType);
-    plan.append(header->toBytes());
+    plan.m_header = header->toBytes();
+    plan.append(plan.m_header);
     plan.append(ByteWriter {}.u32(padding).fourCC("free"_cc).zeros(padding - 8).toBytes());
     for (const auto& atom : around.before)
         plan.append(own->file, atom.offset, atom.size);

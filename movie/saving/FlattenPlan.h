@@ -27,6 +27,8 @@ public:
     /// In order, without gaps.
     [[nodiscard]] const std::vector<Segment>& segments() const { return m_segments; }
     [[nodiscard]] std::uint64_t size() const { return m_size; }
+    /// The movie header among them, a whole atom.
+    [[nodiscard]] const Bytes& header() const { return m_header; }
     /// Bytes of the movie's file that nothing refers to and that are not part of the flattened movie, and
     /// headers of other movies. Free space does not count.
     [[nodiscard]] std::uint64_t bytesLeftOut() const { return m_bytesLeftOut; }
@@ -38,6 +40,7 @@ private:
     void append(std::shared_ptr<StorageFile> file, std::uint64_t fileOffset, std::uint64_t size);
 
     std::vector<Segment> m_segments;
+    Bytes m_header;
     std::uint64_t m_size = 0;
     std::uint64_t m_bytesLeftOut = 0;
 };

@@ -45,6 +45,11 @@ public:
     using HeaderAt = std::function<Result<Bytes>(std::uint64_t offset)>;
     /// Replaces the header at `oldOffset`. Two moves where that brings it back to its place.
     Result<void> replaceHeader(std::uint64_t oldOffset, std::uint64_t size, const HeaderAt& headerAt);
+    /// Does the header at `oldOffset` lie behind media in front of which there is room for it?
+    [[nodiscard]] bool frontHasRoom(std::uint64_t oldOffset, std::uint64_t size) const
+    {
+        return oldOffset > firstMediaOffset() && findGap(size, Place::BeforeMedia, std::nullopt).has_value();
+    }
     /// Where it came to lie.
     [[nodiscard]] std::uint64_t headerOffset() const { return m_headerOffset; }
     /// The furthest of all places that it took on the way.

@@ -201,6 +201,8 @@ namespace {
         Cow<Atom> header; ///< where it comes to lie
         Bytes headerBytes; ///< the file's own when the movie was not changed
         SaveReport report;
+        bool placesHeader = false;
+        std::vector<Bytes> announced; ///< every header that is alive at some moment, where that is asked for
 
         /// The header before it has its place; its size is known.
         Cow<Atom> unplaced;
@@ -235,18 +237,22 @@ namespace {
 
     /// Makes it while the update is gone through on paper: where the media go decides what the header says,
     /// and that where the header goes. `header` is the movie's.
-    Result<NewContents> prepare(const QTMovie& movie, const Cow<Atom>& header)
+    Result<NewContents> prepare(const QTMovie& movie, const Cow<Atom>& header, const SaveOptions& options)
     {
         const auto& file = *movie.file();
         NewContents contents;
         RW_TRY(contents.account, FileAccount::of(movie));
         contents.header = contents.unplaced = header;
         contents.headerBytes = file.header;
-        if (!hasWork(movie, contents.account))
+        if (!hasWork(movie, contents.account) && !options.finishesInterrupted)
             return contents;
         InPlaceUpdate paper {nullptr, file.layout, contents.account.inUse()};
-        RW_CHECK(tidyBefore(paper, contents.account));
-        if (!movie.isChanged()) {
+        if (hasWork(movie, contents.account))
+            RW_CHECK(tidyBefore(paper, contents.account));
+        contents.placesHeader = movie.isChanged()
+            || (options.finishesInterrupted
+                && paper.frontHasRoom(file.headerAtom()->offset, file.header.size()));
+        if (!contents.placesHeader) {
             contents.report = {paper.bytesWritten(), false, 0, false};
             return contents;
         }
@@ -270,7 +276,14 @@ namespace {
             RW_TRY(const auto placed, MediaOffsets::headerAt(movie, unplaced, offset));
             return placed->toBytes();
         };
-        RW_CHECK(paper.replaceHeader(file.headerAtom()->offset, size, contents.headerAt));
+        RW_CHECK(
+            paper.replaceHeader(file.headerAtom()->offset, size, [&](std::uint64_t offset) -> Result<Bytes> {
+                RW_TRY(auto placed, contents.headerAt(offset));
+                auto& announced = contents.announced;
+                if (options.announce && (announced.empty() || announced.back() != placed))
+                    announced.push_back(placed);
+                return placed;
+            }));
         if (paper.furthestHeaderOffset() >= contents.account.headerLimit())
             return failure(MovieError::Code::Refused, movie.fileName(),
                 "the file holds the header of another movie too, and in front of it there is no room for the "
@@ -380,9 +393,9 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     if (movie.isOutline())
         return failure(
             MovieError::Code::Refused, opened->path, "only the outline of the movie was read, not all of it");
-    RW_TRY(const auto contents, prepare(movie, movie.m_header));
+    RW_TRY(const auto contents, prepare(movie, movie.m_header, options));
     const auto& account = contents.account;
-    if (!hasWork(movie, account))
+    if (!hasWork(movie, account) && !contents.placesHeader)
         return SaveReport {};
     if (options.progress && !options.progress(0))
         return failure(MovieError::Code::Cancelled, opened->path, "the save was cancelled");
@@ -390,11 +403,14 @@ Result<SaveReport> MovieSaver::updateMovieFile(QTMovie& movie, const SaveOptions
     RW_TRY(const auto file, openForUpdate(*opened));
     if (options.rehearse)
         return contents.report;
+    for (const auto& header : contents.announced)
+        RW_CHECK(options.announce(header.span()));
     WatchedFile watched {file, opened->layout.fileSize, opened->path};
     InPlaceUpdate update {&watched, opened->layout, account.inUse()};
     const auto write = [&]() -> Result<void> {
-        RW_CHECK(tidyBefore(update, account));
-        if (!movie.isChanged())
+        if (hasWork(movie, account))
+            RW_CHECK(tidyBefore(update, account));
+        if (!contents.placesHeader)
             return {};
         if (!contents.media.empty()) {
             RW_TRY([[maybe_unused]] const auto offset,
@@ -444,7 +460,7 @@ Result<SaveReport> MovieSaver::plan(const QTMovie& movie, SaveWay way, const Sav
     if (movie.isOutline())
         return failure(MovieError::Code::Refused, movie.fileName(),
             "only the outline of the movie was read, not all of it");
-    RW_TRY(const auto contents, prepare(movie, movie.m_header));
+    RW_TRY(const auto contents, prepare(movie, movie.m_header, options));
     return contents.report;
 }
 
@@ -469,8 +485,13 @@ Result<SaveReport> MovieSaver::writeToFile(
         : source && storage->exists(source->path) ? source->path
                                                   : std::string {};
     const auto likeness = replaced ? Storage::Likeness::Replacement : Storage::Likeness::Copy;
+    if (options.announce)
+        RW_CHECK(options.announce(plan.header().span()));
     std::string hidden;
     RW_TRY(auto file, storage->createSibling(target, hidden));
+    const auto& events = options.wholeFile;
+    if (events.begun)
+        events.begun(hidden);
     const auto writeAll = [&]() -> Result<void> {
         // A file that could not stay its owner's is refused before the work.
         if (!model.empty())
@@ -498,7 +519,10 @@ Result<SaveReport> MovieSaver::writeToFile(
         RW_CHECK(file->flush());
         RW_CHECK(copied.checkStill(path));
         RW_CHECK(storage->copyPermissions(model, hidden, likeness));
-        return storage->rename(hidden, target, replaced ? std::optional(replaced->state) : std::nullopt);
+        if (events.complete)
+            events.complete(hidden, target, replaced.has_value());
+        return storage->rename(
+            hidden, target, replaced ? std::optional(replaced->state) : std::nullopt, events.dispose);
     };
     if (auto written = writeAll(); !written) {
         // Where names were exchanged and could not be changed back, another file has that name now.

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "movie/QTMovie.h"
+#include "movie/files/Storage.h"
 #include "movie/saving/UnusedBytes.h"
 
+#include <functional>
 #include <string>
 
 namespace reelwright {
@@ -11,6 +13,17 @@ namespace reelwright {
 enum class VolumeRule {
     JournalledOnly, ///< see volumeAllowsInPlaceUpdate
     Any,
+};
+
+/// What is told and asked of a whole file on its way to its place. Each may be empty.
+struct WholeFileEvents
+{
+    /// The file is being written under that hidden name.
+    std::function<void(const std::string& temporary)> begun {};
+    /// It is complete, and about to take its name; `replaces`: from another file.
+    std::function<void(const std::string& temporary, const std::string& target, bool replaces)> complete {};
+    /// Takes away the file that was replaced (see Storage::Disposal). Without it that file is deleted.
+    Storage::Disposal dispose {};
 };
 
 struct SaveOptions
@@ -25,6 +38,13 @@ struct SaveOptions
     bool overwrite = true;
     /// What has to stand where `writeToFile` writes, if anything does. Its date does not matter.
     std::optional<FileState> expected {};
+    /// Told before the first write each movie header (a whole atom) that the file is going to have at some
+    /// moment of the save. An error ends the save.
+    std::function<Result<void>(ByteSpan header)> announce {};
+    /// Finish what an interrupted update left to do, also where nothing was changed: a header that lies
+    /// behind the media although there is room for it in front of them is brought there.
+    bool finishesInterrupted = false;
+    WholeFileEvents wholeFile {};
 };
 
 struct SaveReport

@@ -124,8 +124,8 @@ namespace {
         {
             return m_real->checkLength(path, size);
         }
-        Result<void> rename(
-            const std::string&, const std::string& to, const std::optional<FileState>&) override
+        Result<void> rename(const std::string&, const std::string& to, const std::optional<FileState>&,
+            const Disposal&) override
         {
             return notInAPreview(to);
         }

@@ -85,11 +85,11 @@ namespace {
                 note(path);
             return GatedStorage::open(path, access);
         }
-        Result<void> rename(
-            const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+        Result<void> rename(const std::string& from, const std::string& to,
+            const std::optional<FileState>& replaced, const Disposal& dispose) override
         {
             note(to);
-            return GatedStorage::rename(from, to, replaced);
+            return GatedStorage::rename(from, to, replaced, dispose);
         }
 
     private:

@@ -41,11 +41,11 @@ public:
         RW_CHECK(ask(Call::CreateSibling, path));
         return ForwardingStorage::createSibling(path, siblingPath);
     }
-    Result<void> rename(
-        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+    Result<void> rename(const std::string& from, const std::string& to,
+        const std::optional<FileState>& replaced, const Disposal& dispose) override
     {
         RW_CHECK(ask(Call::Rename, to));
-        return ForwardingStorage::rename(from, to, replaced);
+        return ForwardingStorage::rename(from, to, replaced, dispose);
     }
     std::string volumeType(const std::string&) override { return volume; }
 

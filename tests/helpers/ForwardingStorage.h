@@ -72,10 +72,10 @@ public:
     {
         return m_real->checkLength(path, size);
     }
-    Result<void> rename(
-        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+    Result<void> rename(const std::string& from, const std::string& to,
+        const std::optional<FileState>& replaced, const Disposal& dispose) override
     {
-        return m_real->rename(from, to, replaced);
+        return m_real->rename(from, to, replaced, dispose);
     }
     Result<void> remove(const std::string& path) override { return m_real->remove(path); }
     Result<void> flushFolder(const std::string& path) override { return m_real->flushFolder(path); }

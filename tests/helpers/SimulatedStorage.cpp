@@ -401,8 +401,8 @@ Result<void> SimulatedStorage::copyPermissions(const std::string& from, const st
     return {};
 }
 
-Result<void> SimulatedStorage::rename(
-    const std::string& from, const std::string& to, const std::optional<FileState>& replaced)
+Result<void> SimulatedStorage::rename(const std::string& from, const std::string& to,
+    const std::optional<FileState>& replaced, const Disposal&)
 {
     int error = m_volume->begin({Call::Rename, to});
     if (error == 0)

@@ -89,8 +89,8 @@ public:
     Result<void> copyPermissions(const std::string& from, const std::string& to, Likeness likeness) override;
     Result<void> checkPlace(const std::string& path, std::uint64_t size) override;
     Result<void> checkLength(const std::string& path, std::uint64_t size) override;
-    Result<void> rename(
-        const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override;
+    Result<void> rename(const std::string& from, const std::string& to,
+        const std::optional<FileState>& replaced, const Disposal& dispose) override;
     Result<void> remove(const std::string& path) override;
     Result<void> flushFolder(const std::string& path) override;
     std::string resolve(const std::string& path) override;

@@ -48,11 +48,11 @@ namespace {
             at(Moment::Begun);
             return file;
         }
-        Result<void> rename(
-            const std::string& from, const std::string& to, const std::optional<FileState>& replaced) override
+        Result<void> rename(const std::string& from, const std::string& to,
+            const std::optional<FileState>& replaced, const Disposal& dispose) override
         {
             at(Moment::Renaming);
-            return ForwardingStorage::rename(from, to, replaced);
+            return ForwardingStorage::rename(from, to, replaced, dispose);
         }
 
     private:
