@@ -3,6 +3,7 @@
 #include "report/Printable.h"
 #include "report/TextTable.h"
 #include "support/FileHelper.h"
+#include "support/Text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -57,22 +58,6 @@ namespace {
         for (const char character : text)
             quoted += character == '"' ? std::string("\"\"") : std::string(1, character);
         return quoted + '"';
-    }
-
-    /// For a shell: between single quotes unless every sign is harmless.
-    std::string shellWord(const std::string& text)
-    {
-        const auto isHarmless = [](char character) {
-            return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z')
-                || (character >= '0' && character <= '9')
-                || std::string_view("-_./=:,+@%").find(character) != std::string_view::npos;
-        };
-        if (!text.empty() && std::all_of(text.begin(), text.end(), isHarmless))
-            return text;
-        std::string quoted = "'";
-        for (const char character : text)
-            quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
-        return quoted + "'";
     }
 
 } // namespace

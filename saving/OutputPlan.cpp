@@ -63,7 +63,7 @@ namespace {
     std::string canonical(const std::string& path)
     {
         std::error_code error;
-        const auto result = std::filesystem::weakly_canonical(path, error);
+        const auto result = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
         return error ? path : result.string();
     }
 

@@ -9,11 +9,16 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <map>
+#include <set>
 
 namespace reelwright {
 namespace {
 
+    namespace fs = std::filesystem;
     constexpr std::string_view kTitle = "reelwright-journal 1 ";
+
+    constexpr std::size_t kNameAt = 17; ///< of a note, behind its checksum
 
     std::string checksum(ByteSpan bytes)
     {
@@ -23,16 +28,35 @@ namespace {
     }
 
     /// One name for one file, without line ends.
-    std::string lineOf(const std::string& path, ByteSpan header)
+    std::string lineName(const std::string& path)
     {
         std::error_code error;
-        const auto whole = std::filesystem::weakly_canonical(path, error);
+        const auto whole = fs::weakly_canonical(fs::absolute(path), error);
         std::string name;
         for (const char character : error ? path : whole.string())
             name += character == '\n' || character == '%'
                 ? fmt::format("%{:02X}", static_cast<unsigned char>(character))
                 : std::string(1, character);
-        return checksum(header) + ' ' + name;
+        return name;
+    }
+
+    /// The path that such a name stands for.
+    std::string pathOf(std::string_view name)
+    {
+        std::string path;
+        for (std::size_t i = 0; i < name.size(); ++i) {
+            if (const auto code = name.substr(i, 3); code == "%0A" || code == "%25") {
+                path += code == "%25" ? '%' : '\n';
+                i += 2;
+            } else
+                path += name[i];
+        }
+        return path;
+    }
+
+    std::string lineOf(const std::string& path, ByteSpan header)
+    {
+        return checksum(header) + ' ' + lineName(path);
     }
 
 } // namespace
@@ -47,6 +71,7 @@ Result<std::unique_ptr<SaveJournal>> SaveJournal::open(
     if (::flock(file, LOCK_EX | LOCK_NB) != 0)
         return failure(MovieError::Code::Refused, path, "another run is using this journal");
     RW_CHECK(journal->read(std::string(kTitle) + checksum(std::as_bytes(std::span {edits}))));
+    journal->removeLeftovers();
     return journal;
 }
 
@@ -111,6 +136,24 @@ Result<void> SaveJournal::note(const std::string& path, ByteSpan header)
     const auto line = lineOf(path, header);
     const std::lock_guard lock {m_mutex};
     return append(line);
+}
+
+/// What became of such a save is no matter: its target is whole, the new movie or still the old one.
+void SaveJournal::removeLeftovers() const
+{
+    std::map<fs::path, std::set<std::string>> namesOfFolders;
+    for (const auto& note : m_notes) {
+        const fs::path path = pathOf(std::string_view {note}.substr(std::min(kNameAt, note.size())));
+        namesOfFolders[path.parent_path()].insert(path.filename().string());
+    }
+    for (const auto& [folder, names] : namesOfFolders) {
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(folder, error)) {
+            const auto name = entry.path().filename().string();
+            if (const auto of = Storage::siblingOf(name); !of.empty() && names.contains(of))
+                ::unlink(entry.path().c_str());
+        }
+    }
 }
 
 } // namespace reelwright

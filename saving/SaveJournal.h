@@ -15,7 +15,8 @@ namespace reelwright {
 class SaveJournal
 {
 public:
-    /// `edits` says in any words what is done to the movies: a journal of other edits is refused.
+    /// `edits` says in any words what is done to the movies: a journal of other edits is refused. Files that
+    /// interrupted saves of noted movies left under hidden names are removed.
     static Result<std::unique_ptr<SaveJournal>> open(
         const std::string& path, const std::string& edits, Storage::Sync sync);
     SaveJournal(const SaveJournal&) = delete;
@@ -24,7 +25,7 @@ public:
 
     /// Was the file at that path saved, as the header of this movie, which lies there, says?
     [[nodiscard]] bool isDone(const std::string& path, const QTMovie& movie) const;
-    /// Returns when the note is on the disk.
+    /// Notes a header that the file at that path is going to have. Returns when the note is on the disk.
     Result<void> note(const std::string& path, ByteSpan header);
 
 private:
@@ -36,11 +37,12 @@ private:
     }
     Result<void> read(const std::string& title);
     Result<void> append(const std::string& line);
+    void removeLeftovers() const;
 
     const int m_file;
     const std::string m_path;
     const Storage::Sync m_sync;
-    mutable std::mutex m_mutex;
+    mutable std::mutex m_mutex; ///< for the file and the notes
     std::unordered_set<std::string> m_notes;
 };
 

@@ -138,7 +138,9 @@ namespace {
                 }
                 return written;
             }
-            if (m_request.rules.dryRun)
+            if (m_outcome.mode == SaveMode::None)
+                m_outcome.output.clear();
+            if (m_request.rules.dryRun || m_outcome.mode == SaveMode::None)
                 return {};
             if (m_request.setsTypeAndCreator && m_outcome.mode == SaveMode::Flattened)
                 setMovieTypeAndCreator(m_outcome.output);
@@ -154,6 +156,11 @@ namespace {
             }
             if (m_isCopy) {
                 m_outcome.mode = SaveMode::Flattened;
+                return {};
+            }
+            if (m_request.finishesInterrupted) {
+                if (!hindranceInPlace(m_movie, m_request.volumes))
+                    m_outcome.mode = SaveMode::InPlace;
                 return {};
             }
             if (!m_movie.isChanged() && !m_request.transform && !m_request.rules.forceResave)
@@ -185,6 +192,10 @@ namespace {
             }
             RW_TRY(const auto report, m_outcome.mode == SaveMode::InPlace ? update() : writeAnew());
             m_outcome.bytesWritten = report.bytesWritten;
+            if (m_outcome.mode == SaveMode::InPlace && report.bytesWritten == 0) {
+                m_outcome.mode = SaveMode::None;
+                return {};
+            }
             if (report.bytesLeftOut > 0)
                 m_outcome.warnings.push_back(
                     fmt::format("{} bytes of the original that nothing in it refers to were left out",
@@ -224,6 +235,13 @@ namespace {
             options.overwrite = m_request.overwrite;
             options.expected = m_request.expected;
             options.unused = m_request.unused;
+            options.finishesInterrupted = m_request.finishesInterrupted;
+            options.wholeFile = m_request.wholeFile;
+            if (auto* journal = m_request.journal) {
+                const auto& output = m_outcome.output;
+                options.announce
+                    = [journal, output](ByteSpan header) { return journal->note(output, header); };
+            }
             return options;
         }
 

@@ -2,6 +2,7 @@
 
 #include "movie/QTMovie.h"
 #include "movie/saving/MovieSaver.h"
+#include "saving/SaveJournal.h"
 
 #include <functional>
 #include <optional>
@@ -44,6 +45,10 @@ struct SaveRequest
     UnusedBytes unused = UnusedBytes::Keep; ///< of the original, in a file that is written as a whole
     bool makesFolder = false; ///< of the output, where it is missing
     bool setsTypeAndCreator = false; ///< of a file that is written as a whole
+    SaveJournal* journal = nullptr; ///< notes the movie before it is written
+    /// Only do what an interrupted save of the movie's own file left to do. Goes with an unchanged movie.
+    bool finishesInterrupted = false;
+    WholeFileEvents wholeFile {}; ///< of a file that is written as a whole
 };
 
 /// The checksum of one track's media before and after a save.

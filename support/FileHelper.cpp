@@ -227,6 +227,14 @@ std::error_code FileHelper::writeAtomically(const std::string& path, const std::
     return error;
 }
 
+bool FileHelper::isMovieName(const std::string& path)
+{
+    auto extension = std::filesystem::path(path).extension().string();
+    for (auto& character : extension)
+        character = character >= 'A' && character <= 'Z' ? static_cast<char>(character + 32) : character;
+    return extension == ".mov" || extension == ".qt" || extension == ".mp4" || extension == ".m4v";
+}
+
 std::string FileHelper::formatFileSize(std::uint64_t bytes)
 {
     if (bytes < 1000)

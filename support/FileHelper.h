@@ -11,6 +11,8 @@ namespace reelwright {
 class FileHelper
 {
 public:
+    /// Does a file of that name hold a movie, by its extension (mov, qt, mp4, m4v, in any case)?
+    static bool isMovieName(const std::string& path);
     /// A path in the same folder that does not exist yet: `path` itself, else with "-1", "-2", … before the
     /// extension. A name that is too long for a file system is shortened.
     static std::string uniqueFilename(const std::string& path);

@@ -69,6 +69,21 @@ std::vector<std::string_view> split(std::string_view text, std::string_view sepa
     }
 }
 
+std::string shellWord(std::string_view text)
+{
+    const auto isHarmless = [](char character) {
+        return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z')
+            || (character >= '0' && character <= '9')
+            || std::string_view("-_./=:,+@%").find(character) != std::string_view::npos;
+    };
+    if (!text.empty() && std::all_of(text.begin(), text.end(), isHarmless))
+        return std::string(text);
+    std::string quoted = "'";
+    for (const char character : text)
+        quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    return quoted + '\'';
+}
+
 int integerValue(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
