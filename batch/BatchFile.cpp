@@ -2,18 +2,14 @@
 
 #include "batch/BatchOutput.h"
 #include "conform/KWConformController.h"
-#include "movie/saving/MovieSaver.h"
 #include "report/MovieFacts.h"
-#include "saving/MediaChecksum.h"
 #include "support/KWLog.h"
 #include "tracks/KWQuickTime.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
+#include <chrono>
 #include <new>
 
 namespace reelwright {
@@ -44,27 +40,6 @@ namespace {
             result.road = Road::Nothing;
         }
     }
-
-    /// Access and change times of a file, for its successor.
-    class FileDates
-    {
-    public:
-        explicit FileDates(const std::string& path)
-        {
-            struct stat info = {};
-            if (::stat(path.c_str(), &info) == 0)
-                m_times = std::array {info.st_atim, info.st_mtim};
-        }
-        Result<void> give(const std::string& path) const
-        {
-            if (!m_times || ::utimensat(AT_FDCWD, path.c_str(), m_times->data(), 0) != 0)
-                return systemFailure(errno, path, "was saved, but cannot be given its former dates");
-            return {};
-        }
-
-    private:
-        std::optional<std::array<struct timespec, 2>> m_times;
-    };
 
 } // namespace
 
@@ -100,147 +75,96 @@ void BatchFile::processQueueForMovie(QTMovie& movie, BatchResult& result) const
     }
 }
 
-Result<void> BatchFile::conform(QTMovie& movie, BatchResult& result) const
+Result<QTMovie> BatchFile::conform(const QTMovie& movie, SaveMode mode, BatchResult& result) const
 {
-    const auto fps = conformFPS(m_queue);
-    if (fps == 0)
-        return {};
-    const auto rule = m_settings.resaveOnOtherVolumes ? VolumeRule::JournalledOnly : VolumeRule::Any;
-    const bool isInPlace = m_settings.mode == BatchMode::InPlace && !m_settings.needsFlattening
-        && MovieSaver::canUpdateMovieFile(movie, rule);
     const KWConformController::Request request {
-        KWQuickTime::fpsForMovie(movie), fps, m_settings.stripEditLists, true};
+        KWQuickTime::fpsForMovie(movie), conformFPS(m_queue), m_settings.stripEditLists, true};
     auto forecast = KWConformController::forecast(movie, request,
-        isInPlace ? KWConformController::SaveMode::InPlace : KWConformController::SaveMode::Flattened);
+        mode == SaveMode::InPlace ? KWConformController::SaveMode::InPlace
+                                  : KWConformController::SaveMode::Flattened);
     const auto outcome = !forecast                              ? StepOutcome::Failed
         : forecast->movie.header().writesSameAs(movie.header()) ? StepOutcome::Nothing
                                                                 : StepOutcome::Changed;
     for (std::size_t i = 0; i < m_queue.size(); ++i)
         if (!m_queue[i].invocation)
             result.steps[i] = outcome;
-    if (!forecast) {
-        result.conformFailed = true;
+    result.conformFailed = !forecast;
+    if (!forecast)
         return tl::unexpected<MovieError>(std::move(forecast).error());
-    }
-    for (const auto& warning : forecast->warnings)
-        result.warnings.push_back(warning);
-    movie = std::move(forecast->movie);
-    return {};
+    result.warnings.insert(result.warnings.end(), forecast->warnings.begin(), forecast->warnings.end());
+    return std::move(forecast->movie);
 }
 
-Result<void> BatchFile::open(QTMovie& movie, const std::string& file) const
+Result<void> BatchFile::open(QTMovie& movie, const std::string& file, Run kind) const
 {
     auto opened = QTMovie::open(file, m_storage);
     if (!opened) {
-        KWLog::appendLogAndPrint("Unable to init QuickTime movie for batch processing");
+        if (kind == Run::Save)
+            KWLog::appendLogAndPrint("Unable to init QuickTime movie for batch processing");
         return tl::unexpected<MovieError>(std::move(opened).error());
     }
     movie = std::move(*opened);
     return {};
 }
 
-BatchResult BatchFile::process(const std::string& file, const Progress& progress) const
+Result<void> BatchFile::run(
+    BatchResult& result, Run kind, const Progress& progress, std::vector<Change>* changes) const
+{
+    result.target = batchOutput(result.file, m_settings);
+    QTMovie movie;
+    RW_CHECK(open(movie, result.file, kind));
+    result.warnings = warningTexts(movie);
+    const auto original = movie;
+    processQueueForMovie(movie, result);
+    BatchSaver::Order order {std::move(movie), result.target, kind == Run::Preview, {}};
+    if (conformFPS(m_queue) != 0)
+        order.transform = [&](const QTMovie& edited, SaveMode mode) { return conform(edited, mode, result); };
+    auto saved = m_saver.save(std::move(order), progress);
+    result.warnings.insert(result.warnings.end(), saved.warnings.begin(), saved.warnings.end());
+    result.output = saved.output;
+    result.bytesWritten = kind == Run::Preview ? 0 : saved.bytesWritten;
+    result.road = saved.mode == SaveMode::None ? Road::Nothing
+        : saved.mode == SaveMode::InPlace      ? Road::InPlace
+                                               : Road::WholeFile;
+    result.headerBytes = saved.movie.header().size();
+    if (saved.media)
+        result.verified = std::ranges::all_of(
+            *saved.media, [](const auto& track) { return track.before == track.after; });
+    if (changes)
+        *changes = changesBetween(MovieFacts::of(original), MovieFacts::of(saved.movie));
+    if (saved.error)
+        return tl::unexpected<MovieError>(std::move(*saved.error));
+    result.status = result.road == Road::Nothing ? Status::Unchanged : Status::Done;
+    return {};
+}
+
+BatchResult BatchFile::runGuarded(
+    const std::string& file, Run kind, const Progress& progress, std::vector<Change>* changes) const
 {
     const auto begin = std::chrono::steady_clock::now();
     BatchResult result;
     result.file = file;
-    result.target = batchOutput(file, m_settings);
-    const auto done = guarded([&]() -> Result<void> {
-        QTMovie movie;
-        RW_CHECK(open(movie, file));
-        result.warnings = warningTexts(movie);
-        processQueueForMovie(movie, result);
-        RW_CHECK(conform(movie, result));
-        return save(movie, result, progress);
-    });
-    if (!done)
+    if (const auto done = guarded([&] { return run(result, kind, progress, changes); }); !done)
         fail(result, done.error());
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return result;
 }
 
-Result<void> BatchFile::save(QTMovie& movie, BatchResult& result, const Progress& progress) const
+BatchResult BatchFile::process(const std::string& file, const Progress& progress) const
 {
-    const auto& output = result.target;
-    const auto operation
-        = m_settings.mode == BatchMode::InPlace ? BatchSaver::Operation::Save : BatchSaver::Operation::SaveAs;
-    const auto keepGoing = [&] { return !progress || progress(0); };
-    const bool isWritten
-        = movie.isChanged() || operation == BatchSaver::Operation::SaveAs || m_settings.needsFlattening;
-    result.headerBytes = movie.header().size();
-    const FileDates dates {result.file};
-    std::vector<TrackChecksum> before;
-    if (m_settings.verify && isWritten) {
-        RW_TRY(before, mediaChecksums(movie, keepGoing));
-    }
-    RW_TRY(const auto saved, m_saver.write(movie, output, operation, progress));
-    result.output = output;
-    result.road = saved.road;
-    result.bytesWritten = saved.bytesWritten;
-    result.status = saved.road == Road::Nothing ? Status::Unchanged : Status::Done;
-    result.warnings.insert(result.warnings.end(), saved.warnings.begin(), saved.warnings.end());
-    if (saved.road == Road::Nothing)
-        return {};
-    if (m_settings.verify) {
-        RW_TRY(const auto written, QTMovie::open(output, m_storage));
-        RW_TRY(const auto after, mediaChecksums(written, keepGoing));
-        result.verified = before == after;
-        if (before != after)
-            return failure(MovieError::Code::Corrupt, output,
-                "the media read back are not those that were saved; do not delete other copies of this "
-                "movie");
-    }
-    if (m_settings.keepDates)
-        RW_CHECK(dates.give(output));
-    return {};
+    return runGuarded(file, Run::Save, progress, nullptr);
 }
 
 BatchResult BatchFile::preview(const std::string& file) const
 {
-    BatchResult result;
-    result.file = file;
-    if (const auto done = guarded([&] { return dryRun(file, result, nullptr); }); !done)
-        fail(result, done.error());
-    return result;
+    return runGuarded(file, Run::Preview, {}, nullptr);
 }
 
 BatchPreview BatchFile::previewInFull(const std::string& file) const
 {
     BatchPreview preview;
-    preview.result.file = file;
-    if (const auto done = guarded([&] { return dryRun(file, preview.result, &preview.changes); }); !done)
-        fail(preview.result, done.error());
+    preview.result = runGuarded(file, Run::Preview, {}, &preview.changes);
     return preview;
-}
-
-Result<void> BatchFile::dryRun(
-    const std::string& file, BatchResult& result, std::vector<Change>* changes) const
-{
-    RW_TRY(auto movie, QTMovie::open(file, m_storage));
-    result.warnings = warningTexts(movie);
-    const auto original = movie;
-    processQueueForMovie(movie, result);
-    RW_CHECK(conform(movie, result));
-    if (changes)
-        *changes = changesBetween(MovieFacts::of(original), MovieFacts::of(movie));
-    result.headerBytes = movie.header().size();
-    const bool isCopy = m_settings.mode != BatchMode::InPlace;
-    if (!isCopy && !m_settings.needsFlattening && !movie.isChanged()) {
-        result.status = Status::Unchanged;
-        return {};
-    }
-    const auto rule = m_settings.resaveOnOtherVolumes ? VolumeRule::JournalledOnly : VolumeRule::Any;
-    const auto possible = MovieSaver::canUpdateMovieFile(movie, rule);
-    const bool isInPlace = !isCopy && !m_settings.needsFlattening && possible;
-    result.output = batchOutput(file, m_settings);
-    if (::access(result.output.c_str(), F_OK) == 0 && ::access(result.output.c_str(), W_OK) != 0)
-        return systemFailure(errno, result.output, "cannot be written");
-    if (!isCopy && !isInPlace && !m_settings.needsFlattening)
-        result.warnings.push_back(
-            fmt::format("the whole file is written anew: {}", reasonFor(possible.error(), file)));
-    result.road = isInPlace ? Road::InPlace : Road::WholeFile;
-    result.status = Status::Done;
-    return {};
 }
 
 } // namespace reelwright

@@ -26,11 +26,14 @@ public:
     [[nodiscard]] BatchPreview previewInFull(const std::string& file) const;
 
 private:
-    /// Conforms the movie where the queue says so, as the file that saving it makes.
-    Result<void> conform(QTMovie& movie, BatchResult& result) const;
-    Result<void> open(QTMovie& movie, const std::string& file) const;
-    Result<void> save(QTMovie& movie, BatchResult& result, const Progress& progress) const;
-    Result<void> dryRun(const std::string& file, BatchResult& result, std::vector<Change>* changes) const;
+    enum class Run { Save, Preview };
+    /// The movie conformed as the queue says, by the file that saving it in that way makes.
+    Result<QTMovie> conform(const QTMovie& movie, SaveMode mode, BatchResult& result) const;
+    Result<void> open(QTMovie& movie, const std::string& file, Run kind) const;
+    Result<void> run(
+        BatchResult& result, Run kind, const Progress& progress, std::vector<Change>* changes) const;
+    [[nodiscard]] BatchResult runGuarded(
+        const std::string& file, Run kind, const Progress& progress, std::vector<Change>* changes) const;
 
     const BatchQueue& m_queue;
     const BatchSettings& m_settings;

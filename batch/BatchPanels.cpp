@@ -1,5 +1,6 @@
 #include "batch/BatchPanels.h"
 
+#include "edits/AttributeEdits.h"
 #include "edits/SettingsEdits.h"
 #include "edits/TimecodeEdit.h"
 #include "support/FileHelper.h"
@@ -57,60 +58,8 @@ namespace {
         const auto index = static_cast<std::size_t>(std::get<int>(value));
         if (attribute.description == kColor && std::get<int>(value) == kColorCustom)
             return fmt::format("{}-{}-{}", attribute.primaries, attribute.transfer, attribute.matrix);
-        return index < attribute.popupvalues.size() ? attribute.popupvalues[index].name : std::to_string(index);
-    }
-
-    /// A text as options have it: "Adobe RGB (1998)" is "adobe-rgb-1998".
-    std::string optionWord(const std::string& text)
-    {
-        std::string word;
-        for (const char character : text) {
-            const bool isUpper = character >= 'A' && character <= 'Z';
-            if (isUpper || (character >= 'a' && character <= 'z') || (character >= '0' && character <= '9'))
-                word += isUpper ? static_cast<char>(character + ('a' - 'A')) : character;
-            else if (!word.empty() && word.back() != '-')
-                word += '-';
-        }
-        while (word.ends_with('-'))
-            word.pop_back();
-        return word;
-    }
-
-    /// The option that sets an attribute, and whether its values are words or numbers.
-    struct AttributeOption
-    {
-        std::string_view attribute;
-        const char* option;
-    };
-    constexpr AttributeOption kAttributeOptions[] = {
-        {kEncodedWidth, "--encoded-width"},
-        {kEncodedHeight, "--encoded-height"},
-        {kPixelAspectRatio, "--pixel-aspect"},
-        {kGamma, "--gamma"},
-        {kColor, "--color"},
-        {kColorSpace, "--color-space"},
-        {kFields, "--fields"},
-        {kFieldDominance, "--field-dominance"},
-        {kBitDepth, "--bit-depth"},
-    };
-
-    const char* optionOf(const AttributeEntry& attribute)
-    {
-        for (const auto& known : kAttributeOptions)
-            if (known.attribute == attribute.description)
-                return known.option;
-        return "--attribute";
-    }
-
-    std::string optionValue(const AttributeEntry& attribute, const AttributeValue& value)
-    {
-        const auto* index = std::get_if<int>(&value);
-        if (!index || attribute.description == kColor)
-            return index ? optionWord(attributeText(attribute, value)) : std::get<std::string>(value);
-        const auto place = static_cast<std::size_t>(*index);
-        if (place < attribute.popupvalues.size() && attribute.description == kFieldDominance)
-            return std::to_string(attribute.popupvalues[place].code.value_or(*index));
-        return optionWord(attributeText(attribute, value));
+        return index < attribute.popupvalues.size() ? attribute.popupvalues[index].name
+                                                    : std::to_string(index);
     }
 
 } // namespace
@@ -187,8 +136,9 @@ bool BatchPanels::setTimecode(const Timecode& timecode)
     if (timecode.isCounter)
         return setCounter(timecode);
     const auto text = KWTimecode::timecodeFromUserString(timecode.start, false, "00:00:00:00");
-    const auto edit = timecodeEdit(timecode, "--timecode", timecode.start);
-    if (split(text, ":;").size() != 4 || !edit) {
+    const bool canBeRead = timecodeEdit(timecode, "--timecode", timecode.start).has_value();
+    const auto edit = timecodeEdit(timecode, "--timecode", text);
+    if (split(text, ":;").size() != 4 || !canBeRead || !edit) {
         alert("Invalid timecode format", "Timecode must take the format 00:00:00:00.");
         return false;
     }
@@ -213,7 +163,7 @@ bool BatchPanels::setCounter(const Timecode& timecode)
     const auto start = std::to_string(integerValue(timecode.start));
     const auto edit = timecodeEdit(timecode, "--counter", start);
     if (!edit) {
-        alert("Invalid counter", "A counter starts at a number from 0 to 255.");
+        alert("Invalid counter", edit.error().detail);
         return false;
     }
     queue(*edit, fmt::format("Set counter to {} and reel to {}", start, timecode.reel),
@@ -242,15 +192,9 @@ bool BatchPanels::conformFrameRate(const std::string& text)
 void BatchPanels::queueAttribute(
     const AttributeEntry& attribute, const AttributeValue& value, const char* label)
 {
-    constexpr Result<void> (*kSet)(const AttributeEntry&, const AttributeValue&, QTMovie&)
-        = KWImageDescriptionController::imageDescriptionExtension;
-    QueueEntry entry;
-    const auto text = attributeText(attribute, value);
-    entry.desc = fmt::format(fmt::runtime(label), attribute.description, text);
-    entry.invocation = record("KWImageDescriptionController imageDescriptionExtension:setValue:forMovie:", kSet,
-        attribute, value, KWPlaceholderMovie::placeholder());
-    entry.value = text;
-    entry.arguments = {optionOf(attribute), optionValue(attribute, value)};
+    auto entry = QueueEntry::of(edits::setAttribute(attribute, value));
+    entry.value = attributeText(attribute, value);
+    entry.desc = fmt::format(fmt::runtime(label), attribute.description, entry.value);
     m_batch.queueEntry(std::move(entry));
 }
 
@@ -269,17 +213,13 @@ void BatchPanels::addAttribute(const AttributeEntry& attribute, const AttributeV
 
 bool BatchPanels::removeAttribute(const AttributeEntry& attribute)
 {
-    if (m_batch.window()->alert("Are you sure you wish to remove this attribute?", "This cannot be undone.",
-            {"Remove", "Cancel"})
+    if (m_batch.window()->alert(
+            "Are you sure you wish to remove this attribute?", "This cannot be undone.", {"Remove", "Cancel"})
         != 0)
         return false;
-    constexpr Result<void> (*kRemove)(const AttributeEntry&, QTMovie&)
-        = KWImageDescriptionController::removeAttribute;
-    QueueEntry entry;
+    auto entry = QueueEntry::of(edits::setAttribute(attribute, std::nullopt));
+    entry.value.clear();
     entry.desc = fmt::format("Remove attribute {}", attribute.description);
-    entry.invocation = record("KWImageDescriptionController removeAttribute:fromMovie:", kRemove, attribute,
-        KWPlaceholderMovie::placeholder());
-    entry.arguments = {optionOf(attribute), "none"};
     m_batch.queueEntry(std::move(entry));
     return true;
 }
@@ -320,8 +260,9 @@ bool BatchPanels::removeMetadata(const KWMetadataItem& item)
         return false;
     QueueEntry entry;
     entry.desc = fmt::format("Remove metadata {}", item.key);
-    entry.invocation = record("KWMetadataController removeMetaData:fromMovie:",
-        KWMetadataController::removeMetaData, item, KWPlaceholderMovie::placeholder());
+    entry.invocation
+        = record("KWMetadataController removeMetaData:fromMovie:", KWMetadataController::removeMetaData, item,
+            KWPlaceholderMovie::placeholder());
     entry.arguments = {"--remove-metadata", item.key};
     m_batch.queueEntry(std::move(entry));
     return true;

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "batch/BatchResult.h"
 #include "batch/BatchSettings.h"
-#include "movie/QTMovie.h"
+#include "saving/SaveRoad.h"
 
 #include <chrono>
 #include <functional>
@@ -12,13 +11,9 @@
 
 namespace reelwright {
 
-/// Moves of a save, so that a test can make them fail.
+/// Where replaced files go, so that a test can make it fail.
 struct BatchFiles
 {
-    /// As FileHelper::moveFile.
-    std::function<std::error_code(
-        const std::string& from, const std::string& to, std::chrono::milliseconds timeout)>
-        move;
     /// Into the trash can, noted there under another path.
     std::function<std::error_code(
         const std::string& path, const std::string& original, std::chrono::milliseconds timeout)>
@@ -27,18 +22,19 @@ struct BatchFiles
     static BatchFiles real();
 };
 
-/// Writes a movie for a batch: an update in place where that is asked for and possible, else a whole file
-/// beside the target that takes its place. What stood there goes to the trash can. Keeps nothing between two
-/// saves.
+/// Takes a movie to the disk for a batch, with the batch's rules and log lines: an update in place where that
+/// is asked for and possible, else a whole file. What stood in its place goes to the trash can. Keeps nothing
+/// between two saves.
 class BatchSaver
 {
 public:
-    enum class Operation { Save, SaveAs };
-    struct Saved
+    struct Order
     {
-        BatchResult::Road road = BatchResult::Road::Nothing;
-        std::uint64_t bytesWritten = 0;
-        std::vector<std::string> warnings;
+        QTMovie movie;
+        std::string output; ///< the movie's own file, in place
+        bool dryRun = false;
+        /// As SaveRequest::transform.
+        std::function<Result<QTMovie>(const QTMovie& movie, SaveMode mode)> transform {};
     };
 
     /// Borrows the settings.
@@ -50,15 +46,14 @@ public:
     }
 
     /// On an error the target is what it was.
-    Result<Saved> write(
-        QTMovie& movie, const std::string& path, Operation operation, const Progress& progress) const;
+    [[nodiscard]] SaveOutcome save(Order order, const Progress& progress) const;
 
 private:
-    Result<Saved> takeRoad(
-        QTMovie& movie, const std::string& path, Operation operation, const Progress& progress) const;
-    Result<Saved> writeThroughTemporaryFile(
-        const QTMovie& movie, const std::string& path, const Progress& progress) const;
-    Result<void> place(const std::string& temporary, const std::string& target) const;
+    struct Placing;
+
+    [[nodiscard]] SaveRequest request(const Order& order) const;
+    [[nodiscard]] SaveOutcome takeRoad(const Order& order, const Progress& progress) const;
+    [[nodiscard]] WholeFileEvents events(Placing& placing) const;
 
     const BatchSettings& m_settings;
     std::shared_ptr<Storage> m_storage;

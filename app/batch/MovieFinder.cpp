@@ -1,5 +1,7 @@
 #include "app/batch/MovieFinder.h"
 
+#include "support/FileHelper.h"
+
 #include <QDirIterator>
 #include <QFileInfo>
 
@@ -16,12 +18,10 @@ std::vector<std::string> moviesAmong(const QStringList& paths)
             continue;
         }
         std::vector<std::string> inside;
-        QDirIterator files {path,
-            {QStringLiteral("*.mov"), QStringLiteral("*.qt"), QStringLiteral("*.mp4"),
-                QStringLiteral("*.m4v")},
-            QDir::Files | QDir::Readable, QDirIterator::Subdirectories};
+        QDirIterator files {path, QDir::Files | QDir::Readable, QDirIterator::Subdirectories};
         while (files.hasNext())
-            inside.push_back(files.next().toStdString());
+            if (auto file = files.next().toStdString(); FileHelper::isMovieName(file))
+                inside.push_back(std::move(file));
         std::sort(inside.begin(), inside.end());
         found.insert(found.end(), inside.begin(), inside.end());
     }

@@ -1,4 +1,5 @@
 #include "movie/QTMovie.h"
+#include "saving/MediaChecksum.h"
 #include "tests/batch/BatchTest.h"
 #include "timecode/KWTimecodeController.h"
 
@@ -253,6 +254,47 @@ namespace {
             EXPECT_EQ(batch->results()[i].verified, true);
             EXPECT_TRUE(playsAtOnce(paths[i]));
         }
+    }
+
+    TEST_F(KWBatchDocument, OfRealFilesEachIsDoneOrLeftAsItWasAndAPreviewSaidSo)
+    {
+        REELWRIGHT_NEEDS_CORPUS();
+        auto originals = corpusFiles("movies");
+        originals.resize(std::min<std::size_t>(originals.size(), 48));
+        for (const auto& bad : corpusFiles("bad"))
+            originals.push_back(bad);
+        std::vector<std::string> paths;
+        for (const auto& original : originals) {
+            const auto number = std::to_string(paths.size());
+            paths.push_back(folder.file(number + fs::path(original).filename().string()));
+            fs::copy_file(original, paths.back());
+            fs::permissions(paths.back(), fs::perms::owner_write, fs::perm_options::add);
+        }
+        batch->addFiles(paths);
+        preferences.set("batchJobs", std::int64_t {4});
+        panels().movieSettingsAutoplayToggle(true);
+        panels().rotateLeft();
+        panels().addMetadata("com.apple.quicktime.artist", "Ilse");
+        batch->previewChanges(BatchMode::InPlace);
+        while (batch->collectPreviews())
+            std::this_thread::yield();
+        const auto previews = batch->previews();
+        process();
+        std::size_t done = 0;
+        for (std::size_t i = 0; i < paths.size(); ++i) {
+            const auto& result = batch->results()[i];
+            EXPECT_EQ(result.status, previews[i]->status) << paths[i] << ": " << result.error;
+            EXPECT_EQ(result.road, previews[i]->road) << paths[i];
+            if (result.status == BatchResult::Status::Done) {
+                ++done;
+                const auto saved = mediaChecksums(*QTMovie::open(paths[i]), {});
+                EXPECT_EQ(saved, mediaChecksums(*QTMovie::open(originals[i]), {})) << paths[i];
+                continue;
+            }
+            EXPECT_EQ(readFile(paths[i]), readFile(originals[i])) << paths[i];
+            EXPECT_EQ(result.error.empty(), result.status != BatchResult::Status::Failed) << paths[i];
+        }
+        EXPECT_GT(done, 30U);
     }
 
     TEST_F(KWBatchDocument, APreviewTellsWhatARunWouldDoAndWritesNothing)
