@@ -13,6 +13,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace reelwright {
 
 std::span<const EditGroup> editGroups()
@@ -38,6 +40,27 @@ std::vector<EditKind> editKinds()
     for (const auto& group : editGroups())
         kinds.insert(kinds.end(), group.kinds.begin(), group.kinds.end());
     return kinds;
+}
+
+Result<EditPlan> planOf(std::span<const std::string> options)
+{
+    const auto kinds = editKinds();
+    EditSteps steps;
+    for (const auto& text : options) {
+        const auto space = std::min(text.find(' '), text.size());
+        const auto option = text.substr(0, space);
+        const auto value = std::string_view {text}.substr(std::min(space + 1, text.size()));
+        const auto kind = std::find_if(
+            kinds.begin(), kinds.end(), [&](const EditKind& each) { return each.option == option; });
+        if (kind == kinds.end())
+            return failure(
+                MovieError::Code::Refused, {}, fmt::format("there is no edit option \"{}\"", option));
+        if ((*kind->value == '\0') != (space == text.size()))
+            return failure(MovieError::Code::Refused, {},
+                *kind->value == '\0' ? option + " takes no value" : option + " takes " + kind->value);
+        RW_CHECK(kind->parse(value, steps));
+    }
+    return steps.finish();
 }
 
 tl::unexpected<MovieError> edits::wrongValue(

@@ -29,6 +29,9 @@ struct EditGroup
 /// All of them, in the order of the help.
 std::span<const EditGroup> editGroups();
 std::vector<EditKind> editKinds();
+/// The plan of options with their values, as in "--rotate left", in the order given. The error is a sentence
+/// about an option that is not there, a wrong value, or options that do not go together.
+Result<EditPlan> planOf(std::span<const std::string> options);
 
 namespace edits {
 

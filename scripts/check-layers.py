@@ -26,6 +26,7 @@ ARROWS["report"] = ARROWS["timecode"] | {"timecode", "attributes", "chapters"}
 ARROWS["picture"] = {"movie", "support"}
 ARROWS["edits"] = ARROWS["tasks"] | {"tasks", "chapters", "conform", "picture"}
 ARROWS["saving"] = ARROWS["edits"] | {"edits", "report"}
+ARROWS["checks"] = ARROWS["edits"] | {"edits", "report"}
 ARROWS["document"] = ARROWS["saving"] | {"saving"}
 ARROWS["batch"] = ARROWS["document"] | {"document"}
 CORE = set(ARROWS)
