@@ -2,6 +2,7 @@
 
 #include "cli/HelpFormatter.h"
 #include "cli/HelpTexts.h"
+#include "cli/OptionsFile.h"
 #include "report/Printable.h"
 
 #include <fmt/format.h>
@@ -16,11 +17,11 @@ namespace {
     /// so. They pass through it behind this character.
     constexpr char kShield = '\x01';
 
-    std::vector<std::string> shielded(int argc, const char* const* argv)
+    std::vector<std::string> shielded(std::vector<std::string> typed)
     {
         std::vector<std::string> arguments;
-        for (int i = argc - 1; i > 0; --i) { // the parser wants them last first
-            std::string argument = argv[i];
+        for (; !typed.empty(); typed.pop_back()) { // the parser wants them last first
+            auto argument = std::move(typed.back());
             if (argument.starts_with('[') || argument.starts_with(kShield))
                 argument.insert(argument.begin(), kShield);
             arguments.push_back(std::move(argument));
@@ -95,8 +96,13 @@ namespace {
 
         std::variant<Request, Answered> parse(int argc, const char* const* argv)
         {
+            auto typed = withOptionsOfFiles({argv + std::min(argc, 1), argv + argc});
+            if (!typed) {
+                fmt::print(stderr, "reelwright-cli {}: {}\n", argv[1], printable(typed.error().message()));
+                return Answered {exitStatus::kWrongUsage};
+            }
             try {
-                m_app.parse(shielded(argc, argv));
+                m_app.parse(shielded(std::move(*typed)));
                 auto& known = m_commands.at(m_app.get_subcommands().front());
                 Request request;
                 known.common.moveTo(request);
@@ -123,6 +129,19 @@ namespace {
             CommonOptions common;
             std::unique_ptr<Command> command;
         };
+
+        /// Of commands that know the option.
+        Result<std::vector<std::string>> withOptionsOfFiles(std::vector<std::string> typed)
+        {
+            const CLI::App* app = nullptr;
+            for (const auto& [known, command] : m_commands)
+                if (!typed.empty() && known->get_name() == typed.front())
+                    app = known;
+            if (!app || !app->get_option_no_throw("--options-from"))
+                return typed;
+            return withOptionFiles(
+                typed, [app](const std::string& name) { return app->get_option_no_throw(name) != nullptr; });
+        }
 
         static std::string noCommand(int argc, const char* const* argv)
         {

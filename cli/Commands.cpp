@@ -1,5 +1,6 @@
 #include "cli/AtomsCommand.h"
 #include "cli/ChaptersCommand.h"
+#include "cli/CheckCommand.h"
 #include "cli/Command.h"
 #include "cli/EditCommand.h"
 #include "cli/ExportCommands.h"
@@ -10,6 +11,7 @@
 #include "cli/TasksCommand.h"
 #include "cli/TimecodeCommand.h"
 #include "cli/VerifyCommand.h"
+#include "cli/WatchCommand.h"
 
 namespace reelwright::cli {
 namespace {
@@ -35,6 +37,10 @@ namespace {
         {"atoms", "Print each file's atoms with their places", help::kAtomsFooter, FilesUse::Needed,
             make<AtomsCommand>},
         {"edit", help::kEdit, help::kEditFooter, FilesUse::Needed, make<EditCommand>},
+        {"watch", "Edit each movie that comes into a folder, once", help::kWatchFooter, FilesUse::Needed,
+            make<WatchCommand>},
+        {"check", "Say of each movie whether it is what a set of rules demands", help::kCheckFooter,
+            FilesUse::Optional, make<CheckCommand>},
         {"export", "Write movies in other formats", help::kExportFooter, FilesUse::Optional,
             make<ExportCommand>},
         {"frame", "Write single pictures, a series of them, or a sheet", help::kFrameFooter, FilesUse::Needed,

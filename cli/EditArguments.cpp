@@ -37,6 +37,10 @@ void EditArguments::addTo(CLI::App& app)
             added->group(fmt::format("Edits, applied in the order given: {}", group.title));
             m_kinds[added] = &kind;
         }
+    app.add_option("--options-from", CLI::callback_t {},
+           "Read options from FILE, one or more a line, as if\nthey stood here: a repair with a name")
+        ->option_text("FILE")
+        ->group("Options from a file");
     addOutputs(app);
     const auto flag = [&](const char* name, bool& value, const char* text, const char* group) {
         app.add_flag(name, value, text)->group(group);
@@ -51,6 +55,11 @@ void EditArguments::addTo(CLI::App& app)
     app.add_flag_callback(
            "--no-sync", [this] { m_options.sync = false; },
            "Do not wait for the disk; for scratch work: a crash\nmay lose the file")
+        ->group(kHow);
+    app.add_option("--journal", m_options.journal,
+           "Note in FILE what is saved, so that the same command\nstarted again, after a crash too, does no "
+           "file twice")
+        ->option_text("FILE")
         ->group(kHow);
     app.add_option("--jobs", m_options.jobs, fmt::format("Work on N files at a time (1 to {})", kMaxJobs))
         ->option_text("N")
@@ -102,7 +111,9 @@ EditOptions EditArguments::finish()
         const auto value = asTyped(option->results().at(used[option]++));
         if (const auto parsed = known->second->parse(value, steps); !parsed)
             throwUsageError(parsed.error().detail);
+        m_options.planText += fmt::format("{} {}\n", known->second->option, value);
     }
+    m_options.journal = asTyped(m_options.journal);
     auto plan = steps.finish();
     if (!plan)
         throwUsageError(plan.error().detail);

@@ -8,6 +8,7 @@
 #include "support/KWLog.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -55,7 +56,7 @@ namespace {
     {
         auto text = printable(result.file) + ": ";
         if (result.status == EditStatus::Unchanged)
-            return text + "unchanged";
+            return text + (result.wasDoneBefore ? "done before, as the journal says" : "unchanged");
         const char* would = result.dryRun ? "would be " : "";
         if (result.output != result.file)
             text += fmt::format("{}written to {}", would, printable(result.output));
@@ -87,6 +88,8 @@ Json editJson(const EditResult& result)
     };
     if (result.dryRun)
         json["dryRun"] = true;
+    if (result.wasDoneBefore)
+        json["doneBefore"] = true;
     if (result.media) {
         auto media = Json::array();
         for (const auto& track : *result.media)
@@ -118,8 +121,10 @@ namespace {
     {
     public:
         EditRun(const EditOptions& options, Console& console, OutputFormat format,
-            std::vector<PlannedOutput> plan)
+            std::vector<PlannedOutput> plan, SaveJournal* journal, Mention mention)
             : m_options(options)
+            , m_journal(journal)
+            , m_mention(mention)
             , m_console(console)
             , m_plan(std::move(plan))
             , m_writer(console, format, m_plan.size())
@@ -159,8 +164,6 @@ namespace {
                 result.cancelled = true;
                 return result;
             }
-            if (!planned.refusal.empty())
-                return EditResult::failed(planned.file, planned.refusal);
             const auto progress = [this, index](double fraction) {
                 m_fractions[index] = fraction;
                 showProgress(m_plan[index].file);
@@ -169,7 +172,15 @@ namespace {
             progress(0);
             EditResult result;
             const auto done = guarded([&]() -> Result<void> {
-                result = FileEdit(m_options, m_storage, progress).run(planned.file, planned.output);
+                FileEdit edit {m_options, m_storage, progress, m_journal};
+                if (edit.hasWritten(planned.output)) {
+                    result.file = planned.file;
+                    result.status = EditStatus::Unchanged;
+                    result.wasDoneBefore = true;
+                } else if (!planned.refusal.empty())
+                    result = EditResult::failed(planned.file, planned.refusal);
+                else
+                    result = edit.run(planned.file, planned.output);
                 return {};
             });
             m_fractions[index] = 1;
@@ -189,6 +200,10 @@ namespace {
             }
             if (result.isIncomplete)
                 m_hasFailures = true;
+            if (result.wasDoneBefore && m_mention == Mention::WhatIsDone) {
+                m_writer.skip(index);
+                return;
+            }
             for (const auto& warning : result.warnings)
                 m_console.message(result.file, "warning: " + warning);
             if (m_writer.wantsText())
@@ -206,6 +221,8 @@ namespace {
         }
 
         const EditOptions& m_options;
+        SaveJournal* m_journal;
+        const Mention m_mention;
         Console& m_console;
         const std::vector<PlannedOutput> m_plan;
         ResultWriter m_writer;
@@ -237,19 +254,35 @@ int EditCommand::run(const Invocation& invocation)
             {}, "-o names the output of one file; give exactly one, or use --output-dir or --suffix");
         return exitStatus::kWrongUsage;
     }
-    return editFiles(m_options, invocation);
+    const auto journal = openJournal(m_options);
+    if (!journal) {
+        invocation.console.message({}, journal.error().message());
+        return exitStatus::kFailed;
+    }
+    return editFiles(m_options, invocation, journal->get());
 }
 
-int editFiles(const EditOptions& options, const Invocation& invocation)
+Result<std::unique_ptr<SaveJournal>> openJournal(const EditOptions& options)
+{
+    const bool isThere = ::access(options.journal.c_str(), F_OK) == 0;
+    if (options.journal.empty() || (options.dryRun && !isThere))
+        return nullptr;
+    return SaveJournal::open(
+        options.journal, options.planText, options.sync ? Storage::Sync::On : Storage::Sync::Off);
+}
+
+int editFiles(const EditOptions& options, const Invocation& invocation, SaveJournal* journal, Mention mention)
 {
     auto& console = invocation.console;
     interrupt::listen();
     // A reader of the results that goes away must not end a save; it is reported as a failed write.
     ::signal(SIGPIPE, SIG_IGN); // NOLINT: ignoring needs no handler
     EditRun work {options, console, invocation.format,
-        planOutputs(invocation.files, options, [&](const std::string& alias, const std::string& kept) {
-            console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
-        })};
+        planOutputs(invocation.files, options,
+            [&](const std::string& alias, const std::string& kept) {
+                console.message(alias, "warning: is the same file as " + kept + ", which is edited once");
+            }),
+        journal, mention};
     work.all();
     // A signal that came when the last file was done has stopped nothing.
     if (const int signal = interrupt::received(); signal != 0 && work.wasCancelled()) {

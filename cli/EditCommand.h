@@ -20,8 +20,16 @@ private:
     EditOptions m_options;
 };
 
-/// Edits the files as the options say, some at a time, and reports each. The exit status as above.
-int editFiles(const EditOptions& options, const Invocation& invocation);
+/// Which results are told.
+enum class Mention { Everything, WhatIsDone };
+
+/// Edits the files as the options say, some at a time, and reports each. The exit status as above. `journal`
+/// may be null.
+int editFiles(const EditOptions& options, const Invocation& invocation, SaveJournal* journal,
+    Mention mention = Mention::Everything);
+
+/// The journal that the options name; null where they name none, or in a dry run one that is not there.
+Result<std::unique_ptr<SaveJournal>> openJournal(const EditOptions& options);
 
 /// A result as an object and as text for people.
 Json editJson(const EditResult& result);

@@ -10,6 +10,8 @@ namespace reelwright::cli {
 struct EditOptions : OutputRule, SaveRules
 {
     EditPlan plan;
+    std::string planText; ///< the edit options and their values, one a line: the plan's identity
+    std::string journal; ///< the path of one, or empty
     bool sync = true; ///< flush to the medium
     unsigned jobs = 1; ///< files at a time
 };

@@ -26,9 +26,11 @@ EditResult EditResult::failed(std::string file, std::string error)
     return result;
 }
 
-FileEdit::FileEdit(const EditOptions& options, std::shared_ptr<Storage> storage, Progress progress)
+FileEdit::FileEdit(
+    const EditOptions& options, std::shared_ptr<Storage> storage, Progress progress, SaveJournal* journal)
     : m_options(options)
     , m_storage(std::move(storage))
+    , m_journal(journal)
     , m_progress(std::move(progress))
 {
 }
@@ -46,11 +48,36 @@ EditResult FileEdit::run(const std::string& file, const std::string& output)
     return result;
 }
 
+bool FileEdit::hasWritten(const std::string& output) const
+{
+    if (!m_journal || output.empty() || !m_storage->exists(output))
+        return false;
+    const auto written = QTMovie::open(output, m_storage);
+    return written && m_journal->isDone(output, *written);
+}
+
+/// What an earlier run began is finished; nothing is changed twice.
+Result<void> FileEdit::finishInterrupted(EditResult& result, QTMovie movie) const
+{
+    SaveRequest request;
+    request.movie = std::move(movie);
+    request.rules.dryRun = m_options.dryRun;
+    request.finishesInterrupted = true;
+    request.journal = m_journal;
+    if (auto saved = saving::save(std::move(request), m_progress); saved.error)
+        return tl::unexpected(std::move(*saved.error));
+    result.wasDoneBefore = true;
+    result.status = EditStatus::Unchanged;
+    return {};
+}
+
 Result<void> FileEdit::edit(EditResult& result, const std::string& output)
 {
     const auto& file = result.file;
     RW_TRY(auto movie, QTMovie::open(file, m_storage));
     result.warnings = warningTexts(movie);
+    if (m_journal && m_options.isInPlace() && m_journal->isDone(file, movie))
+        return finishInterrupted(result, std::move(movie));
 
     const auto original = movie;
     RefusedParts refused;
@@ -75,6 +102,7 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     if (m_options.forceResave || (!output.empty() && output != file))
         request.unused = UnusedBytes::LeaveOut;
     request.makesFolder = m_options.outputFolder.has_value();
+    request.journal = m_journal;
     std::string keptHeader;
     if (const auto& conform = m_options.plan.conform)
         request.transform = [&](const QTMovie& edited, SaveMode mode) -> Result<QTMovie> {

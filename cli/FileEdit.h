@@ -22,6 +22,7 @@ struct EditResult
     bool isIncomplete = false; ///< a part was refused, the warnings say which, and the rest was done
     std::string error; ///< empty unless failed
     bool cancelled = false;
+    bool wasDoneBefore = false; ///< an earlier run with the same journal saved it
     bool dryRun = false;
     std::optional<std::vector<MediaComparison>> media;
 
@@ -33,17 +34,23 @@ struct EditResult
 class FileEdit
 {
 public:
-    /// Borrows the options. `progress` hears about long work and can stop it.
-    FileEdit(const EditOptions& options, std::shared_ptr<Storage> storage, Progress progress);
+    /// Borrows options and journal, which can be null. `progress` hears about long work and can stop it.
+    FileEdit(const EditOptions& options, std::shared_ptr<Storage> storage, Progress progress,
+        SaveJournal* journal = nullptr);
 
     /// `output` is empty to save into the file itself.
     EditResult run(const std::string& file, const std::string& output);
 
+    /// Did an earlier run with the same journal write that output?
+    [[nodiscard]] bool hasWritten(const std::string& output) const;
+
 private:
     Result<void> edit(EditResult& result, const std::string& output);
+    Result<void> finishInterrupted(EditResult& result, QTMovie movie) const;
 
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;
+    SaveJournal* m_journal;
     Progress m_progress;
 };
 

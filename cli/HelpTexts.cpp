@@ -199,6 +199,17 @@ JSON (one object for one file, an array for several; --json-lines one object a l
   file, status (updated, unchanged, failed), mode (in-place, flattened, none), output, bytesWritten,
   changes [{path, before, after}], warnings, error, and with --verify media [{track, before, after}]
 
+A run that can be begun again (--journal FILE):
+  Before each save the checksum of the header that is going to be written is noted in FILE. The same command started
+  again with the same FILE, after a crash, a kill or a power failure too, leaves the files alone whose header is noted,
+  finishes what an interrupted save left to do, and does the others; so nothing is turned twice. A journal belongs to
+  the edits that it was begun with; other edits are refused. Give each new job a new one, and delete it when all is done.
+
+Options from a file (--options-from FILE):
+  One option or more a line, in the order in which they are to be applied; each line begins with an option, and # begins
+  a comment. Quotes are those of a shell: '...' as it stands, "..." with \" and \\ in it, \ before a single character.
+  Paths are taken from the folder that the command is started in. A file of options cannot read another one.
+
 Examples:
   reelwright-cli edit --autoplay on --controller hide clip.mov
   reelwright-cli edit --rotate right --flop clip.mov              turns, then mirrors
@@ -211,11 +222,45 @@ Examples:
   reelwright-cli edit --title 'Day 3' --metadata com.apple.quicktime.artist=Ilse clip.mov
   reelwright-cli edit --track v1:metadata=com.apple.proapps.reel=A003 --remove-metadata ©swr clip.mov
   reelwright-cli edit --rotate left -n *.mov                      shows what would change
+  reelwright-cli edit --rotate left --journal day3.journal --jobs 4 *.mov
+  reelwright-cli edit --options-from camera-b.repair *.mov
   reelwright-cli edit --aperture clean --suffix -clean --verify --jobs 4 *.mov
   find . -name '*.mov' -print0 | reelwright-cli edit --autoplay off --files-from - -0
 
 Exit status: 0 done, 1 a file failed (named on standard error), 2 wrong usage (nothing was done), 130 stopped by Ctrl-C,
 143 by SIGTERM (128 + the signal's number).)";
+
+const char* const kWatchFooter = R"(
+Takes the edits of "edit" (see "reelwright-cli edit --help" for what they mean) and one folder. Each movie in it (mov, qt,
+mp4, m4v; not in folders within it, no hidden ones) is edited once, when nobody has written to it for a few seconds; so are
+those that come later, until Ctrl-C or SIGTERM. A file that failed is tried again when it changes. Results are printed as
+files are done, with --json one object a line.
+
+What was done is noted in a journal (see --journal of "edit"), so that a file is done once also when the program is started
+again. Without --journal it is kept with the program's own files, one for each folder; another repair for the same folder
+needs a journal of its own. A file that another program changes afterwards counts as a new one.
+
+Examples:
+  reelwright-cli watch --options-from camera-b.repair /media/ingest
+  reelwright-cli watch --rotate left --output-dir /media/turned /media/ingest
+  reelwright-cli watch --once --task remove-empty-tracks /media/ingest
+
+Exit status: 0 ended, also by a signal; 1 a file failed (with --once), or the folder is gone; 2 wrong usage.)";
+
+const char* const kCheckFooter = R"(
+Rules are a JSON file; docs/RULES.md explains them. Each names a field of "info --json", a comparison and a value, and may
+say how grave it is (error or warning), a message, and the edit that mends it. That edit is printed as a command, never
+done. --list names the sets that come with the program; --rules takes such a name as well as a file.
+
+JSON (one object a file): file, rules (the set's name), status (passed, failed), errors, warnings (how many), findings
+[{rule (from 1), severity, field, value, message, edit [...]}], error
+
+Examples:
+  reelwright-cli check --rules broadcast-hd-25 *.mov
+  reelwright-cli check --rules delivery.json --json-lines *.mov | jq -r 'select(.status == "failed") | .file'
+
+Exit status: 0 all files pass (warnings do not matter), 1 a file fails or could not be read, 2 wrong usage, or rules that
+cannot be read (with the place in them).)";
 
 const char* const kVerifyFooter = R"(
 Reads all media, those in other files included, and compares them with nothing: it tells media that are missing, cut

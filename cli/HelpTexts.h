@@ -14,6 +14,8 @@ extern const char* const kMetadataFooter;
 extern const char* const kAtomsFooter;
 extern const char* const kEdit;
 extern const char* const kEditFooter;
+extern const char* const kWatchFooter;
+extern const char* const kCheckFooter;
 extern const char* const kExportFooter;
 extern const char* const kFrameFooter;
 extern const char* const kVerifyFooter;

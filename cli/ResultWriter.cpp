@@ -40,11 +40,21 @@ void ResultWriter::addJson(std::size_t index, const Json& json)
     add(index, m_isArray ? indented(text) : text + '\n');
 }
 
+void ResultWriter::skip(std::size_t index)
+{
+    if (m_format != OutputFormat::JsonLines)
+        add(index, {});
+}
+
 void ResultWriter::add(std::size_t index, std::string text)
 {
     const std::lock_guard lock {m_mutex};
     m_waiting.emplace(index, std::move(text));
     for (auto ready = m_waiting.find(m_next); ready != m_waiting.end(); ready = m_waiting.find(++m_next)) {
+        if (ready->second.empty()) {
+            m_waiting.erase(ready);
+            continue;
+        }
         const auto* before = !m_isArray ? "" : m_hasWritten ? ",\n" : "[\n";
         m_console.write(before + ready->second);
         m_hasWritten = true;

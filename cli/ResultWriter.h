@@ -26,6 +26,8 @@ public:
     /// The result of file number `index` (from 0), in the form that `format` asks for.
     void addText(std::size_t index, std::string text);
     void addJson(std::size_t index, const Json& json);
+    /// File number `index` has no result that is told.
+    void skip(std::size_t index);
     /// Call when all results have been added.
     void finish();
 
