@@ -25,6 +25,7 @@ void saveMovie(ByteSpan input);
 void importMedia(ByteSpan input);
 void readTimes(ByteSpan input);
 void readPropertyList(ByteSpan input);
+void readRules(ByteSpan input);
 
 std::span<const Target> targets();
 const Target* findTarget(std::string_view name);

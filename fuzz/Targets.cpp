@@ -17,6 +17,7 @@ namespace {
         {"import", importMedia, kMaxMedia},
         {"times", readTimes, 512},
         {"plist", readPropertyList, 4096},
+        {"rules", readRules, 4096},
     };
 
 } // namespace

@@ -162,12 +162,26 @@ def plists():
     yield "empty.plist", b""
 
 
+def rules():
+    """Sets of rules, good and bad ones, and files of options."""
+    for path in sorted(ROOT.glob("checks/rules/*.json")):
+        yield path.name, path.read_bytes()
+    yield "small.json", b'{"name": "a", "rules": [{"field": "frameRate", "comparison": "present"}]}'
+    yield "wrong-field.json", b'{"name": "a", "rules": [{"field": "tracks[v1].nothing", "comparison": "absent"}]}'
+    yield "wrong-edit.json", b'{"name": "a", "rules": [{"field": "brand", "comparison": "absent", "edit": ["--flip", "--rotate up"]}]}'
+    yield "patterns.json", b'{"name":"a","rules":[{"field":"file","comparison":"like","value":"*a*b?c**"},{"field":"metadata[x.y]","comparison":"unlike","value":"?"}]}'
+    yield "deep.json", b"[" * 100
+    yield "comments.json", b'// a\n{"name": /* b */ "a\\"", "rules": [{}]}'
+    yield "options.txt", b"# a repair\n--rotate left --title 'Day 3'\n--metadata \"a=b\\\"c\"\n"
+    yield "options-open.txt", b"--title 'Day 3\n--flip\n"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=Path)
     parser.add_argument("--builder", type=Path, default=ROOT / "build/fuzz/bin/fuzz_builder_movies")
     options = parser.parse_args()
-    folders = {name: options.folder / name for name in ["open", "report", "save", "import", "times", "plist"]}
+    folders = {name: options.folder / name for name in ["open", "report", "save", "import", "times", "plist", "rules"]}
     for folder in folders.values():
         folder.mkdir(parents=True, exist_ok=True)
 
@@ -192,6 +206,8 @@ def main():
         (folders["times"] / name).write_bytes(content)
     for name, content in plists():
         (folders["plist"] / name).write_bytes(content)
+    for name, content in rules():
+        (folders["rules"] / name).write_bytes(content)
     for name, folder in folders.items():
         files = list(folder.iterdir())
         print(f"{name}: {len(files)} files, {sum(file.stat().st_size for file in files)} bytes")
