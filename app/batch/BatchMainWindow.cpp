@@ -11,7 +11,10 @@
 #include "app/shell/AlertBox.h"
 #include "app/shell/Background.h"
 #include "app/shell/FileChooser.h"
+#include "app/window/CheckDialog.h"
 #include "batch/BatchReport.h"
+#include "edits/EditCatalogue.h"
+#include "report/FactsJson.h"
 #include "support/FileHelper.h"
 #include "support/Preferences.h"
 
@@ -354,6 +357,8 @@ void BatchMainWindow::makeMenus(const ApplicationActions& actions)
         batch, tr("&Submit Batch\u2026"), QKeySequence(Qt::CTRL | Qt::Key_Return), &BatchMainWindow::submit);
     addAction(batch, tr("&Retry Failed"), QKeySequence(Qt::CTRL | Qt::Key_R), &BatchMainWindow::retryFailed);
     batch.addSeparator();
+    addAction(batch, tr("C&heck\u2026"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
+        &BatchMainWindow::checkFiles);
     addAction(batch, tr("Save Repor&t\u2026"), {}, &BatchMainWindow::saveReport);
     addAction(batch, tr("&Copy as Command"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
         &BatchMainWindow::copyAsCommand);
@@ -686,6 +691,45 @@ void BatchMainWindow::updateStatus()
                     .arg(same)
                     .arg(failed);
     m_status->setText(text);
+}
+
+/// The selected files, or all where one or none is selected.
+void BatchMainWindow::checkFiles()
+{
+    if (m_batch.isProcessing() || m_batch.fileArray().empty())
+        return;
+    auto paths = m_batch.fileArray();
+    if (const auto rows = selectedFiles(); rows.size() > 1) {
+        paths.clear();
+        for (const auto row : rows)
+            paths.push_back(m_batch.fileArray()[row]);
+    }
+    auto* dialog = new CheckDialog(
+        std::move(paths),
+        [storage = m_storage](const std::string& path) -> Result<Json> {
+            RW_TRY(const auto movie, QTMovie::open(path, storage, HeaderReading::Outline));
+            return factsJson(MovieFacts::of(movie));
+        },
+        tr("&Queue What Mends Them"), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    connect(dialog, &CheckDialog::mendAsked, this, [this](const std::vector<std::string>& edits) {
+        const auto plan = planOf(edits);
+        if (!plan) {
+            alert("The edits do not go together", plan.error().detail, {"OK"});
+            return;
+        }
+        for (const auto& edit : plan->edits)
+            m_panels.queue(edit);
+        if (plan->conform && plan->conform->frameRate > 0)
+            m_panels.conformFrameRate(plan->conform->text);
+        else if (plan->conform)
+            alert("The exact conform is not queued",
+                "A batch conforms by a number of frames a second; use the command line for "
+                "--conform-exact.",
+                {"OK"});
+    });
+    dialog->open();
 }
 
 void BatchMainWindow::copyAsCommand()

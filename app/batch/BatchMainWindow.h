@@ -92,6 +92,7 @@ private:
     void moveQueueEntry(int by);
     void submit();
     void previewChanges();
+    void checkFiles();
     void copyAsCommand();
     void saveReport();
     void retryFailed() { m_batch.retryFailed(); }

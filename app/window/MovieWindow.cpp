@@ -16,6 +16,7 @@
 #include "app/shell/FileChooser.h"
 #include "app/window/AtomInspector.h"
 #include "app/window/BannerBar.h"
+#include "app/window/CheckDialog.h"
 #include "app/window/FactsLoader.h"
 #include "app/window/PanelTabWidget.h"
 #include "app/window/ProgressSheet.h"
@@ -28,10 +29,11 @@
 #include "app/window/WindowActions.h"
 #include "app/window/WindowMemory.h"
 #include "document/MyDocument.h"
-#include "edits/EditSteps.h"
+#include "edits/EditCatalogue.h"
 #include "edits/InsertionEdits.h"
 #include "edits/TrackEdits.h"
 #include "movie/saving/MovieSaver.h"
+#include "report/FactsJson.h"
 #include "report/InfoReport.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
@@ -229,6 +231,7 @@ void MovieWindow::connectActions()
         review->setWindowModality(Qt::WindowModal);
         review->open();
     });
+    on(m_actions->check, [this] { checkMovie(); });
     on(m_actions->revertToSaved, [&document] { document.revertToSaved(); });
     on(m_actions->revertToOpened, [&document] { document.revertToOpened(); });
     on(m_actions->nextArea, [this] { goToNextArea(); });
@@ -365,6 +368,33 @@ void MovieWindow::connectTrackActions()
             performTold(edits::removeAllMedia(selector), "Unable to delete media");
     });
     on(m_actions->extractTrack, [this] { extractSelectedTrack(); });
+}
+
+/// The movie as it is on show, unsaved changes included.
+void MovieWindow::checkMovie()
+{
+    finishEditing();
+    const auto movie = m_document->movie();
+    auto* dialog = new CheckDialog(
+        {movie.fileName()},
+        [movie](const std::string&) -> Result<Json> { return factsJson(MovieFacts::of(movie)); },
+        tr("&Apply What Mends It"), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowModality(Qt::WindowModal);
+    connect(dialog, &CheckDialog::mendAsked, this, [this](const std::vector<std::string>& edits) {
+        const auto plan = planOf(edits);
+        if (!plan) {
+            alert("The edits do not go together", plan.error().detail, {"OK"});
+            return;
+        }
+        if (!plan->edits.empty())
+            performTold(allOf("Mend What the Check Found", plan->edits), "Unable to mend the movie");
+        if (plan->conform)
+            alert("The frame rate is not changed yet",
+                "A conform works on the saved file. Save the movie, then conform it on the Conform pane.",
+                {"OK"});
+    });
+    dialog->open();
 }
 
 void MovieWindow::performTold(const Edit& edit, const std::string& title)

@@ -102,6 +102,7 @@ private:
     /// The file that the user chose to take media from.
     QString chooseMediaFile(const QString& title);
     /// Performs an edit of tracks, and tells why where it cannot be done.
+    void checkMovie();
     void performTold(const Edit& edit, const std::string& title);
     void extractSelectedTrack();
 

@@ -29,6 +29,8 @@ WindowActions::WindowActions(QWidget& window)
         tr("What a save would change, before and after."));
     showAtoms = make(tr("&Atom Inspector..."), {},
         tr("The atoms of the file with their fields and bytes, and what a save would change in them."));
+    check = make(tr("C&heck..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K),
+        tr("Whether the movie is what a set of rules demands."));
     close = make(tr("&Close"), QKeySequence(Qt::CTRL | Qt::Key_W));
 
     undo = make(tr("&Undo"), QKeySequence::Undo);
@@ -151,7 +153,7 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     file.addSeparator();
     add(file, {save, saveAs, saveCopy});
     file.addSeparator();
-    add(file, {review, revertToSaved, revertToOpened});
+    add(file, {review, check, revertToSaved, revertToOpened});
     file.addSeparator();
     add(file, {close});
     file.addSeparator();

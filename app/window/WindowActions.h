@@ -35,6 +35,7 @@ public:
     QAction* revertToOpened;
     QAction* review;
     QAction* showAtoms;
+    QAction* check;
     QAction* close;
     // Edit; the last four go to what has the keyboard focus
     QAction* undo;
