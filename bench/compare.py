@@ -2,7 +2,7 @@
 """Measures reelwright-cli against what one would use instead, on the same files and in one run.
 
   bench/compare.py                      everything; takes some minutes and 4 GB in the temporary folder
-  bench/compare.py --only open,samples  some of it: open samples media jobs metadata edit timecode flatten
+  bench/compare.py --only open,samples  some of it: open samples media jobs metadata batch edit timecode flatten
   bench/compare.py --json results.json  the numbers as well
 
 Each row is the median of several rounds after one that does not count. In every round each program has its turn, so
@@ -27,7 +27,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 MEGABYTE = 1e6
-SECTIONS = ["open", "samples", "media", "many", "jobs", "metadata", "edit", "timecode", "flatten"]
+SECTIONS = ["open", "samples", "media", "many", "jobs", "metadata", "batch", "edit", "timecode", "flatten"]
 # Two medians of the same work differ by that much on a machine that does other things as well.
 SAME = 1.25
 
@@ -455,6 +455,91 @@ class Bench:
                 times.append(time.perf_counter() - start)
         self.files.remove(path)
         return statistics.median(times)
+
+    def batch(self):
+        """Ten edits in each of many files, beside one field set by one exiftool process."""
+        count = 100 if self.quick else 1000
+        model = self.files.make("dense", "1M")
+        folder = self.files.folder / "batch"
+        folder.mkdir()
+        paths = [self.files.copy(model, f"batch/{number:04}.mov") for number in range(count)]
+        turns = itertools.count(1)
+
+        def ten_edits(*options, files=paths):
+            def prepare():
+                settle()
+                turn = next(turns)
+                on, off = ("on", "off") if turn % 2 else ("off", "on")
+                edits = ["--autoplay", on, "--autoclose", off, "--autoquit", off, "--controller", "show" if turn % 2 else "hide"]
+                edits += ["--rotate", "left", "--flop", "--title", f"Take {turn}", "--copyright", f"{2000 + turn}"]
+                edits += ["--metadata", f"com.apple.quicktime.artist=Ilse {turn}", "--gamma", f"2.{turn % 9 + 1}"]
+                return [self.cli, "edit", *edits, *options, *files]
+
+            return prepare
+
+        def retitle():
+            settle()
+            return ["exiftool", "-q", "-overwrite_original", f"-Title=Take {next(turns)}", *paths]
+
+        contenders = [
+            Contender("ten edits, --no-sync", prepare=ten_edits("--no-sync", "--jobs", str(os.cpu_count()))),
+            Contender("ten edits, flushed", prepare=ten_edits("--jobs", str(os.cpu_count()))),
+            Contender("ten edits, flushed, --journal", prepare=self.with_new_journal(ten_edits, folder)),
+            Contender("a tenth of the files, --no-sync", prepare=ten_edits("--no-sync", "--jobs", str(os.cpu_count()), files=paths[: count // 10])),
+            Contender("exiftool, one field", prepare=retitle, missing="exiftool"),
+        ]
+        rows = self.race(contenders, max(2, self.rounds // 2))
+        self.report.show(f"Batch: {count} files of {model.stat().st_size / 1e6:.1f} MB", rows, contenders[0].name, "exiftool flushes nothing")
+        unflushed, flushed, _, few = (rows[contender.name] for contender in contenders[:4])
+        if "exiftool, one field" in rows:
+            other = rows["exiftool, one field"]
+            self.report.faster(f"ten edits in {count} files, --no-sync: faster than one field by exiftool", unflushed, other, 20)
+            self.report.faster(f"the same, ours flushed (a flush takes {duration_text(self.flush_time())})", flushed, other, 1)
+        grown = unflushed.peak - few.peak
+        self.report.goals.append((grown <= 4e6, f"memory: {count} files against {count // 10}", f"{grown / MEGABYTE:+.1f} MB", "", "at most 4 MB more"))
+        self.count_flushes(ten_edits(files=paths[:50])(), 50)
+        self.time_to_first(ten_edits("--no-sync", "--json-lines")())
+        self.files.remove(folder, model)
+
+    @staticmethod
+    def with_new_journal(ten_edits, folder):
+        def prepare():
+            (folder / "journal").unlink(missing_ok=True)
+            return ten_edits("--journal", folder / "journal", "--jobs", str(os.cpu_count()))()
+
+        return prepare
+
+    def flush_time(self):
+        """The median time of a flush of some new bytes."""
+        path = self.files.folder / "flushed"
+        times = []
+        with open(path, "wb", buffering=0) as file:
+            for _ in range(20):
+                file.write(b"x" * 4096)
+                start = time.perf_counter()
+                os.fdatasync(file.fileno())
+                times.append(time.perf_counter() - start)
+        path.unlink()
+        return statistics.median(times)
+
+    def count_flushes(self, command, count):
+        if not shutil.which("strace"):
+            print("  strace is not installed: flushes are not counted")
+            return
+        trace = self.files.folder / "flushes.txt"
+        subprocess.run(["strace", "-f", "-qq", "-e", "trace=fsync,fdatasync,sync_file_range,syncfs", "-o", trace, *command], stdout=subprocess.DEVNULL, check=True)
+        flushes = sum(1 for line in trace.read_text().splitlines() if "sync" in line and "resumed" not in line)
+        self.report.goals.append((flushes <= 3 * count, "flushes of an edit in place", f"{flushes / count:.2f} a file", "", "at most 3 a file"))
+
+    def time_to_first(self, command):
+        """How long until the first file is done."""
+        start = time.perf_counter()
+        process = subprocess.Popen([os.fspath(part) for part in command], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        process.stdout.readline()
+        first = time.perf_counter() - start
+        process.stdout.read()
+        process.wait()
+        self.report.goals.append((first <= 0.1, "the first file of a batch is done after", duration_text(first), "", "at most 0.1 s"))
 
     def edit(self):
         size = "200M" if self.quick else "1G"
