@@ -2,6 +2,7 @@
 
 #include "movie/atoms/ByteReader.h"
 #include "movie/atoms/UserData.h"
+#include "movie/samples/DecoderChannels.h"
 
 #include <bit>
 
@@ -101,6 +102,13 @@ Result<VideoDescription> SampleDescription::video() const
     return in.finish(std::move(video));
 }
 
+bool isEncryptedFormat(FourCC format)
+{
+    constexpr FourCC kFormats[] = {"encv"_cc, "enca"_cc, "encs"_cc, "enct"_cc, "drmi"_cc, "drms"_cc, "drmt"_cc,
+        "p608"_cc};
+    return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
+}
+
 Result<SoundDescription> SampleDescription::sound() const
 {
     ByteReader in {m_entry->head.span(), "stsd"};
@@ -136,16 +144,24 @@ Result<SoundDescription> SampleDescription::sound() const
         sound.packing
             = format() == "lpcm"_cc ? SoundPacking {framesPerPacket, bytesPerPacket} : SoundPacking {};
     }
-    if (auto layout = extension("soun"_cc, "chan"_cc))
+    for (const auto& atom : extensions("soun"_cc))
+        if (const auto channels = decoderChannels(atom.type, atom.head.span()))
+            sound.channels = *channels;
+    if (format() == "samr"_cc || format() == "sawb"_cc)
+        sound.channels = 1; // writers leave 2 in the field, and the format knows no more than one
+    const auto layout = extension("soun"_cc, "chan"_cc);
+    if (layout)
         readChannelLayout(*layout, sound);
-    else if (const auto wave = extension("soun"_cc, "wave"_cc)) {
+    if (const auto wave = extension("soun"_cc, "wave"_cc)) {
         // Some writers put the layout with the decoder's own atoms.
         std::size_t position = 0;
         while (atomStartsAt(wave->span(), position)) {
             const auto header = *AtomHeader::parse(wave->span().subspan(position));
-            if (header.type == "chan"_cc)
-                readChannelLayout(
-                    wave->slice(position + 8, static_cast<std::size_t>(header.size) - 8), sound);
+            const auto payload = wave->slice(position + 8, static_cast<std::size_t>(header.size) - 8);
+            if (header.type == "chan"_cc && !layout)
+                readChannelLayout(payload, sound);
+            else if (const auto channels = decoderChannels(header.type, payload.span()))
+                sound.channels = *channels;
             position += static_cast<std::size_t>(header.size);
         }
     }

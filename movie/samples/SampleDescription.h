@@ -32,6 +32,9 @@ struct SoundDescription
     std::vector<AudioChannelDescription> channelList; ///< of the `chan` atom, may be empty
 };
 
+/// Does that format of a sample description say that the media are encrypted?
+bool isEncryptedFormat(FourCC format);
+
 /// What a video description says (QuickTime File Format, "Video Sample Description").
 struct VideoDescription
 {
