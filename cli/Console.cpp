@@ -76,6 +76,13 @@ void Console::write(std::string_view text)
         m_failed = true;
 }
 
+void Console::note(std::string_view line)
+{
+    const std::lock_guard lock {m_mutex};
+    clearBar();
+    writeTo(stderr, std::string(line) + '\n');
+}
+
 void Console::progress(std::string_view label, double fraction)
 {
     if (!m_hasBar)

@@ -18,6 +18,8 @@ public:
     void message(std::string_view file, std::string_view text);
     /// Text for standard output, written as it is.
     void write(std::string_view text);
+    /// A line on standard error for a program that reads it, as it is.
+    void note(std::string_view line);
     /// Shows the bar where standard error is a terminal; at most ten times a second.
     void progress(std::string_view label, double fraction);
     /// Takes the bar away.

@@ -12,8 +12,8 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <chrono>
 #include <filesystem>
-#include <fstream>
 
 namespace reelwright::cli {
 namespace {
@@ -29,6 +29,43 @@ namespace {
         RW_TRY(const auto typed, TypedTime::parse(text));
         return typed.exactly(movie);
     }
+
+    /// Says on standard error how far an export is: as a bar, or for a program as JSON, one object a line and
+    /// two of them a second.
+    class ExportNotes
+    {
+    public:
+        ExportNotes(const Invocation& invocation, const std::string& file, const MovieExport::Estimate& estimate)
+            : m_invocation(invocation)
+            , m_file(file)
+            , m_estimate(estimate)
+        {
+        }
+
+        bool operator()(const picture::ExportProgress& progress)
+        {
+            m_invocation.console.progress(m_file, progress.fraction);
+            constexpr auto kInterval = std::chrono::milliseconds(500);
+            const auto now = std::chrono::steady_clock::now();
+            if (m_invocation.format != OutputFormat::Text && (now >= m_next || progress.fraction >= 1)) {
+                m_next = now + kInterval;
+                const auto seconds = std::chrono::duration<double>(now - m_start).count();
+                Json json {{"file", m_file}, {"progress", progress.fraction}, {"pictures", progress.pictures},
+                    {"picturesTotal", m_estimate.pictures}, {"bytes", progress.bytes}, {"seconds", seconds}};
+                if (progress.fraction > 0)
+                    json["secondsLeft"] = seconds / progress.fraction - seconds;
+                m_invocation.console.note(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+            }
+            return interrupt::received() == 0;
+        }
+
+    private:
+        const Invocation& m_invocation;
+        const std::string& m_file;
+        const MovieExport::Estimate m_estimate;
+        const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+        std::chrono::steady_clock::time_point m_next = m_start;
+    };
 
     /// Does the work on each file and reports it as {file, output, ...} or {file, error}.
     int eachFile(const Invocation& invocation, const std::function<Result<Json>(const std::string&)>& work)
@@ -66,26 +103,6 @@ namespace {
         return status;
     }
 
-    /// Writes the bytes under that name, all or nothing.
-    Result<void> writeImage(const std::string& path, const Bytes& image, bool overwrite)
-    {
-        if (std::error_code error; !overwrite && std::filesystem::exists(path, error))
-            return failure(MovieError::Code::Refused, path, "the file exists; --overwrite replaces it");
-        const auto hidden = path + ".new";
-        std::ofstream out {hidden, std::ios::binary | std::ios::trunc};
-        out.write(
-            reinterpret_cast<const char*>(image.span().data()), static_cast<std::streamsize>(image.size()));
-        out.close();
-        std::error_code error;
-        if (out)
-            std::filesystem::rename(hidden, path, error);
-        if (!out || error) {
-            std::filesystem::remove(hidden, error);
-            return failure(MovieError::Code::Io, path, "the image cannot be written");
-        }
-        return {};
-    }
-
     std::string lowerExtension(const std::string& path)
     {
         auto extension = std::filesystem::path(path).extension().string();
@@ -112,8 +129,7 @@ void ExportCommand::addOptions(CLI::App& app)
         ->option_text("NAME");
     app.add_option("--settings", m_settings,
            "A JSON object: quality, videoBitRate, audioBitRate, width,\nheight, frameRate, channels, "
-           "sampleRate, "
-           "video, audio")
+           "sampleRate, video, audio,\nmix, color, burnTimecode, hardware")
         ->option_text("JSON");
     app.add_option("--range", m_range, "Only from IN to before OUT (timecodes, or tc: and labels)")
         ->option_text("IN-OUT");
@@ -194,10 +210,9 @@ int ExportCommand::run(const Invocation& invocation)
             : m_folder      ? (std::filesystem::path(asTyped(*m_folder)) / name).string()
                             : (source.parent_path() / name).string();
         job.overwrite = m_overwrite;
-        RW_CHECK(MovieExport::run(movie, job, [&](double done) {
-            invocation.console.progress(file, done);
-            return interrupt::received() == 0;
-        }));
+        ExportNotes notes {invocation, file, MovieExport::estimate(movie, job)};
+        RW_CHECK(MovieExport::run(
+            movie, job, [&](const picture::ExportProgress& progress) { return notes(progress); }));
         return Json {{"outputs", Json::array({job.path})}, {"format", job.format->name}};
     });
 }
@@ -267,19 +282,14 @@ int FrameCommand::run(const Invocation& invocation)
             RW_TRY(const auto image, FrameExport::sheet(movie, columns, rows, [&](const QTTime& time) {
                 return labelAt(movie, time);
             }));
-            RW_CHECK(writeImage(output, image, m_overwrite));
+            RW_CHECK(FrameExport::write(output, image, m_overwrite));
             outputs.push_back(output);
             return Json {{"outputs", outputs}};
         }
         std::vector<QTTime> times;
         if (m_every) {
             RW_TRY(const auto step, movieTime(*m_every, movie));
-            constexpr std::size_t kMost = 100'000;
-            if (step.value <= 0)
-                return refusal("--every takes a time that is longer than nothing");
-            for (QTTime time {0, movie.timeScale()}; time < movie.duration() && times.size() < kMost;
-                 time = time + step)
-                times.push_back(time);
+            RW_TRY(times, FrameExport::timesEvery(movie, step));
         } else {
             QTTime time {0, movie.timeScale()};
             if (m_at) {
@@ -290,14 +300,11 @@ int FrameCommand::run(const Invocation& invocation)
                     KWQuickTime::formattedQTTime(movie.duration(), movie)));
             times.push_back(time);
         }
-        const std::filesystem::path target = output;
         const auto take = [&](std::size_t index, const Bytes& image) -> Result<void> {
             invocation.console.progress(file, static_cast<double>(index) / static_cast<double>(times.size()));
-            const auto numbered
-                = fmt::format("{}-{:06}{}", target.stem().string(), index + 1, target.extension().string());
-            const auto path = m_every ? (target.parent_path() / numbered).string() : output;
+            const auto path = m_every ? FrameExport::numbered(output, index) : output;
             outputs.push_back(path);
-            return writeImage(path, image, m_overwrite);
+            return FrameExport::write(path, image, m_overwrite);
         };
         RW_CHECK(FrameExport::images(movie, times, lowerExtension(output), take));
         return Json {{"outputs", outputs}};

@@ -1,5 +1,6 @@
 #include "picture/MovieExport.h"
 
+#include "movie/FrameRate.h"
 #include "movie/QTMetaData.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "picture/PictureLoader.h"
@@ -12,6 +13,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -120,16 +122,20 @@ namespace {
         bool m_isKept = false;
     };
 
-    /// Room for the movie's own size is a fair guess of what an export needs at the least.
-    Result<void> checkRoom(const std::string& path)
+    /// Is there room for half of what the export is going to take? More exactly that is not known.
+    Result<void> checkRoom(const std::string& path, std::uint64_t estimate)
     {
-        constexpr std::uint64_t kLeast = 16U << 20U;
+        const auto least = std::max<std::uint64_t>(16U << 20U, estimate / 2);
         struct statvfs volume = {};
         const auto folder = std::filesystem::absolute(path).parent_path().string();
         if (::statvfs(folder.c_str(), &volume) != 0)
             return systemFailure(errno, folder, "cannot be written to");
-        if (std::uint64_t {volume.f_bavail} * volume.f_frsize < kLeast)
-            return refusal(folder, "less than 16 MB are left on this volume; choose another place");
+        const auto free = std::uint64_t {volume.f_bavail} * volume.f_frsize;
+        if (free < least)
+            return refusal(folder,
+                fmt::format("{} MB are free on this volume, and the export needs about {} MB; choose another "
+                            "place, or make room",
+                    free >> 20U, std::max(estimate, least) >> 20U));
         return {};
     }
 
@@ -137,6 +143,7 @@ namespace {
     {
         auto settings = job.format->settings;
         const auto& choices = job.choices;
+        auto length = movie.duration();
         if (!choices.video)
             settings.videoEncoder.clear();
         if (!choices.audio)
@@ -158,9 +165,23 @@ namespace {
             std::tie(settings.rateNumerator, settings.rateDenominator) = *choices.frameRate;
         settings.channels = choices.channels.value_or(settings.channels);
         settings.sampleRate = choices.sampleRate.value_or(settings.sampleRate);
+        settings.mixesSound = choices.mix.value_or(settings.mixesSound);
+        settings.keepsColor = choices.color;
+        settings.burnsTimecode = choices.burnTimecode;
+        if (choices.hardware && !settings.videoEncoder.empty()) {
+            const auto encoder = MovieExport::hardwareEncoder(*job.format);
+            if (encoder.empty())
+                return refusal(job.path, "this machine's hardware does not encode this format; export without \"hardware\"");
+            settings.videoEncoder = encoder;
+            settings.videoOptions.clear();
+            settings.pixelFormats = {"yuv420p", "nv12"};
+            if (settings.videoBitRate == 0)
+                if (const auto estimate = MovieExport::estimate(movie, job); length.value > 0)
+                    settings.videoBitRate = std::max<std::int64_t>(200'000,
+                        static_cast<std::int64_t>(static_cast<double>(estimate.bytes) * 8 / length.seconds()));
+        }
         settings.trackIDs = playingTracks(movie);
         settings.metadata = metadataOf(movie);
-        auto length = movie.duration();
         auto start = QTTime {0, movie.timeScale()};
         if (job.range) {
             if (job.range->end <= job.range->start)
@@ -172,13 +193,13 @@ namespace {
             length = job.range->end - job.range->start;
         }
         settings.duration = secondsOf(length);
-        if (settings.muxer == "mov" || settings.muxer == "mp4" || settings.muxer == "mxf")
+        if (settings.muxer == "mov" || settings.muxer == "mp4" || settings.muxer == "mxf" || settings.burnsTimecode)
             settings.timecode = timecodeAt(movie, start);
         return settings;
     }
 
     Result<void> runSequence(picture::PictureLibrary& library, picture::ByteSource& source,
-        const ExportSettings& settings, const ExportJob& job, const std::function<bool(double)>& progress,
+        const ExportSettings& settings, const ExportJob& job, const picture::ExportReport& report,
         const QTMovie& movie)
     {
         const std::filesystem::path whole = job.path;
@@ -192,7 +213,7 @@ namespace {
             = fmt::format("{}/{}_%06d.{}", hidden, whole.stem().string(), job.format->extension);
         bool wasStopped = false;
         auto done
-            = pictureResult(library.exportMovie(source, settings, pattern, progress, wasStopped), movie);
+            = pictureResult(library.exportMovie(source, settings, pattern, report, wasStopped), movie);
         if (done && wasStopped)
             done = failure(MovieError::Code::Cancelled, job.path, "the export was cancelled");
         if (done && job.overwrite)
@@ -238,10 +259,20 @@ Result<ExportChoices> ExportChoices::parse(const std::string& text)
         } else if (name == "sampleRate") {
             RW_TRY(const auto number, whole(1000, 768'000));
             choices.sampleRate = static_cast<int>(number);
-        } else if (name == "video" || name == "audio") {
+        } else if (name == "video" || name == "audio" || name == "mix" || name == "color"
+            || name == "burnTimecode" || name == "hardware") {
             if (!value.is_boolean())
                 return refusal({}, fmt::format("\"{}\" takes true or false", name));
-            (name == "video" ? choices.video : choices.audio) = value.get<bool>();
+            const bool is = value.get<bool>();
+            if (name == "mix")
+                choices.mix = is;
+            else
+                (name == "video"               ? choices.video
+                        : name == "audio"        ? choices.audio
+                        : name == "color"        ? choices.color
+                        : name == "burnTimecode" ? choices.burnTimecode
+                                                 : choices.hardware)
+                    = is;
         } else if (name == "frameRate") {
             int numerator = 0;
             int denominator = 1;
@@ -264,8 +295,8 @@ Result<ExportChoices> ExportChoices::parse(const std::string& text)
         } else {
             return refusal({},
                 fmt::format("there is no setting \"{}\"; there are quality, videoBitRate, audioBitRate, "
-                            "width, height, "
-                            "frameRate, channels, sampleRate, video and audio",
+                            "width, height, frameRate, channels, sampleRate, video, audio, mix, color, "
+                            "burnTimecode and hardware",
                     name));
         }
     }
@@ -294,11 +325,69 @@ std::string ExportChoices::toJson() const
         json["video"] = false;
     if (!audio)
         json["audio"] = false;
+    add("mix", mix);
+    if (!color)
+        json["color"] = false;
+    if (burnTimecode)
+        json["burnTimecode"] = true;
+    if (hardware)
+        json["hardware"] = true;
     return json.dump();
 }
 
+std::string MovieExport::hardwareEncoder(const ExportFormat& format)
+{
+    const auto library = pictureLibrary();
+    return library && !format.settings.videoEncoder.empty()
+        ? (*library)->hardwareEncoder(format.settings.videoEncoder)
+        : std::string {};
+}
+
+MovieExport::Estimate MovieExport::estimate(const QTMovie& movie, const ExportJob& job)
+{
+    const auto& settings = job.format->settings;
+    const auto& choices = job.choices;
+    const double whole = movie.duration().seconds();
+    const double seconds = job.range ? (job.range->end - job.range->start).seconds() : whole;
+    Estimate result;
+    if (seconds <= 0)
+        return result;
+    double bits = 0;
+    const auto average = FrameRate::averageOfPicture(movie);
+    const double rate = choices.frameRate ? static_cast<double>(choices.frameRate->first) / choices.frameRate->second
+        : average                         ? static_cast<double>(average->num) / static_cast<double>(average->den)
+                                          : 0;
+    const bool hasPicture = choices.video && (settings.copiesMedia || !settings.videoEncoder.empty());
+    if (hasPicture)
+        result.pictures = std::llround(rate * seconds);
+    if (settings.copiesMedia) {
+        if (movie.file() && whole > 0)
+            bits = 8 * static_cast<double>(movie.file()->state.size) * seconds / whole;
+    } else {
+        if (const auto videoRate = choices.videoBitRate.value_or(settings.videoBitRate); hasPicture && videoRate > 0) {
+            bits += static_cast<double>(videoRate) * seconds;
+        } else if (hasPicture) {
+            const auto size = movie.naturalSize();
+            const double pixels = choices.width && choices.height ? double(*choices.width) * *choices.height
+                                                                  : double(size.width) * double(size.height);
+            bits += job.format->bitsPerPixel * pixels * static_cast<double>(result.pictures);
+        }
+        if (choices.audio && !settings.audioEncoder.empty())
+            for (const auto& track : movie.tracksOfMediaType(QTMediaTypeSound))
+                if (track.isEnabled()) {
+                    constexpr double kPlain = 48'000.0 * 24 * 2;
+                    const auto soundRate = choices.audioBitRate.value_or(settings.audioBitRate);
+                    bits += (soundRate > 0 ? static_cast<double>(soundRate) : kPlain) * seconds;
+                    if (choices.mix.value_or(settings.mixesSound))
+                        break;
+                }
+    }
+    result.bytes = static_cast<std::uint64_t>(bits / 8);
+    return result;
+}
+
 Result<void> MovieExport::run(
-    const QTMovie& movie, const ExportJob& job, const std::function<bool(double)>& progress)
+    const QTMovie& movie, const ExportJob& job, const picture::ExportReport& report)
 {
     RW_TRY(auto* const library, pictureLibrary());
     std::error_code error;
@@ -308,15 +397,15 @@ Result<void> MovieExport::run(
         if (!job.overwrite)
             return refusal(job.path, "the file exists; --overwrite replaces it");
     }
-    RW_CHECK(checkRoom(job.path));
+    RW_CHECK(checkRoom(job.path, estimate(movie, job).bytes));
     RW_TRY(const auto settings, settingsFor(movie, job));
     RW_TRY(const auto source, pictureSource(movie));
     if (settings.isImageSequence)
-        return runSequence(*library, *source, settings, job, progress, movie);
+        return runSequence(*library, *source, settings, job, report, movie);
     HiddenFile hidden {job.path};
     bool wasStopped = false;
     RW_CHECK(
-        pictureResult(library->exportMovie(*source, settings, hidden.path(), progress, wasStopped), movie));
+        pictureResult(library->exportMovie(*source, settings, hidden.path(), report, wasStopped), movie));
     if (wasStopped)
         return failure(MovieError::Code::Cancelled, job.path, "the export was cancelled");
     return hidden.moveTo(job.path, job.overwrite);
@@ -362,8 +451,41 @@ Result<void> FrameExport::thumbnails(const QTMovie& movie, const std::vector<QTT
         library->pictures(*source, playingTracks(movie), seconds, mostWidth, mostHeight, take), movie);
 }
 
-Result<Bytes> FrameExport::sheet(
-    const QTMovie& movie, int columns, int rows, const std::function<std::string(const QTTime&)>& text)
+std::string FrameExport::numbered(const std::string& path, std::size_t index)
+{
+    const std::filesystem::path whole = path;
+    return (whole.parent_path()
+        / fmt::format("{}-{:06}{}", whole.stem().string(), index + 1, whole.extension().string()))
+        .string();
+}
+
+Result<void> FrameExport::write(const std::string& path, const Bytes& image, bool overwrite)
+{
+    if (std::error_code error; !overwrite && std::filesystem::exists(path, error))
+        return refusal(path, "the file exists; --overwrite replaces it");
+    const auto bytes = image.span();
+    if (const auto error = FileHelper::writeAtomically(
+            path, std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size())))
+        return systemFailure(error.value(), path, "cannot be written");
+    return {};
+}
+
+Result<std::vector<QTTime>> FrameExport::timesEvery(const QTMovie& movie, const QTTime& step)
+{
+    constexpr std::size_t kMost = 100'000;
+    if (step.value <= 0)
+        return refusal(movie.fileName(), "pictures can only be taken at steps that are longer than nothing");
+    std::vector<QTTime> times;
+    for (QTTime time {0, movie.timeScale()}; time < movie.duration(); time = time + step) {
+        if (times.size() == kMost)
+            return refusal(movie.fileName(), "these would be more than 100000 pictures; take a longer step");
+        times.push_back(time);
+    }
+    return times;
+}
+
+Result<Bytes> FrameExport::sheet(const QTMovie& movie, int columns, int rows,
+    const std::function<std::string(const QTTime&)>& text, const std::function<bool(std::size_t)>& goOn)
 {
     constexpr int kWidth = 240; // pixels of one picture
     const auto length = movie.duration();
@@ -375,10 +497,12 @@ Result<Bytes> FrameExport::sheet(
         texts.push_back(text(times.back()));
     }
     std::vector<picture::Pixels> pictures;
-    RW_CHECK(thumbnails(movie, times, kWidth, kWidth, [&](std::size_t, const picture::Pixels& picture) {
+    RW_CHECK(thumbnails(movie, times, kWidth, kWidth, [&](std::size_t index, const picture::Pixels& picture) {
         pictures.push_back(picture);
-        return true;
+        return !goOn || goOn(index);
     }));
+    if (pictures.size() < times.size())
+        return failure(MovieError::Code::Cancelled, movie.fileName(), "it was cancelled");
     RW_TRY(auto* const library, pictureLibrary());
     std::vector<std::uint8_t> file;
     RW_CHECK(pictureResult(library->sheet(pictures, texts, columns, file), movie));

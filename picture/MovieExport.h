@@ -18,6 +18,8 @@ struct ExportFormat
     const char* extension; ///< "mov"
     const char* description;
     picture::ExportSettings settings; ///< what it starts with
+    /// About how many bits a pixel takes, where that is not given as a rate; 0 for none.
+    double bitsPerPixel = 0;
 };
 
 /// What can be chosen beside the format. Read from and written as a JSON text, as it is remembered.
@@ -33,9 +35,14 @@ struct ExportChoices
     std::optional<int> sampleRate; ///< Hz
     bool video = true;
     bool audio = true;
+    std::optional<bool> mix; ///< all sound tracks into one
+    bool color = true; ///< keep the tags that say what the colours mean
+    bool burnTimecode = false; ///< the timecode into the picture
+    bool hardware = false; ///< the encoder of this machine's hardware
 
     /// {"quality", "videoBitRate", "audioBitRate", "width", "height", "frameRate": "30000/1001" or a number,
-    /// "channels", "sampleRate", "video", "audio"}, all optional. Errors: Refused, naming what is not known.
+    /// "channels", "sampleRate", "video", "audio", "mix", "color", "burnTimecode", "hardware"}, all optional.
+    /// Errors: Refused, naming what is not known.
     static Result<ExportChoices> parse(const std::string& json);
     [[nodiscard]] std::string toJson() const;
 };
@@ -67,12 +74,22 @@ public:
     /// The format of that name, upper and lower case alike, or nothing.
     static const ExportFormat* formatNamed(std::string_view name);
 
+    /// The name of the hardware encoder that can stand in for that format's; empty for none that works.
+    /// Tries it with a picture, once.
+    static std::string hardwareEncoder(const ExportFormat& format);
+    /// The pictures that the job writes, and about how many bytes; 0 where that cannot be said.
+    struct Estimate
+    {
+        std::int64_t pictures = 0;
+        std::uint64_t bytes = 0;
+    };
+    static Estimate estimate(const QTMovie& movie, const ExportJob& job);
+
     /// Writes to a hidden sibling, which takes the target's name when it is complete; of one that fails or is
-    /// stopped nothing stays. `progress` hears the share that is done, and stops it by answering false.
-    /// Errors: Refused for the movie's own file, an existing one (unless `overwrite`), a full disk;
-    /// Cancelled.
+    /// stopped nothing stays. Errors: Refused for the movie's own file, an existing one (unless `overwrite`),
+    /// a full disk, hardware that does not encode; Cancelled when `report` stopped it.
     static Result<void> run(
-        const QTMovie& movie, const ExportJob& job, const std::function<bool(double)>& progress = {});
+        const QTMovie& movie, const ExportJob& job, const picture::ExportReport& report = {});
 };
 
 /// Single pictures of a movie.
@@ -93,7 +110,16 @@ public:
     /// A sheet of that many columns and rows of pictures from the whole movie with a text under each, as a
     /// PNG file.
     static Result<Bytes> sheet(
-        const QTMovie& movie, int columns, int rows, const std::function<std::string(const QTTime&)>& text);
+        const QTMovie& movie, int columns, int rows, const std::function<std::string(const QTTime&)>& text,
+        const std::function<bool(std::size_t index)>& goOn = {});
+    /// "still-000001.png" for "still.png" and 0.
+    static std::string numbered(const std::string& path, std::size_t index);
+    /// Writes an image under that name, all or nothing. Errors: Refused when there is such a file (unless
+    /// `overwrite`); Io.
+    static Result<void> write(const std::string& path, const Bytes& image, bool overwrite);
+    /// Every so much of the movie, from its start on. Errors: Refused for a step of nothing, and for one that
+    /// would make more than a hundred thousand.
+    static Result<std::vector<QTTime>> timesEvery(const QTMovie& movie, const QTTime& step);
 };
 
 } // namespace reelwright

@@ -13,7 +13,7 @@ packages_for()
     build) # compiler, build system, libraries
         echo g++ cmake ninja-build pkg-config zlib1g-dev libfmt-dev libexpected-dev libcli11-dev \
             nlohmann-json3-dev libplist-dev libexiv2-dev libpugixml-dev \
-            libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev ;;
+            libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev liblcms2-dev ;;
     app) # windows and player of the desktop program
         echo qt6-base-dev libqt6opengl6-dev libmpv-dev libavutil-dev libarchive-dev ;;
     run) # ffprobe and ffmpeg judge what the demonstration saved

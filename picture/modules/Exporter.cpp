@@ -81,10 +81,10 @@ namespace {
 } // namespace
 
 Exporter::Exporter(ByteSource& movie, const ExportSettings& settings, const std::string& path,
-    const std::function<bool(double)>& progress)
+    const ExportReport& report)
     : m_settings(settings)
     , m_path(path)
-    , m_progress(progress)
+    , m_report(report)
     , m_input(movie)
 {
     checked(avformat_alloc_output_context2(&m_target, nullptr, settings.muxer.c_str(), path.c_str()),
@@ -149,6 +149,18 @@ std::string Exporter::rangeFilter(const char* trim, const char* setPts, const AV
         std::max(0.0, seconds(m_settings.rangeEnd) - room), setPts);
 }
 
+std::string Exporter::timecodeFilter(const AVRational& rate) const
+{
+    if (m_settings.timecode.empty() || rate.num <= 0)
+        return {};
+    std::string start;
+    for (const char character : m_settings.timecode)
+        start += character == ':' ? std::string("\\\\:") : std::string(1, character);
+    return fmt::format("drawtext=timecode={}:timecode_rate={}/{}:fontsize=h/18:fontcolor=white:box=1:"
+                       "boxcolor=black@0.6:boxborderw=6:x=(w-tw)/2:y=h-2*lh,",
+        start, rate.num, rate.den);
+}
+
 void Exporter::openVideo(Source& source)
 {
     auto& output = *m_outputs.emplace_back(std::make_unique<Output>());
@@ -169,6 +181,8 @@ void Exporter::openVideo(Source& source)
         filters += fmt::format("scale={}:{},setsar=1,", m_settings.width, m_settings.height);
     else if (m_settings.squarePixels)
         filters += "scale=w='trunc(iw*if(sar,sar,1)+0.5)':h=ih,setsar=1,";
+    if (m_settings.burnsTimecode)
+        filters += timecodeFilter(rate);
     // Pictures with halved colour planes have even sides.
     const auto* layout = av_pix_fmt_desc_get(format);
     if (layout->log2_chroma_w > 0 || layout->log2_chroma_h > 0)
@@ -192,12 +206,14 @@ void Exporter::openVideo(Source& source)
         = m_settings.isImageSequence || m_settings.muxer == "mxf" || m_settings.muxer == "gif";
     encoder->time_base = countsPictures && rate.num > 0 ? av_inv_q(rate) : av_buffersink_get_time_base(sink);
     const auto& in = *source.stream->codecpar;
-    encoder->color_primaries = in.color_primaries;
-    encoder->color_trc = in.color_trc;
     const bool isRgb = (layout->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-    encoder->colorspace = isRgb           ? AVCOL_SPC_RGB
-        : in.color_space == AVCOL_SPC_RGB ? AVCOL_SPC_UNSPECIFIED
-                                          : in.color_space;
+    if (m_settings.keepsColor) {
+        encoder->color_primaries = in.color_primaries;
+        encoder->color_trc = in.color_trc;
+        encoder->colorspace = isRgb           ? AVCOL_SPC_RGB
+            : in.color_space == AVCOL_SPC_RGB ? AVCOL_SPC_UNSPECIFIED
+                                              : in.color_space;
+    }
     encoder->color_range = in.color_range;
     encoder->chroma_sample_location = in.chroma_location;
     encoder->field_order = in.field_order;
@@ -337,9 +353,11 @@ bool Exporter::report(const AVStream& stream, std::int64_t time)
     if (time != AV_NOPTS_VALUE && total > 0) {
         const double start = m_settings.hasRange ? seconds(m_settings.rangeStart) : 0;
         const double done = (static_cast<double>(time) * av_q2d(stream.time_base) - start) / total;
-        m_done = std::max(m_done, std::clamp(done, 0.0, 1.0));
+        m_done.fraction = std::max(m_done.fraction, std::clamp(done, 0.0, 1.0));
     }
-    return !m_progress || m_progress(m_done);
+    if (m_target->pb)
+        m_done.bytes = std::max(m_done.bytes, static_cast<std::uint64_t>(std::max<std::int64_t>(avio_tell(m_target->pb), 0)));
+    return !m_report || m_report(m_done);
 }
 
 bool Exporter::run()
@@ -386,7 +404,10 @@ bool Exporter::run()
         }
     }
     checked(av_write_trailer(m_target), "the file cannot be finished");
-    return !m_progress || m_progress(1);
+    m_done.fraction = 1;
+    if (m_target->pb)
+        m_done.bytes = static_cast<std::uint64_t>(std::max<std::int64_t>(avio_size(m_target->pb), 0));
+    return !m_report || m_report(m_done);
 }
 
 void Exporter::decode(Source& source, const AVPacket* packet)
@@ -425,6 +446,8 @@ void Exporter::encode(Output& output, AVFrame* frame)
     if (frame && frame->pts != AV_NOPTS_VALUE)
         frame->pts = av_rescale_q(
             frame->pts, av_buffersink_get_time_base(output.filters.sink()), output.encoder->time_base);
+    if (frame && output.encoder->codec_type == AVMEDIA_TYPE_VIDEO)
+        ++m_done.pictures;
     const int sent = avcodec_send_frame(output.encoder.get(), frame);
     if (sent < 0 && sent != AVERROR_EOF)
         fail("the media cannot be encoded", sent);
@@ -457,6 +480,8 @@ void Exporter::copy(Source& source, AVPacket* packet)
         packet->pts -= source.copyStart;
         packet->dts -= source.copyStart;
     }
+    if (source.stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+        ++m_done.pictures;
     packet->stream_index = source.output->stream->index;
     packet->pos = -1;
     av_packet_rescale_ts(packet, source.stream->time_base, source.output->stream->time_base);

@@ -12,12 +12,12 @@ class Exporter
 {
 public:
     Exporter(ByteSource& movie, const ExportSettings& settings, const std::string& path,
-        const std::function<bool(double)>& progress);
+        const ExportReport& report);
     Exporter(const Exporter&) = delete;
     Exporter& operator=(const Exporter&) = delete;
     ~Exporter();
 
-    /// Throws a Failure. False when the progress function stopped it.
+    /// Throws a Failure. False when the report stopped it.
     bool run();
 
 private:
@@ -54,15 +54,16 @@ private:
     [[nodiscard]] bool isBehindRange(const AVStream& stream, std::int64_t time) const;
     [[nodiscard]] std::string rangeFilter(const char* trim, const char* setPts, const AVStream& stream) const;
     bool report(const AVStream& stream, std::int64_t time);
+    [[nodiscard]] std::string timecodeFilter(const AVRational& rate) const;
 
     const ExportSettings& m_settings;
     const std::string& m_path;
-    const std::function<bool(double)>& m_progress;
+    const ExportReport& m_report;
     Input m_input;
     AVFormatContext* m_target = nullptr;
     std::vector<std::unique_ptr<Source>> m_sources;
     std::vector<std::unique_ptr<Output>> m_outputs;
-    double m_done = 0;
+    ExportProgress m_done;
 };
 
 } // namespace reelwright::picture

@@ -1,6 +1,8 @@
 #include "picture/modules/PictureModule.h"
 
+#include "picture/modules/ColorProfile.h"
 #include "picture/modules/Exporter.h"
+#include "picture/modules/HardwareEncoder.h"
 #include "picture/modules/Stills.h"
 
 extern "C" {
@@ -56,10 +58,17 @@ namespace {
             return av_guess_format(name.c_str(), nullptr, nullptr) != nullptr;
         }
 
-        std::string exportMovie(ByteSource& movie, const ExportSettings& settings, const std::string& path,
-            const std::function<bool(double)>& progress, bool& wasStopped) override
+        std::string hardwareEncoder(const std::string& name) override
         {
-            return guarded([&] { wasStopped = !Exporter(movie, settings, path, progress).run(); });
+            std::string found;
+            static_cast<void>(guarded([&] { found = workingHardwareEncoder(name); }));
+            return found;
+        }
+
+        std::string exportMovie(ByteSource& movie, const ExportSettings& settings, const std::string& path,
+            const ExportReport& report, bool& wasStopped) override
+        {
+            return guarded([&] { wasStopped = !Exporter(movie, settings, path, report).run(); });
         }
 
         std::string stills(ByteSource& movie, const std::vector<int>& trackIDs,
@@ -72,9 +81,12 @@ namespace {
                 FrameReader reader {movie, trackIDs,
                     fmt::format("{}format={}", kSquare,
                         depthOf(movie, trackIDs) > 8 ? image.deepFormat : image.format)};
+                const auto profile = colorProfileOf(reader.stream());
                 for (std::size_t i = 0; i < times.size(); ++i) {
-                    const auto file = encodeImage(*reader.at(times[i]), image);
-                    if (!take(i, {file->data, static_cast<std::size_t>(file->size)}))
+                    const auto packet = encodeImage(*reader.at(times[i]), image);
+                    const auto file
+                        = withColorProfile({packet->data, packet->data + packet->size}, type, profile);
+                    if (!take(i, file))
                         return;
                 }
             });

@@ -43,6 +43,16 @@ struct Pixels
     std::vector<std::uint8_t> rgb;
 };
 
+/// How far an export is.
+struct ExportProgress
+{
+    double fraction = 0; ///< from 0 to 1
+    std::int64_t pictures = 0; ///< that were written
+    std::uint64_t bytes = 0; ///< of the target, so far
+};
+/// Hears how far it is, and stops it by answering false.
+using ExportReport = std::function<bool(const ExportProgress&)>;
+
 /// What an export makes.
 struct ExportSettings
 {
@@ -64,6 +74,8 @@ struct ExportSettings
     bool mixesSound = false; ///< all sound tracks into one
     bool isImageSequence = false;
     bool squarePixels = false; ///< the target knows no other shape
+    bool keepsColor = true; ///< the tags that say what the colours mean
+    bool burnsTimecode = false; ///< `timecode`, counting, into the picture
     std::vector<int> trackIDs; ///< the tracks that play
     bool hasRange = false;
     Seconds rangeStart;
@@ -83,11 +95,13 @@ public:
 
     virtual bool hasEncoder(const std::string& name) = 0;
     virtual bool hasMuxer(const std::string& name) = 0;
+    /// The encoder of this machine's hardware for what that encoder makes, tried with a picture; empty where
+    /// there is none that works.
+    virtual std::string hardwareEncoder(const std::string& name) = 0;
 
-    /// Writes the movie to `path`. `progress` hears the share that is done and can stop it by answering
-    /// false; `wasStopped` then becomes true.
+    /// Writes the movie to `path`. `wasStopped` becomes true when `report` stopped it.
     virtual std::string exportMovie(ByteSource& movie, const ExportSettings& settings,
-        const std::string& path, const std::function<bool(double)>& progress, bool& wasStopped)
+        const std::string& path, const ExportReport& report, bool& wasStopped)
         = 0;
 
     /// The picture that the movie shows at each of these times, which ascend, as an image file of that type

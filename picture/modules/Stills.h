@@ -15,6 +15,8 @@ public:
     /// The picture at that time; the last one behind the movie's end. Throws a Failure.
     AVFrame* at(const Seconds& time);
 
+    [[nodiscard]] const AVStream& stream() const { return *m_stream; }
+
 private:
     bool readNext(AVFrame* frame);
     void seek(std::int64_t target);

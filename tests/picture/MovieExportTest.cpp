@@ -25,7 +25,7 @@ namespace {
                 "passthrough", "-f", "hash", "-"});
         }
         Result<void> exportTo(const std::string& source, const char* format, const std::string& name,
-            const std::function<bool(double)>& progress = {}, std::optional<ExportRange> range = {})
+            const picture::ExportReport& progress = {}, std::optional<ExportRange> range = {})
         {
             ExportJob job;
             job.format = MovieExport::formatNamed(format);
@@ -59,7 +59,7 @@ namespace {
 
     TEST_F(MovieExportTest, StoppedAndRefusedExportsLeaveNothing)
     {
-        const auto stopped = exportTo("pal-25.mov", "H.264 (MP4)", "out.mp4", [](double) { return false; });
+        const auto stopped = exportTo("pal-25.mov", "H.264 (MP4)", "out.mp4", [](const auto&) { return false; });
         ASSERT_FALSE(stopped);
         EXPECT_EQ(stopped.error().code, MovieError::Code::Cancelled);
         EXPECT_TRUE(isEmpty());
@@ -80,6 +80,37 @@ namespace {
         for (const auto* text : {"", "[]", R"({"qualty": 1})", R"({"width": 100})", R"({"quality": "high"})",
                  R"({"frameRate": "x"})", R"({"video": 1})"})
             EXPECT_FALSE(ExportChoices::parse(text)) << text;
+    }
+
+    TEST_F(MovieExportTest, StillsCarryTheColorsOfTheMovie)
+    {
+        const auto movie = QTMovie::open(sample("two-audio.mov")).value();
+        for (const auto* type : {"png", "jpg", "tif"}) {
+            const auto name = std::string("still.") + type;
+            const auto image = FrameExport::image(movie, {0, 25}, type);
+            ASSERT_TRUE(image) << type;
+            ASSERT_TRUE(FrameExport::write(folder.file(name), *image, false));
+            EXPECT_FALSE(FrameExport::write(folder.file(name), *image, false)) << "it exists";
+            EXPECT_THAT(test::run({"ffprobe", "-v", "error", "-show_frames", folder.file(name)}), HasSubstr("ICC"))
+                << type;
+            EXPECT_EQ(test::run({"ffmpeg", "-v", "error", "-i", folder.file(name), "-f", "null", "-"}), "") << type;
+        }
+    }
+
+    TEST_F(MovieExportTest, ProgressTellsPicturesAndBytes)
+    {
+        picture::ExportProgress last;
+        ASSERT_TRUE(exportTo("pal-25.mov", "ProRes 422", "out.mov", [&](const picture::ExportProgress& progress) {
+            last = progress;
+            return true;
+        }));
+        ExportJob job;
+        job.format = MovieExport::formatNamed("ProRes 422");
+        const auto estimate = MovieExport::estimate(QTMovie::open(sample("pal-25.mov")).value(), job);
+        EXPECT_EQ(last.fraction, 1);
+        EXPECT_EQ(last.pictures, estimate.pictures);
+        EXPECT_EQ(last.bytes, std::filesystem::file_size(folder.file("out.mov")));
+        EXPECT_GT(estimate.bytes, 0U);
     }
 
     TEST_F(MovieExportTest, AStillIsThePictureThatAnotherProgramDecodes)
