@@ -3,6 +3,7 @@
 #include "movie/QTTime.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,7 +22,7 @@ public:
 
     /// A sheet on the window: a short title and an informative text. Answers the index of the button that was
     /// chosen, and waits for it (the event loop goes on). The first button is the default one; Escape is the
-    /// last.
+    /// one called "OK", else the last.
     virtual std::size_t alert(
         const std::string& title, const std::string& text, const std::vector<std::string>& buttons)
         = 0;
@@ -36,6 +37,33 @@ public:
     /// From 0 to 1; before the first call it is not known how long the work takes.
     virtual void setProgress(double fraction) = 0;
     virtual void endProgress() = 0;
+    /// What the progress is about: the file that is being written.
+    virtual void setProgressTarget(const std::string& /*path*/) { }
+    /// A save or a copy is done.
+    struct Saved
+    {
+        std::string path;
+        std::uint64_t bytes = 0; ///< that were written
+        double seconds = 0; ///< that it took
+        bool inPlace = false;
+        bool isCopy = false;
+    };
+    virtual void saved(const Saved& /*what*/) { }
+
+    /// An export of the movie goes on beside everything else: how far it is, or nothing once it has ended.
+    struct Exporting
+    {
+        std::string path;
+        double fraction = 0; ///< from 0 to 1
+        std::int64_t pictures = 0;
+        std::int64_t picturesTotal = 0; ///< 0 where that is not known
+        std::uint64_t bytes = 0; ///< of the file, so far
+        double seconds = 0; ///< since it began
+        double movieSeconds = 0; ///< that are exported
+    };
+    virtual void showExport(const std::optional<Exporting>& /*state*/) { }
+    /// The user's attention is wanted for something that took long.
+    virtual void requestAttention() { }
 
     /// Rows or values of the track table changed: take them from MyDocument::trackList again, and the
     /// selected row from MyDocument::selectedRow.

@@ -50,7 +50,7 @@ namespace {
 
     /// The movie as a whole, to that path.
     std::optional<MovieError> writeFlattened(const MovieWriter::Request& request, const std::string& path,
-        const Progress& progress, bool isDryRun = false)
+        const Progress& progress, std::uint64_t& bytesWritten, bool isDryRun = false)
     {
         SaveRequest save;
         save.movie = request.movie;
@@ -62,7 +62,9 @@ namespace {
             save.expected = request.expectedFile;
         save.unused = request.operation == SaveOperation::Save ? UnusedBytes::Keep : UnusedBytes::LeaveOut;
         save.setsTypeAndCreator = true;
-        return saving::save(std::move(save), progress).error;
+        const auto saved = saving::save(std::move(save), progress);
+        bytesWritten = saved.bytesWritten;
+        return saved.error;
     }
 
     /// Writes beside the target and moves the file into its place, for volumes and permissions on which the
@@ -75,12 +77,14 @@ namespace {
         KWLog::appendLog("Unable to save - creating temp file...");
         const auto target = storage.resolve(request.path);
         const auto temporary = FileHelper::uniqueFilename(hiddenSibling(target));
-        if (const auto error = writeFlattened(request, temporary, progress))
+        Outcome done {Outcome::Kind::Flattened};
+        if (const auto error = writeFlattened(request, temporary, progress, done.bytesWritten))
             return failed(*error);
 
         std::string old;
         if (storage.exists(target)) {
-            if (const auto error = writeFlattened(request, request.path, {}, true)) {
+            std::uint64_t bytes = 0;
+            if (const auto error = writeFlattened(request, request.path, {}, bytes, true)) {
                 static_cast<void>(files.remove(temporary, kRemoveLimit));
                 return failed(*error); // it became another one meanwhile, or may not be replaced
             }
@@ -100,7 +104,30 @@ namespace {
                 static_cast<void>(files.move(old, target, std::chrono::milliseconds::max()));
             return abandoned("Failed to move file.");
         }
-        return {Outcome::Kind::Flattened};
+        return done;
+    }
+
+    /// The movie as it stands, as another file than its own.
+    Outcome writeCopy(const MovieWriter::Request& request, const MovieWriter::Questions& questions,
+        Storage& storage, const SaveFiles& files)
+    {
+        KWLog::appendLog("Saving a copy to {}...", request.path);
+        const auto& own = request.movie.fileName();
+        if (request.expectedFile || (!own.empty() && storage.resolve(own) == storage.resolve(request.path)))
+            return {Outcome::Kind::Failed, "Unable to save",
+                fmt::format("{}: this is the movie's own file. A copy needs another name; to change the file "
+                            "itself, choose Save.",
+                    request.path)};
+        Outcome done {Outcome::Kind::Copied};
+        const auto error = writeFlattened(request, request.path, questions.progress, done.bytesWritten);
+        if (!error)
+            return done;
+        if (error->code != MovieError::Code::Io || error->status == EACCES || error->status == EPERM)
+            return failed(*error);
+        done = writeThroughTemporaryFile(request, questions.progress, storage, files);
+        if (done.kind == Outcome::Kind::Flattened)
+            done.kind = Outcome::Kind::Copied;
+        return done;
     }
 
     /// The roads one after the other.
@@ -138,8 +165,11 @@ namespace {
             save.volumes = VolumeRule::Any;
             auto saved = saving::save(std::move(save), questions.progress);
             movie = std::move(saved.movie);
-            if (!saved.error)
-                return {Outcome::Kind::Updated};
+            if (!saved.error) {
+                Outcome done {Outcome::Kind::Updated};
+                done.bytesWritten = saved.bytesWritten;
+                return done;
+            }
             if (saved.error->code == MovieError::Code::Cancelled
                 || saved.error->code == MovieError::Code::Changed)
                 return failed(*saved.error);
@@ -163,9 +193,10 @@ namespace {
                 KWLog::appendLog("User chose to flatten");
         }
 
-        const auto error = writeFlattened(request, request.path, questions.progress);
+        Outcome done {Outcome::Kind::Flattened};
+        const auto error = writeFlattened(request, request.path, questions.progress, done.bytesWritten);
         if (!error)
-            return {Outcome::Kind::Flattened};
+            return done;
         // The way round is for volumes, not for files that are somebody else's.
         if (error->code != MovieError::Code::Io || error->status == EACCES || error->status == EPERM)
             return failed(*error);
@@ -190,7 +221,8 @@ Outcome MovieWriter::write(Request request, const Questions& questions,
     auto target = fileAt(request.path, *storage);
     // The window of another document must not lose its file.
     auto outcome = questions.claim(target)
-        ? takeRoad(request, questions, *storage, files)
+        ? request.operation == SaveOperation::Copy ? writeCopy(request, questions, *storage, files)
+                                                   : takeRoad(request, questions, *storage, files)
         : Outcome {Outcome::Kind::Failed, "File open in another window",
             fmt::format("{}: another window has this file open, or is saving to it. Nothing was written. "
                         "Save the movie under another name, or close that window first.",

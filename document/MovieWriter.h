@@ -12,8 +12,9 @@
 
 namespace reelwright {
 
-/// The kinds of save, with the numbers that they have in a save request.
-enum class SaveOperation { Save = 0, SaveAs = 1, SaveTo = 2 };
+/// The kinds of save, with the numbers that they have in a save request. A copy always writes the movie as it
+/// stands, and the document stays at its own file.
+enum class SaveOperation { Save = 0, SaveAs = 1, SaveTo = 2, Copy = 3 };
 
 /// Moves and removals of a save, so that a test can make them fail. As FileHelper has them.
 struct SaveFiles
@@ -63,6 +64,7 @@ public:
         enum class Kind {
             Updated, ///< in place
             Flattened, ///< `written` is the target, opened again
+            Copied, ///< flattened, and the document has nothing to do with what was written
             Nothing, ///< there was nothing to write
             Declined, ///< the user did not want it flattened
             Cancelled, ///< by the progress function
@@ -76,6 +78,7 @@ public:
         QTMovie movie {}; ///< the request's; over the file as it is now
         Result<QTMovie> written {};
         std::string resolvedPath {}; ///< of the target
+        std::uint64_t bytesWritten = 0;
     };
 
     static Outcome write(Request request, const Questions& questions, const std::shared_ptr<Storage>& storage,

@@ -7,6 +7,7 @@
 #include "movie/ChapterList.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "support/KWLog.h"
+#include "support/Preferences.h"
 #include "support/Text.h"
 #include "timecode/KWTimecodeController.h"
 #include "timecode/RunningTimecode.h"
@@ -72,6 +73,7 @@ namespace {
 
 MyDocument::MyDocument(DocumentEnvironment environment)
     : m_environment(std::move(environment))
+    , m_timeStyle(ShownTime::named(m_environment.preferences.text("timeStyle")))
 {
 }
 
@@ -321,6 +323,27 @@ std::optional<QTTrack> MyDocument::editedTrack(const KWMovTrack& record)
     return track;
 }
 
+void MyDocument::setTimeStyle(ShownTime::Style style)
+{
+    if (m_timeStyle == style)
+        return;
+    m_timeStyle = style;
+    static_cast<void>(m_environment.preferences.set("timeStyle", std::string(ShownTime::name(style))));
+    if (!m_window)
+        return;
+    m_window->reloadTrackList();
+    m_window->reloadSelection();
+}
+
+ShownTime::Remark MyDocument::columnRemark(TrackColumn column, std::size_t row, const std::string& text) const
+{
+    const auto* record = m_trackList.track(row);
+    if (!record || (column != TrackColumn::In && column != TrackColumn::Duration))
+        return {};
+    return column == TrackColumn::In ? timeRemark(text, ShownTime::Kind::Place, record->inPoint())
+                                     : timeRemark(text, ShownTime::Kind::Length, record->duration());
+}
+
 void MyDocument::setColumnText(TrackColumn column, std::size_t row, const std::string& text)
 {
     const auto* record = m_trackList.track(row);
@@ -331,8 +354,8 @@ void MyDocument::setColumnText(TrackColumn column, std::size_t row, const std::s
         return;
     auto range = record->timeRange();
     auto& field = column == TrackColumn::In ? range.time : range.duration;
-    const auto typed = TypedTime::parse(text, TypedTime::Reading::Field);
-    const auto time = typed ? typed->inMovieUnits(m_movie, field) : tl::unexpected<MovieError>(typed.error());
+    const auto time = readTime(
+        text, column == TrackColumn::In ? ShownTime::Kind::Place : ShownTime::Kind::Length, field);
     if (!time) {
         if (m_window)
             m_window->alert("Invalid time", sentence(time.error()), {"OK"});
@@ -669,7 +692,8 @@ void MyDocument::updateTimecode()
     const auto time = m_window->currentTime();
     if (!(time < m_movie.duration()))
         return;
-    m_window->setTimecodeFieldText(timecodeAt(time, m_movie));
+    const bool isPlain = m_timeStyle == ShownTime::Style::Frames || m_timeStyle == ShownTime::Style::Seconds;
+    m_window->setTimecodeFieldText(isPlain ? shownTime(time) : timecodeAt(time, m_movie));
 }
 
 void MyDocument::changeTimecode()
@@ -709,9 +733,21 @@ std::string MyDocument::typedLabel(const std::string& text) const
         trimmed(text), KWQuickTime::getTimingInfoForMovie(m_movie).dropFrame, start);
 }
 
+ShownTime::Remark MyDocument::positionRemark(const std::string& text) const
+{
+    const auto time = typedPosition(text);
+    if (!time)
+        return {true, sentence(time.error())};
+    const bool isPlain = m_timeStyle == ShownTime::Style::Frames || m_timeStyle == ShownTime::Style::Seconds;
+    const auto shown = isPlain ? ShownTime::typedText(*time, ShownTime::Kind::Place, m_timeStyle, m_movie)
+                               : timecodeAt(*time, m_movie);
+    return shown == text || shown.empty() ? ShownTime::Remark {} : ShownTime::Remark {false, text + " is " + shown};
+}
+
 Result<QTTime> MyDocument::typedPosition(const std::string& text) const
 {
-    RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+    const auto style = m_timeStyle == ShownTime::Style::Timecode ? ShownTime::Style::Defined : m_timeStyle;
+    RW_TRY(const auto typed, ShownTime::parse(text, ShownTime::Kind::Place, style, m_movie));
     if (typed.form() != TypedTime::Form::Fields || typed.isRelative())
         return typed.exactly(m_movie, currentTime());
     return runningTimecode::timeOf(typedLabel(text), m_movie);

@@ -3,6 +3,7 @@
 #include "document/DocumentEnvironment.h"
 #include "document/DocumentFile.h"
 #include "document/DocumentWindow.h"
+#include "document/ExportController.h"
 #include "document/NotificationCenter.h"
 #include "document/PanelTabs.h"
 #include "document/SaveController.h"
@@ -13,6 +14,7 @@
 #include "movie/QTMovie.h"
 #include "movie/QTTrack.h"
 #include "tracks/KWMovTrack.h"
+#include "tracks/ShownTime.h"
 
 #include <cstdint>
 #include <functional>
@@ -110,6 +112,27 @@ public:
     [[nodiscard]] bool needsFlattening() const { return m_needsFlattening; }
     void setNeedsFlattening() { m_needsFlattening = true; }
 
+    // Times
+
+    /// How times are shown: the user's choice, remembered.
+    [[nodiscard]] ShownTime::Style timeStyle() const { return m_timeStyle; }
+    void setTimeStyle(ShownTime::Style style);
+    [[nodiscard]] std::string shownTime(const QTTime& time, ShownTime::Kind kind = ShownTime::Kind::Place) const
+    {
+        return ShownTime::text(time, kind, m_timeStyle, m_movie);
+    }
+    /// What a text means where times are shown so. Errors: those of ShownTime.
+    [[nodiscard]] Result<QTTime> readTime(const std::string& text, ShownTime::Kind kind = ShownTime::Kind::Place,
+        const std::optional<QTTime>& present = {}) const
+    {
+        return ShownTime::read(text, kind, m_timeStyle, m_movie, present);
+    }
+    [[nodiscard]] ShownTime::Remark timeRemark(const std::string& text,
+        ShownTime::Kind kind = ShownTime::Kind::Place, const std::optional<QTTime>& present = {}) const
+    {
+        return ShownTime::remark(text, kind, m_timeStyle, m_movie, present);
+    }
+
     // The track list
 
     [[nodiscard]] const TrackList& trackList() const { return m_trackList; }
@@ -126,6 +149,9 @@ public:
     /// The panels for the selection; see PanelTabs::forSelection.
     [[nodiscard]] PanelTabs panelTabs(const std::function<bool(Panel)>& isAvailable = {}) const;
 
+    /// The remark on a text that is being typed there; see ShownTime.
+    [[nodiscard]] ShownTime::Remark columnRemark(
+        TrackColumn column, std::size_t row, const std::string& text) const;
     /// The user typed into "in" or "duration".
     void setColumnText(TrackColumn column, std::size_t row, const std::string& text);
     /// The user clicked the check box of "enabled".
@@ -218,6 +244,8 @@ public:
     static bool isTimecodeAtHand(const QTTime& time, const QTMovie& movie);
     /// Shows the timecode at the current time; called by a timer while the window is open.
     void updateTimecode();
+    /// What a text typed into it comes to, or why it cannot be read.
+    [[nodiscard]] ShownTime::Remark positionRemark(const std::string& text) const;
     /// The field's action: goes to what was typed.
     void changeTimecode();
     /// Would that find its place without looking at a disk? If not, `readLabels` comes first, on another
@@ -233,6 +261,9 @@ public:
     bool saveDocument() { return m_saving.saveDocument(); }
     bool saveDocumentAs() { return m_saving.saveDocumentAs(); }
     bool saveDocumentTo() { return m_saving.saveDocumentTo(); }
+    /// Writes the movie as it stands, flattened, to a file that the user chooses; the document stays at its
+    /// own, with its changes.
+    bool saveCopy() { return m_saving.saveCopy(); }
     /// Begins a save: on a thread, or while the application quits on this one. False when one is being
     /// written already.
     bool writeSafelyToURL(const std::string& path, SaveOperation operation)
@@ -243,6 +274,9 @@ public:
     static std::string prepareSavePath(const std::string& path);
     /// Opens the document's file again as it is now; edits that were not saved are given up.
     void revertToFile();
+
+    /// Exports and stills.
+    [[nodiscard]] ExportController& exporter() { return m_exporter; }
 
     // What its save controller needs
 
@@ -311,6 +345,7 @@ private:
     QTMovie m_movie;
     QTMovie m_opened; ///< as it was opened, or written anew
     TrackList m_trackList {m_movie};
+    ShownTime::Style m_timeStyle = ShownTime::Style::Defined;
     std::optional<std::size_t> m_selectedRow;
     UndoHistory m_history;
     std::uint64_t m_otherChanges = 0; ///< changes that are no steps, counted,
@@ -321,6 +356,7 @@ private:
 
     DocumentFile m_file;
     bool m_needsFlattening = false;
+    ExportController m_exporter {*this};
     SaveController m_saving {*this}; ///< the last member: its end waits for a save that uses the others
 };
 

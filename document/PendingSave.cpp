@@ -24,8 +24,7 @@ namespace {
     {
         for (const auto& track : movie.tracks())
             for (std::size_t i = 1; i <= track.media().sampleDescriptionCount(); ++i) {
-                const auto format = track.media().sampleDescription(i)->format();
-                if (format == "encv"_cc || format == "enca"_cc || format == "drms"_cc || format == "p608"_cc)
+                if (isEncryptedFormat(track.media().sampleDescription(i)->format()))
                     return true;
             }
         return false;

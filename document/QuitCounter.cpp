@@ -35,11 +35,22 @@ void QuitCounter::quit()
         m_terminate();
         return;
     }
+    std::vector<MyDocument*> unsaved;
+    for (auto* document : m_documents())
+        if (document->isEdited() && !document->isWriting())
+            unsaved.push_back(document);
+    const auto all = m_askAboutAll && unsaved.size() > 1 ? m_askAboutAll(unsaved) : All::Each;
+    if (all == All::Cancel) {
+        cancel();
+        return;
+    }
     for (auto* document : m_documents()) {
         // Questions and saves let events in: a document may be gone, or the quitting over.
         if (!m_isQuitting || !isOpen(document) || document->isWriting() || !document->isEdited())
             continue; // one that is being written tells by itself when it is done
-        switch (document->reviewChanges()) {
+        switch (all == All::Each   ? document->reviewChanges()
+                : all == All::Save ? MyDocument::Review::Save
+                                   : MyDocument::Review::Discard) {
         case MyDocument::Review::Cancel:
             cancel();
             return;

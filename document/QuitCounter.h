@@ -19,6 +19,14 @@ public:
     /// `documents` answers the open ones; `terminate` ends the application.
     QuitCounter(NotificationCenter& notifications, Documents documents, std::function<void()> terminate);
 
+    /// What becomes of several movies with unsaved changes.
+    enum class All { Save, Discard, Each, Cancel };
+    /// Asks once for all of them; without it, and after `Each`, each is asked about.
+    void setAskAboutAll(std::function<All(const std::vector<MyDocument*>& unsaved)> ask)
+    {
+        m_askAboutAll = std::move(ask);
+    }
+
     /// The user wants to quit: ends the application at once or as soon as all is written, or not at all when
     /// the user thinks better of it or a save fails.
     void quit();
@@ -39,6 +47,7 @@ private:
 
     Documents m_documents;
     std::function<void()> m_terminate;
+    std::function<All(const std::vector<MyDocument*>&)> m_askAboutAll;
     int m_writingDocs = 0;
     bool m_isQuitting = false;
     std::vector<const MyDocument*> m_discarded; ///< whose changes the user gives up; never followed

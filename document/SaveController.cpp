@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <system_error>
 #include <utility>
 
@@ -24,6 +25,7 @@ struct SaveController::Job
         , environment(owner.m_document.environment())
         , request(std::move(what))
         , path(request.path)
+        , operation(request.operation)
         , point(owner.m_document.savePoint())
     {
     }
@@ -54,9 +56,11 @@ struct SaveController::Job
     DocumentEnvironment environment;
     MovieWriter::Request request;
     const std::string path;
+    const SaveOperation operation;
     const SavePoint point; ///< of the document when the save began
     std::optional<DocumentFile> target; ///< main thread only: once it is claimed
     QTTime time; ///< where the movie view stood
+    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 };
 
 SaveController::SaveController(MyDocument& document)
@@ -135,6 +139,12 @@ bool SaveController::saveDocumentTo()
     return chooseAndSave(SaveOperation::SaveTo, "Save a Copy");
 }
 
+bool SaveController::saveCopy()
+{
+    m_userSave = true;
+    return chooseAndSave(SaveOperation::Copy, "Save a Copy");
+}
+
 bool SaveController::chooseAndSave(SaveOperation operation, const std::string& title)
 {
     const auto& present = m_document.path();
@@ -144,7 +154,10 @@ bool SaveController::chooseAndSave(SaveOperation operation, const std::string& t
     const bool keepsName = !present.empty() && file && file->headerAtom();
     auto* window = m_document.window();
     const auto chosen = window
-        ? window->chooseSavePath(title, keepsName ? present : MyDocument::prepareSavePath(suggestion))
+        ? window->chooseSavePath(title,
+              operation == SaveOperation::Copy ? MyDocument::prepareSavePath(suggestion + " copy")
+                  : keepsName                  ? present
+                                               : MyDocument::prepareSavePath(suggestion))
         : std::nullopt;
     if (!chosen)
         return false;
@@ -232,6 +245,7 @@ void SaveController::writeToURLOnThread(const std::shared_ptr<Job>& job)
         auto& document = controller.m_document;
         if (auto* window = document.window()) {
             window->updateProgressLabel("Saving...");
+            window->setProgressTarget(job->path);
             window->showProgress();
         }
         job->time = document.currentTime();
@@ -278,9 +292,14 @@ void SaveController::endSave(const std::shared_ptr<Job>& job, const MovieWriter:
     using Kind = MovieWriter::Outcome::Kind;
     m_document.takeSaved(job->point, job->path, outcome);
     const bool isFailure = outcome.kind == Kind::Failed || outcome.kind == Kind::Abandoned;
+    bool offersSaveAs = false;
     if (auto* window = m_document.window(); window && isFailure) {
         window->endProgress();
-        window->alert(outcome.title, outcome.text, {"OK"});
+        // While quitting there is no time for another save.
+        if (outcome.kind == Kind::Failed && !m_isQuitting && !m_isClosing)
+            offersSaveAs = window->alert(outcome.title, outcome.text, {"OK", "Save As..."}) == 1;
+        else
+            window->alert(outcome.title, outcome.text, {"OK"});
     }
     auto& notifications = job->environment.notifications;
     const bool isQuitting = m_isQuitting;
@@ -296,14 +315,27 @@ void SaveController::endSave(const std::shared_ptr<Job>& job, const MovieWriter:
     m_isSaving = job->isWriting = false;
     // The window takes nothing with it that was not saved.
     const bool isClosing = std::exchange(m_isClosing, false);
-    const bool isWritten
-        = outcome.kind == Kind::Updated || outcome.kind == Kind::Flattened || outcome.kind == Kind::Nothing;
+    const bool isSaved = outcome.kind == Kind::Updated || outcome.kind == Kind::Flattened;
+    const bool isWritten = isSaved || outcome.kind == Kind::Copied || outcome.kind == Kind::Nothing;
+    if (isSaved || outcome.kind == Kind::Copied)
+        tellSaved(*job, outcome);
     if (outcome.kind == Kind::Changed)
         offerWaysOut(outcome);
+    else if (offersSaveAs)
+        job->operation == SaveOperation::Copy ? saveCopy() : saveDocumentAs();
     if (isClosing && isWritten)
         m_document.close(); // and with it, maybe, this document
     if (isQuitting)
         notifications.post(KWDocumentFinishedWriting);
+}
+
+void SaveController::tellSaved(const Job& job, const MovieWriter::Outcome& outcome)
+{
+    using Kind = MovieWriter::Outcome::Kind;
+    if (auto* window = m_document.window())
+        window->saved({job.path, outcome.bytesWritten,
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - job.start).count(),
+            outcome.kind == Kind::Updated, outcome.kind == Kind::Copied});
 }
 
 void SaveController::offerWaysOut(const MovieWriter::Outcome& outcome)

@@ -26,6 +26,7 @@ public:
     bool saveDocument();
     bool saveDocumentAs();
     bool saveDocumentTo();
+    bool saveCopy();
     bool writeSafelyToURL(const std::string& path, SaveOperation operation);
     void cancelProgress();
     /// The window is to be closed: not while a save is being written; then it closes when that ends.
@@ -48,6 +49,7 @@ private:
     bool claim(const DocumentFile& target);
     void endSave(const std::shared_ptr<Job>& job, const MovieWriter::Outcome& outcome);
     void offerWaysOut(const MovieWriter::Outcome& outcome);
+    void tellSaved(const Job& job, const MovieWriter::Outcome& outcome);
     void releaseThread();
 
     MyDocument& m_document;

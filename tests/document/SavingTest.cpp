@@ -262,6 +262,28 @@ namespace {
         EXPECT_TRUE(isTurned(path, 0));
     }
 
+    TEST_F(SavingTest, ACopyIsTheMovieAsItStandsAndTheDocumentStaysAtItsFile)
+    {
+        const auto before = readFile(path);
+        const auto opened = openEdited();
+        auto& [window, document] = *opened;
+        window.savePath = folder.file("copy.mov");
+        EXPECT_TRUE(document.saveCopy());
+        finish(document);
+        EXPECT_EQ(window.suggestedPath, folder.file("built copy.mov"));
+        EXPECT_TRUE(isTurned(folder.file("copy.mov"), 1));
+        EXPECT_EQ(readFile(path), before);
+        EXPECT_EQ(document.path(), path);
+        EXPECT_TRUE(document.isEdited());
+
+        window.savePath = path;
+        window.alerts.clear();
+        EXPECT_TRUE(document.saveCopy());
+        finish(document);
+        ASSERT_EQ(window.alerts.size(), 1U) << "its own file is no place for a copy";
+        EXPECT_EQ(readFile(path), before);
+    }
+
     TEST_F(SavingTest, ANewDocumentIsSavedUnderAName)
     {
         Open opened {*this};
