@@ -4,6 +4,7 @@
 #include "app/player/TransportBar.h"
 
 #include <QApplication>
+#include <QFontDatabase>
 #include <QKeyEvent>
 #include <QScreen>
 
@@ -53,6 +54,13 @@ void FullScreen::setBarWanted(bool wanted)
         m_bar->hide();
 }
 
+void FullScreen::setTimecode(const QString& timecode)
+{
+    m_timecode = timecode;
+    if (m_timecodeLabel)
+        m_timecodeLabel->setText(timecode);
+}
+
 void FullScreen::enter()
 {
     if (m_isActive)
@@ -72,6 +80,9 @@ void FullScreen::enter()
     m_bar = new TransportBar(m_view, &m_view);
     m_bar->setPalette(paletteOnPictures());
     m_bar->setAutoFillBackground(true);
+    m_timecodeLabel = new QLabel(m_timecode);
+    m_timecodeLabel->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_bar->addWidget(m_timecodeLabel);
     showBar();
     emit m_view.fullScreenChanged(true);
 }

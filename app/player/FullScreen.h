@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QLabel>
 #include <QObject>
 #include <QPointer>
 #include <QRect>
@@ -30,6 +31,9 @@ public:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+    /// What the running timecode says.
+    void setTimecode(const QString& timecode);
+
 private:
     void showBar();
     void hideBar();
@@ -42,6 +46,8 @@ private:
     QRect m_geometryBefore;
     bool m_isActive = false;
     bool m_isBarWanted = true;
+    QString m_timecode;
+    QPointer<QLabel> m_timecodeLabel;
 };
 
 } // namespace reelwright

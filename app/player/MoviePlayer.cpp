@@ -28,7 +28,7 @@ namespace {
     constexpr char kProtocol[] = "reelwright";
     /// Tells the replies apart that are waited for.
     enum Reply : std::uint64_t { kNoReply, kLoadReply, kSeekReply, kPictureReply };
-    enum Observed : std::uint64_t { kTime = 1, kEnd };
+    enum Observed : std::uint64_t { kTime = 1, kEnd, kTransfer };
     /// Seconds by which the player's times may differ from the tables' without being another frame's.
     constexpr double kTimeTolerance = 0.001;
     /// A step whose frame does not come (a damaged sample) ends after this.
@@ -149,6 +149,25 @@ namespace {
         return address;
     }
 
+    /// Brings pictures of a high range to that of usual screens; nothing for others.
+    std::string toneFilter(const std::string& transfer)
+    {
+        struct Row
+        {
+            std::string_view transfer; ///< libmpv's name
+            const char* name; ///< the filter's
+            int peak; ///< candelas a square metre that become the brightest white before the curve
+        };
+        constexpr Row kRows[] = {{"pq", "smpte2084", 203}, {"hlg", "arib-std-b67", 203}};
+        for (const auto& row : kRows)
+            if (transfer == row.transfer)
+                return std::string("lavfi=[zscale=transferin=") + row.name
+                    + ":primariesin=bt2020:matrixin=bt2020nc:transfer=linear:npl=" + std::to_string(row.peak)
+                    + ",format=gbrpf32le,zscale=primaries=bt709,tonemap=tonemap=hable:desat=0,"
+                      "zscale=transfer=bt709:matrix=bt709:range=limited,format=yuv420p]";
+        return {};
+    }
+
     /// All sound tracks as one; each at its own loudness, as they would be heard side by side.
     std::string mixOf(std::size_t tracks)
     {
@@ -212,6 +231,7 @@ MoviePlayer::MoviePlayer(Sound sound, QObject* parent)
     mpv_request_log_messages(handle, "warn");
     mpv_observe_property(handle, kTime, "time-pos", MPV_FORMAT_DOUBLE);
     mpv_observe_property(handle, kEnd, "eof-reached", MPV_FORMAT_FLAG);
+    mpv_observe_property(handle, kTransfer, "video-params/gamma", MPV_FORMAT_STRING);
     mpv_set_wakeup_callback(
         handle,
         [](void* self) {
@@ -502,6 +522,8 @@ void MoviePlayer::handleProperty(const mpv_event& event)
         // The position of the seek before the step may come late.
         if (self && m_stepping && seconds > m_stepTarget - kTimeTolerance)
             finish();
+    } else if (event.reply_userdata == kTransfer && property->format == MPV_FORMAT_STRING) {
+        showInRange(*static_cast<char* const*>(property->data));
     } else if (event.reply_userdata == kEnd && property->format == MPV_FORMAT_FLAG
         && *static_cast<const int*>(property->data) != 0) {
         const QPointer<MoviePlayer> self {this};
@@ -510,6 +532,13 @@ void MoviePlayer::handleProperty(const mpv_event& event)
         if (self)
             emit endReached();
     }
+}
+
+void MoviePlayer::showInRange(const std::string& transfer)
+{
+    const auto filter = m_mapsTones ? toneFilter(transfer) : std::string {};
+    if (std::exchange(m_toneFilter, filter) != filter)
+        set("vf", filter.c_str());
 }
 
 void MoviePlayer::handleEnd(const mpv_event& event)

@@ -54,6 +54,8 @@ public:
     void setVolume(int percent);
     void setMuted(bool muted);
     void setLooping(bool looping);
+    /// Whoever draws the pictures knows usual ranges only: brighter ones are brought into them.
+    void setMapsTones(bool maps) { m_mapsTones = maps; }
 
 signals:
     /// A load has its first picture or sound.
@@ -77,6 +79,7 @@ private:
     void handleEvents();
     void handleEvent(const mpv_event& event);
     void handleProperty(const mpv_event& event);
+    void showInRange(const std::string& transfer);
     void handleEnd(const mpv_event& event);
     static std::deque<Attempt> attemptsFor(const PlayerFeed& feed);
     void startLoad();
@@ -102,6 +105,8 @@ private:
     bool m_loadWaiting = false;
     bool m_busy = false;
     bool m_stepping = false;
+    bool m_mapsTones = false;
+    std::string m_toneFilter; ///< the one in use
     bool m_paused = true;
     std::optional<double> m_waitingSeek;
     std::uint64_t m_stepNumber = 0;

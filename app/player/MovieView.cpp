@@ -97,6 +97,7 @@ void MovieView::makeSurface(Renderer renderer)
         say(tr("Movies cannot be shown: there is nothing to draw them with."));
         return;
     }
+    m_player.setMapsTones(renderer == Renderer::Software);
     m_surface->onReady = [this] { loadMovie(); };
     m_surface->onPicture = [this](bool isPlaced) {
         if (isPlaced && !m_player.isBusy() && std::exchange(m_waitsForPicture, false)) {

@@ -1,6 +1,9 @@
 #include "app/player/PlayableMovie.h"
 
 #include "movie/atoms/ByteReader.h"
+#include "movie/samples/SampleDescription.h"
+
+#include <QCoreApplication>
 
 #include <algorithm>
 #include <set>
@@ -48,6 +51,17 @@ namespace {
         return result;
     }
 
+    QString translated(const char* text)
+    {
+        return QCoreApplication::translate("PlayableMovie", text);
+    }
+
+    bool isEncrypted(const QTTrack& track)
+    {
+        const auto description = track.media().sampleDescription(1);
+        return description && isEncryptedFormat(description->format());
+    }
+
     /// The mode that the movie was given, or that it asks for (`apmd`).
     FourCC apertureModeOf(const QTMovie& movie)
     {
@@ -68,7 +82,20 @@ PlayableMovie PlayableMovie::make(const QTMovie& movie)
         if (!outcome && result.problem.isEmpty())
             result.problem = QString::fromStdString(outcome.error().message());
     };
-    const auto selection = selectionOf(movie);
+    auto selection = selectionOf(movie);
+    if (movie.tracks().empty()) {
+        result.problem = translated("The movie is empty: it has no tracks.");
+    } else if (!selection.picture && selection.sounds.empty()) {
+        result.problem = translated("Nothing is shown: no enabled track has a picture or sound.");
+    }
+    // What is encrypted would come as noise.
+    if (selection.picture && isEncrypted(*selection.picture)) {
+        result.problem = translated("The picture is encrypted and cannot be shown.");
+        selection.picture.reset();
+    }
+    const auto encrypted = std::erase_if(selection.sounds, isEncrypted);
+    if (encrypted > 0 && result.problem.isEmpty() && !selection.picture && selection.sounds.empty())
+        result.problem = translated("The sound is encrypted and cannot be played.");
     if (const auto& picture = selection.picture) {
         result.frames = FrameTimes {*picture};
         result.placement = PicturePlacement::of(*picture, apertureModeOf(movie));

@@ -7,8 +7,11 @@
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
+#include <QLabel>
+#include <QLocale>
 #include <QVBoxLayout>
 
+#include <cmath>
 #include <utility>
 
 namespace reelwright {
@@ -58,6 +61,11 @@ TransportBar::TransportBar(MovieView& view, QWidget* parent)
         connect(button, &QToolButton::clicked, this, action);
         return button;
     };
+    m_speed = new QLabel(this);
+    m_speed->setForegroundRole(QPalette::PlaceholderText);
+    m_speed->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    m_speed->setMinimumWidth(m_speed->fontMetrics().horizontalAdvance(QStringLiteral("\u22128\u00D7")) + 8);
+    m_speed->setToolTip(tr("Speed"));
     m_mute
         = addSwitch(Sign::Sound, tr("Mute"), Qt::SHIFT | Qt::Key_M, [this](bool on) { m_view.setMuted(on); });
     m_loop = addSwitch(Sign::Loop, tr("Loop"), {}, [this](bool on) { m_view.setLooping(on); });
@@ -84,6 +92,7 @@ TransportBar::TransportBar(MovieView& view, QWidget* parent)
     lower->addStretch(1);
     lower->addLayout(m_middle);
     lower->addStretch(1);
+    lower->addWidget(m_speed);
     lower->addWidget(m_mute);
     lower->addWidget(m_volume, 1);
     lower->addWidget(m_loop);
@@ -99,6 +108,7 @@ TransportBar::TransportBar(MovieView& view, QWidget* parent)
     connect(&m_view, &MovieView::timeChanged, m_scrubber, &Scrubber::setTime);
     connect(&m_view, &MovieView::durationChanged, this, &TransportBar::showDuration);
     connect(&m_view, &MovieView::playStateChanged, this, &TransportBar::showPlaying);
+    connect(&m_view, &MovieView::rateChanged, this, &TransportBar::showSpeed);
     connect(&m_view, &MovieView::volumeChanged, this, &TransportBar::showSound);
     connect(&m_view, &MovieView::mutedChanged, this, &TransportBar::showSound);
     connect(&m_view, &MovieView::loopingChanged, m_loop, &QToolButton::setChecked);
@@ -106,6 +116,7 @@ TransportBar::TransportBar(MovieView& view, QWidget* parent)
     m_loop->setChecked(m_view.isLooping());
     showDuration();
     showPlaying();
+    showSpeed();
     showSound();
     showFullScreen(m_view.isFullScreen());
 }
@@ -130,6 +141,16 @@ void TransportBar::showPlaying()
     const bool isPlaying = m_view.isPlaying() || m_rateBefore != 0;
     m_play->setSign(isPlaying ? TransportButton::Sign::Pause : TransportButton::Sign::Play);
     m_play->setWords(isPlaying ? tr("Pause") : tr("Play"), Qt::Key_Space);
+}
+
+void TransportBar::showSpeed()
+{
+    const auto rate = m_view.rate();
+    const auto speed = rate == 0 ? 1 : std::abs(rate);
+    m_speed->setText((rate < 0 ? QStringLiteral("\u2212") : QString()) + QLocale().toString(speed, 'g', 3)
+        + QStringLiteral("\u00D7"));
+    m_speed->setAccessibleName(rate < 0 ? tr("Speed: %1 times backward").arg(speed) : tr("Speed: %1 times").arg(speed));
+    m_speed->setForegroundRole(rate == 0 || rate == 1 ? QPalette::PlaceholderText : QPalette::WindowText);
 }
 
 void TransportBar::showSound()

@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class QHBoxLayout;
+class QLabel;
 class QSlider;
 
 namespace reelwright {
@@ -30,6 +31,7 @@ protected:
 
 private:
     void showPlaying();
+    void showSpeed();
     void showSound();
     void showFullScreen(bool isFull);
     void showDuration();
@@ -40,6 +42,7 @@ private:
     Scrubber* m_scrubber;
     QWidget* m_playback; ///< the buttons that need a movie
     TransportButton* m_play;
+    QLabel* m_speed;
     TransportButton* m_mute;
     QSlider* m_volume;
     TransportButton* m_loop;

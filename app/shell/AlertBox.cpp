@@ -10,11 +10,18 @@ namespace {
 
     constexpr int kMostLines = 16; ///< that fit on a small screen
 
-    QMessageBox::ButtonRole roleOf(std::size_t button, std::size_t count)
+    /// The button that Escape stands for: nothing comes of it.
+    std::size_t escapeOf(const std::vector<std::string>& buttons)
     {
-        if (button == 0)
-            return QMessageBox::AcceptRole;
-        return button + 1 == count ? QMessageBox::RejectRole : QMessageBox::DestructiveRole;
+        const auto ok = std::find(buttons.begin(), buttons.end(), "OK");
+        return ok != buttons.end() ? static_cast<std::size_t>(ok - buttons.begin()) : buttons.size() - 1;
+    }
+
+    QMessageBox::ButtonRole roleOf(std::size_t button, const std::vector<std::string>& buttons)
+    {
+        if (button == escapeOf(buttons))
+            return buttons.size() == 1 ? QMessageBox::AcceptRole : QMessageBox::RejectRole;
+        return button == 0 || buttons[0] == "OK" ? QMessageBox::AcceptRole : QMessageBox::DestructiveRole;
     }
 
 } // namespace
@@ -24,7 +31,8 @@ std::size_t showAlert(QWidget& window, const QString& windowTitle, const std::st
 {
     QMessageBox box(&window);
     box.setWindowModality(Qt::WindowModal);
-    box.setIcon(buttons.size() > 1 ? QMessageBox::Question : QMessageBox::Warning);
+    const bool isQuestion = buttons.size() > 1 && buttons[0] != "OK";
+    box.setIcon(isQuestion ? QMessageBox::Question : QMessageBox::Warning);
     box.setWindowTitle(windowTitle);
     box.setTextFormat(Qt::RichText);
     box.setText(QStringLiteral("<b>%1</b>").arg(QString::fromStdString(title).toHtmlEscaped()));
@@ -36,12 +44,12 @@ std::size_t showAlert(QWidget& window, const QString& windowTitle, const std::st
     box.setInformativeText(information.toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>")));
     std::vector<QAbstractButton*> made;
     for (std::size_t i = 0; i < buttons.size(); ++i)
-        made.push_back(box.addButton(QString::fromStdString(buttons[i]), roleOf(i, buttons.size())));
+        made.push_back(box.addButton(QString::fromStdString(buttons[i]), roleOf(i, buttons)));
     box.setDefaultButton(qobject_cast<QPushButton*>(made.front()));
-    box.setEscapeButton(made.back());
+    box.setEscapeButton(made[escapeOf(buttons)]);
     box.exec();
     const auto chosen = std::find(made.begin(), made.end(), box.clickedButton());
-    return chosen == made.end() ? made.size() - 1 : static_cast<std::size_t>(chosen - made.begin());
+    return chosen == made.end() ? escapeOf(buttons) : static_cast<std::size_t>(chosen - made.begin());
 }
 
 } // namespace reelwright

@@ -7,6 +7,7 @@
 #include "app/shell/Diagnostics.h"
 #include "app/shell/ErrorText.h"
 #include "app/shell/FileChooser.h"
+#include "app/shell/ManualWindow.h"
 #include "app/shell/PreferencesDialog.h"
 #include "app/shell/StartWindow.h"
 #include "app/window/MovieWindow.h"
@@ -72,6 +73,7 @@ AppController::AppController(Preferences& preferences, std::shared_ptr<Storage> 
     QApplication::setQuitOnLastWindowClosed(false);
     Appearance::apply(Appearance::wanted(m_preferences));
     makeActions();
+    m_quitCounter.setAskAboutAll([this](const std::vector<MyDocument*>& unsaved) { return askAboutAll(unsaved); });
     m_burial.setInterval(kBurialMilliseconds);
     connect(&m_burial, &QTimer::timeout, this, &AppController::deleteClosedWindows);
     m_startWindow = std::make_unique<StartWindow>(m_actions);
@@ -203,6 +205,7 @@ std::optional<MovieError> AppController::makeDocument(MyDocument::OpenedMovie op
     connect(window, &MovieWindow::filesDropped, this, &AppController::openFiles);
     connect(window, &MovieWindow::pathChanged, this, [this, window] { pathChanged(window); });
     connect(window, &MovieWindow::closed, this, [this, window] { windowClosed(window); });
+    connect(window, &MovieWindow::helpAsked, this, &AppController::showManual);
     connect(window, &MovieWindow::batchAsked, this, [this, window](int tag) {
         auto* batch = newBatch();
         batch->batch().addFiles({window->document().path()});
@@ -304,6 +307,49 @@ bool AppController::mayCloseBatches()
     return true;
 }
 
+bool AppController::mayStopExports()
+{
+    for (auto* window : std::vector(m_open)) {
+        if (!window->document().exporter().isExporting())
+            continue;
+        bringToFront(*window);
+        if (!window->mayStopExport())
+            return false;
+    }
+    return true;
+}
+
+QuitCounter::All AppController::askAboutAll(const std::vector<MyDocument*>& unsaved)
+{
+    constexpr std::size_t kMostNamed = 12;
+    QStringList names;
+    for (const auto* document : unsaved)
+        if (static_cast<std::size_t>(names.size()) < kMostNamed)
+            names << QStringLiteral("\u201C%1\u201D").arg(QString::fromStdString(document->displayName()));
+    if (unsaved.size() > kMostNamed)
+        names << tr("and %1 more").arg(unsaved.size() - kMostNamed);
+    QMessageBox box {frontWindow()};
+    box.setObjectName(QStringLiteral("unsavedMovies"));
+    box.setIcon(QMessageBox::Question);
+    box.setWindowTitle(tr("Reelwright"));
+    box.setText(tr("<b>Save the changes to these %1 movies?</b>").arg(unsaved.size()));
+    box.setInformativeText(
+        names.join(QLatin1Char('\n')).toHtmlEscaped().replace(QLatin1Char('\n'), QLatin1String("<br>"))
+        + QStringLiteral("<br><br>") + tr("Changes that are not saved are lost."));
+    auto* save = box.addButton(tr("&Save All"), QMessageBox::AcceptRole);
+    auto* each = box.addButton(tr("&Review Each\u2026"), QMessageBox::ActionRole);
+    auto* discard = box.addButton(tr("&Don\u2019t Save"), QMessageBox::DestructiveRole);
+    auto* cancel = box.addButton(tr("Cancel"), QMessageBox::RejectRole);
+    box.setDefaultButton(save);
+    box.setEscapeButton(cancel);
+    box.exec();
+    const auto* clicked = box.clickedButton();
+    return clicked == save ? QuitCounter::All::Save
+        : clicked == each  ? QuitCounter::All::Each
+        : clicked == discard ? QuitCounter::All::Discard
+                             : QuitCounter::All::Cancel;
+}
+
 void AppController::deleteClosedWindows()
 {
     // While a question or a menu is open, the window that waits for it may be one of these.
@@ -345,8 +391,12 @@ void AppController::openDocument()
     chooser->setAcceptMode(QFileDialog::AcceptOpen);
     makeRoomInFileChooser(*chooser);
     chooser->setFileMode(QFileDialog::ExistingFiles);
-    chooser->setNameFilters({tr("Movies") + QLatin1Char(' ') + patterns({"mov", "qt", "m4v", "mp4", "dv"}),
-        tr("Sound") + QLatin1Char(' ') + patterns({"wav", "aif", "aiff", "aifc"}), tr("All files (*)")});
+    chooser->setNameFilters({tr("All that opens") + QLatin1Char(' ')
+            + patterns({"mov", "qt", "m4v", "mp4", "dv", "dif", "mqv", "f4v", "3gp", "3g2", "mj2", "m4a", "m4b", "m4p",
+                "m4r", "wav", "aif", "aiff", "aifc"}),
+        tr("Movies") + QLatin1Char(' ') + patterns({"mov", "qt", "m4v", "mp4", "dv"}),
+        tr("Sound") + QLatin1Char(' ') + patterns({"m4a", "m4b", "wav", "aif", "aiff", "aifc"}),
+        tr("All files (*)")});
     if (!m_recentFiles.files().isEmpty())
         chooser->setDirectory(QFileInfo {m_recentFiles.files().front()}.path());
     connect(chooser, &QFileDialog::filesSelected, this, &AppController::chooseFiles);
@@ -365,6 +415,14 @@ void AppController::showPreferences()
             [] { runInBackground([] { KWLog::createNewLog(); }); });
     }
     bringToFront(*m_preferencesDialog);
+}
+
+void AppController::showManual(const QString& page)
+{
+    if (!m_manual)
+        m_manual = std::make_unique<ManualWindow>();
+    m_manual->showPage(page);
+    bringToFront(*m_manual);
 }
 
 void AppController::showAbout()
@@ -454,7 +512,7 @@ void AppController::fillWindowsMenu()
 
 void AppController::quit()
 {
-    if (!mayCloseBatches())
+    if (!mayCloseBatches() || !mayStopExports())
         return;
     m_quitCounter.quit();
 }

@@ -23,6 +23,7 @@
 namespace reelwright {
 
 class BatchMainWindow;
+class ManualWindow;
 class MovieWindow;
 class StartWindow;
 
@@ -54,6 +55,8 @@ public:
     void saveDiagnostics();
     /// After a run that did not come to its end: says so, and offers that archive.
     void offerDiagnostics();
+    /// The manual, at that page ("chapters"); its first one for an empty name.
+    void showManual(const QString& page);
 
     /// Emits `terminated` once nothing is unsaved or being written; see QuitCounter.
     void quit();
@@ -85,6 +88,10 @@ private:
     void batchClosed(BatchMainWindow* window);
     /// May all batches go? Asks each.
     bool mayCloseBatches();
+    /// May the exports that run be stopped? Asks each.
+    bool mayStopExports();
+    /// One question for several movies with unsaved changes.
+    QuitCounter::All askAboutAll(const std::vector<MyDocument*>& unsaved);
     void chooseFiles(const QStringList& paths);
     void deleteClosedWindows();
     void showStartWindow();
@@ -113,6 +120,7 @@ private:
     std::vector<std::unique_ptr<BatchMainWindow>> m_closedBatches;
     QTimer m_burial;
     std::unique_ptr<StartWindow> m_startWindow;
+    std::unique_ptr<ManualWindow> m_manual;
     QPointer<QFileDialog> m_chooser;
     QPointer<PreferencesDialog> m_preferencesDialog;
     QPointer<QMessageBox> m_aboutBox;

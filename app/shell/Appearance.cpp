@@ -139,4 +139,20 @@ void Appearance::apply(Kind kind)
     QToolTip::setPalette(QApplication::palette());
 }
 
+QColor Appearance::tone(const QPalette& palette, Tone tone)
+{
+    const bool isDark = palette.color(QPalette::Base).lightness() < 128;
+    switch (tone) {
+    case Tone::New:
+        return isDark ? QColor(0x7f, 0xd0, 0x8a) : QColor(0x1e, 0x7d, 0x34);
+    case Tone::Warning:
+        return isDark ? QColor(0xff, 0xb3, 0x5c) : QColor(0xa0, 0x52, 0x00);
+    case Tone::Error:
+        return isDark ? QColor(0xff, 0x8a, 0x80) : QColor(0xb3, 0x26, 0x1e);
+    case Tone::Information:
+        return isDark ? QColor(0x8a, 0xb8, 0xff) : QColor(0x1a, 0x5f, 0xb4);
+    }
+    return palette.color(QPalette::Text);
+}
+
 } // namespace reelwright

@@ -23,6 +23,8 @@ namespace {
             return refused(EISDIR, "it is a folder");
         if (!file.isReadable())
             return refused(EACCES, "it cannot be read");
+        if (file.size() == 0)
+            return {MovieError::Code::Truncated, 0, path.toStdString(), "it is empty: it has no bytes at all"};
         if (const auto movie = QTMovie::open(path.toStdString(), storage); !movie)
             return movie.error();
         return refused(EAGAIN, "it was changed while it was opened");

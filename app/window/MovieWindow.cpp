@@ -18,6 +18,7 @@
 #include "app/window/BannerBar.h"
 #include "app/window/CheckDialog.h"
 #include "app/window/FactsLoader.h"
+#include "app/window/MovieExporter.h"
 #include "app/window/PanelTabWidget.h"
 #include "app/window/ProgressSheet.h"
 #include "app/window/ReviewDialog.h"
@@ -35,6 +36,7 @@
 #include "movie/saving/MovieSaver.h"
 #include "report/FactsJson.h"
 #include "report/InfoReport.h"
+#include "saving/MediaCheck.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
 
@@ -45,10 +47,12 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHeaderView>
 #include <QInputDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
@@ -58,6 +62,8 @@
 #include <QTextBrowser>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
@@ -137,7 +143,6 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::EncodingAttributes, attributes);
     connect(attributes, &AttributesPane::copyFromAsked, metadata, &MetadataPane::copyFromMovie);
     layOut();
-    m_progress = new ProgressSheet(m_view->parentWidget());
     m_actions->fill(*menuBar(), actions);
     connectActions();
     connectViews();
@@ -148,7 +153,7 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     undoChanged();
     m_document->windowControllerDidLoadNib(*this);
     m_tracks->table().setFocus();
-    WindowMemory::restore(*this, *m_columns, *m_rows);
+    WindowMemory::restore(*this, *m_columns, *m_rows, *m_tracks->table().horizontalHeader());
 }
 
 MovieWindow::~MovieWindow()
@@ -194,6 +199,10 @@ void MovieWindow::layOut()
     m_banners = new BannerBar;
     layout->addWidget(m_banners);
     layout->addWidget(m_columns, 1);
+    m_progress = new ProgressSheet(central);
+    m_exporter = new MovieExporter(*m_document, *this);
+    layout->addWidget(m_progress);
+    layout->addWidget(&m_exporter->strip());
     m_pending = new QLabel;
     m_pending->setAccessibleName(tr("What a save would do"));
     m_pending->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -221,7 +230,8 @@ void MovieWindow::connectActions()
     };
     onSave(m_actions->save, &MyDocument::saveDocument);
     onSave(m_actions->saveAs, &MyDocument::saveDocumentAs);
-    onSave(m_actions->saveCopy, &MyDocument::saveDocumentTo);
+    onSave(m_actions->saveCopy, &MyDocument::saveCopy);
+    connectExports();
     on(m_actions->close, [this] { close(); });
 
     on(m_actions->review, [this] {
@@ -242,6 +252,8 @@ void MovieWindow::connectActions()
     });
     on(m_actions->commandFinder, [this] { findCommand(); });
     on(m_actions->keys, [this] { showKeys(); });
+    on(m_actions->manual, [this] { emit helpAsked(m_panels->isAncestorOf(focusWidget()) ? m_panels->helpPage() : QString()); });
+    connect(m_panels, &PanelTabWidget::helpAsked, this, &MovieWindow::helpAsked);
 
     on(m_actions->undo, [&document] { document.undo(); });
     on(m_actions->redo, [&document] { document.redo(); });
@@ -272,6 +284,65 @@ void MovieWindow::connectActions()
     on(m_actions->fullScreen, [this] { m_fullScreen->toggle(); });
     m_view->addAction(m_actions->fullScreen); // the view is a window of its own then
     on(m_actions->sidePane, [this](bool isOn) { m_panels->setVisible(isOn); });
+}
+
+void MovieWindow::connectExports()
+{
+    const auto on = [this](QAction* action, auto work) { connect(action, &QAction::triggered, this, work); };
+    on(m_actions->exportMovie, [this] {
+        finishEditing();
+        const auto& pending = m_facts->pendingSave();
+        m_exporter->exportMovie(pending ? static_cast<int>(pending->changes.size()) : 0);
+    });
+    on(m_actions->exportFrame, [this] { m_exporter->exportStills(currentTime(), true); });
+    on(m_actions->exportStills, [this] { m_exporter->exportStills(currentTime(), false); });
+    on(m_actions->verify, [this] { checkMedia(); });
+    connect(m_exporter, &MovieExporter::helpAsked, this, &MovieWindow::helpAsked);
+    for (auto* action : m_actions->times->actions()) {
+        const auto style = static_cast<ShownTime::Style>(action->data().toInt());
+        action->setChecked(m_document->timeStyle() == style);
+        on(action, [this, style] {
+            finishEditing();
+            m_document->setTimeStyle(style);
+            m_timecodeTime.reset();
+        });
+    }
+}
+
+bool MovieWindow::mayStopExport()
+{
+    return m_exporter->mayStop();
+}
+
+void MovieWindow::checkMedia()
+{
+    m_actions->verify->setEnabled(false);
+    statusBar()->showMessage(tr("Reading all media\u2026"));
+    runInBackground(
+        this, [movie = m_document->movie()] { return reelwright::checkMedia(movie, [] { return true; }); },
+        [this](const Result<std::vector<TrackCheck>>& checked) {
+            m_actions->verify->setEnabled(true);
+            statusBar()->clearMessage();
+            if (!checked) {
+                alert("Unable to check the media", checked.error().message(), {"OK"});
+                return;
+            }
+            quint64 bytes = 0;
+            std::string text;
+            for (const auto& track : *checked) {
+                bytes += track.bytes;
+                for (const auto& part : track.unreadable)
+                    text += fmt::format("Track {}, samples {} to {}: {}.\n", track.trackID, part.first, part.last(),
+                        part.reason);
+            }
+            if (text.empty())
+                statusBar()->showMessage(
+                    tr("All media can be read: %1.")
+                        .arg(QLocale().formattedDataSize(static_cast<qint64>(bytes), 1, QLocale::DataSizeSIFormat)),
+                    kMessageMilliseconds);
+            else
+                alert("Some media cannot be read", text, {"OK"});
+        });
 }
 
 void MovieWindow::connectViews()
@@ -620,6 +691,14 @@ void MovieWindow::updateActions()
             m_actions->nudgeLater, m_actions->addMedia, m_actions->deleteMedia, m_actions->extractTrack})
         action->setEnabled(track != nullptr);
     m_actions->enableTrack->setChecked(track && track->enabled());
+    const bool hasPicture = !m_document->movie().tracksOfMediaType(QTMediaTypeVideo).empty();
+    for (auto* action : {m_actions->rotateLeft, m_actions->rotateRight, m_actions->flip, m_actions->flop,
+             m_actions->exportFrame, m_actions->exportStills})
+        action->setEnabled(hasPicture);
+    const bool hasTime = m_document->movie().duration().value > 0;
+    for (auto* action : {m_actions->play, m_actions->stepBackward, m_actions->stepForward, m_actions->goToStart,
+             m_actions->goToEnd, m_actions->goToTimecode, m_actions->exportMovie})
+        action->setEnabled(hasTime);
 }
 
 // What the document asks of its window
@@ -667,6 +746,34 @@ void MovieWindow::setProgress(double fraction)
 void MovieWindow::endProgress()
 {
     m_progress->end();
+}
+
+void MovieWindow::setProgressTarget(const std::string& path)
+{
+    const auto& pending = m_facts->pendingSave();
+    m_progress->setTarget(fromUtf8(path), pending ? pending->bytes : 0);
+}
+
+void MovieWindow::saved(const Saved& what)
+{
+    const auto size = QLocale().formattedDataSize(static_cast<qint64>(what.bytes), 1, QLocale::DataSizeSIFormat);
+    const auto time = what.seconds < 1 ? tr("%1 s").arg(QLocale().toString(what.seconds, 'f', 2))
+                                       : ProgressSheet::inWords(what.seconds);
+    const auto name = QFileInfo(fromUtf8(what.path)).fileName();
+    statusBar()->showMessage(what.inPlace ? tr("Saved in place: %1 written in %2.").arg(size, time)
+            : what.isCopy                 ? tr("\u201C%1\u201D is written: %2 in %3.").arg(name, size, time)
+                                          : tr("\u201C%1\u201D is saved: %2 written in %3.").arg(name, size, time),
+        kMessageMilliseconds);
+}
+
+void MovieWindow::showExport(const std::optional<Exporting>& state)
+{
+    m_exporter->show(state);
+}
+
+void MovieWindow::requestAttention()
+{
+    QApplication::alert(this);
 }
 
 void MovieWindow::reloadTrackList()
@@ -752,7 +859,7 @@ void MovieWindow::closeWindow()
         return;
     m_isClosed = true;
     m_fullScreen->leave();
-    WindowMemory::save(*this, *m_columns, *m_rows);
+    WindowMemory::save(*this, *m_columns, *m_rows, *m_tracks->table().horizontalHeader());
     for (auto* question : findChildren<QDialog*>())
         question->reject();
     m_document->windowWillClose();
@@ -773,6 +880,7 @@ std::string MovieWindow::timecodeFieldText() const
 void MovieWindow::setTimecodeFieldText(const std::string& text)
 {
     m_timecode->setText(fromUtf8(text));
+    m_fullScreen->setTimecode(fromUtf8(text));
 }
 
 void MovieWindow::focusNextControl()
@@ -786,7 +894,8 @@ void MovieWindow::closeEvent(QCloseEvent* event)
 {
     if (!m_isClosed) {
         finishEditing();
-        m_document->close();
+        if (m_exporter->mayStop())
+            m_document->close();
     }
     event->setAccepted(m_isClosed);
 }
@@ -818,6 +927,8 @@ void MovieWindow::keyPressEvent(QKeyEvent* event)
         performTold(edit, "Unable to move the track");
         return;
     }
+    if (isPlain && event->key() == Qt::Key_Escape && (m_progress->cancel() || m_exporter->strip().cancel()))
+        return;
     // The transport's keys work wherever no text is typed.
     const bool isTransport = event->key() == Qt::Key_Space || event->key() == Qt::Key_J
         || event->key() == Qt::Key_K || event->key() == Qt::Key_L;

@@ -18,6 +18,7 @@ namespace reelwright {
 class BannerBar;
 class FactsLoader;
 class FullScreen;
+class MovieExporter;
 class MovieView;
 class MyDocument;
 class PanelTabWidget;
@@ -37,6 +38,8 @@ public:
     MovieWindow(std::unique_ptr<MyDocument> document, const ApplicationActions& actions);
     ~MovieWindow() override;
 
+    /// Asks whether an export that runs may be stopped; true when none runs.
+    bool mayStopExport();
     [[nodiscard]] MyDocument& document() { return *m_document; }
     [[nodiscard]] const MyDocument& document() const { return *m_document; }
 
@@ -50,6 +53,10 @@ public:
     void showProgress() override;
     void setProgress(double fraction) override;
     void endProgress() override;
+    void setProgressTarget(const std::string& path) override;
+    void saved(const Saved& what) override;
+    void showExport(const std::optional<Exporting>& state) override;
+    void requestAttention() override;
     void reloadTrackList() override;
     void reloadSelection() override;
     void movieReplaced() override;
@@ -70,6 +77,8 @@ signals:
     void filesDropped(const QStringList& paths);
     /// A quick task is wanted for more files than this one.
     void batchAsked(int tag);
+    /// The manual is wanted, at that page.
+    void helpAsked(const QString& page);
     /// The document has another file (it was saved as).
     void pathChanged();
     /// The window is closed for good; whoever made it has to delete it later, not at once.
@@ -105,6 +114,8 @@ private:
     void checkMovie();
     void performTold(const Edit& edit, const std::string& title);
     void extractSelectedTrack();
+    void checkMedia();
+    void connectExports();
 
     /// Shows the timecode where it may have changed.
     void followTime();
@@ -123,6 +134,7 @@ private:
     TrackPanel* m_tracks;
     PanelTabWidget* m_panels;
     ProgressSheet* m_progress;
+    MovieExporter* m_exporter;
     BannerBar* m_banners;
     QLabel* m_pending; ///< what a save would do
     QPushButton* m_review;

@@ -4,6 +4,7 @@
 #include "document/MyDocument.h"
 
 #include <QTabBar>
+#include <QToolButton>
 
 #include <utility>
 
@@ -19,6 +20,38 @@ PanelTabWidget::PanelTabWidget(MyDocument& document, QWidget* parent)
     tabBar()->setExpanding(false);
     setElideMode(Qt::ElideNone);
     setAccessibleName(tr("Panels"));
+    auto* help = new QToolButton(this);
+    help->setText(QStringLiteral("?"));
+    help->setAutoRaise(true);
+    help->setAccessibleName(tr("Help on this pane"));
+    help->setToolTip(tr("What this pane is for (F1)"));
+    connect(help, &QToolButton::clicked, this, [this] { emit helpAsked(helpPage()); });
+    setCornerWidget(help, Qt::TopRightCorner);
+}
+
+QString PanelTabWidget::helpPage() const
+{
+    struct Row
+    {
+        Panel panel;
+        const char* page;
+    };
+    constexpr Row kPages[] = {
+        {Panel::Information, "info"},
+        {Panel::QuickTasks, "quick-tasks"},
+        {Panel::MovieSettings, "settings"},
+        {Panel::Conform, "conform"},
+        {Panel::Chapters, "chapters"},
+        {Panel::Metadata, "metadata"},
+        {Panel::Timecode, "timecode"},
+        {Panel::Media, "media"},
+        {Panel::TextInsertion, "text"},
+        {Panel::EncodingAttributes, "attributes"},
+    };
+    for (const auto& row : kPages)
+        if (const auto known = m_panes.find(row.panel); known != m_panes.end() && known->second == currentWidget())
+            return QLatin1String(row.page);
+    return {};
 }
 
 void PanelTabWidget::addPane(Panel panel, Pane* pane)

@@ -30,6 +30,11 @@ public:
     void reloadSelection();
     /// Fills the tabs that are there.
     void reloadPanes();
+    /// The manual's page about the tab in front.
+    [[nodiscard]] QString helpPage() const;
+
+signals:
+    void helpAsked(const QString& page);
 
 private:
     MyDocument& m_document;

@@ -1,8 +1,10 @@
 #include "app/window/TrackCellDelegate.h"
 
+#include "app/window/TimeEdit.h"
 #include "app/window/TrackTableModel.h"
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QLineEdit>
 
 namespace reelwright {
@@ -42,10 +44,43 @@ void TrackCellDelegate::initStyleOption(QStyleOptionViewItem* option, const QMod
 QWidget* TrackCellDelegate::createEditor(
     QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
+    const auto* model = qobject_cast<const TrackTableModel*>(index.model());
+    if (model && (index.column() == TrackTableModel::kIn || index.column() == TrackTableModel::kDuration)) {
+        auto* field = new TimeEdit(parent);
+        field->setFrame(false);
+        field->setAlignment(Qt::AlignCenter);
+        field->setAccessibleName(model->headerData(index.column(), Qt::Horizontal).toString());
+        field->setRemarks([model, place = QPersistentModelIndex(index)](const QString& typed) {
+            return place.isValid() ? model->remark(place, typed) : ShownTime::Remark {};
+        });
+        return field;
+    }
     auto* editor = QStyledItemDelegate::createEditor(parent, option, index);
     if (auto* field = qobject_cast<QLineEdit*>(editor))
         field->setAlignment(index.column() == TrackTableModel::kName ? Qt::AlignLeft : Qt::AlignCenter);
     return editor;
+}
+
+void TrackCellDelegate::setEditorData(QWidget* editor, const QModelIndex& index) const
+{
+    if (auto* field = qobject_cast<TimeEdit*>(editor))
+        field->setText(index.data(Qt::EditRole).toString());
+    else
+        QStyledItemDelegate::setEditorData(editor, index);
+}
+
+bool TrackCellDelegate::eventFilter(QObject* editor, QEvent* event)
+{
+    // What cannot be read stays where it was typed.
+    auto* field = qobject_cast<TimeEdit*>(editor);
+    if (field && event->type() == QEvent::KeyPress && field->isWrong()) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Tab || key == Qt::Key_Backtab) {
+            field->showRemark();
+            return true;
+        }
+    }
+    return QStyledItemDelegate::eventFilter(editor, event);
 }
 
 void TrackCellDelegate::paint(

@@ -80,8 +80,22 @@ TrackTableModel::Row TrackTableModel::makeRow(std::size_t row) const
     made.title = QString::fromStdString(list.title(row));
     made.name = track ? QString::fromStdString(track->track().name())
                       : QString::fromStdString(m_document.displayName());
-    made.in = text(TrackColumn::In);
-    made.duration = text(TrackColumn::Duration);
+    if (!track)
+        return made;
+    const auto style = m_document.timeStyle();
+    if (style == ShownTime::Style::Defined) {
+        made.in = made.typedIn = text(TrackColumn::In);
+        made.duration = made.typedDuration = text(TrackColumn::Duration);
+        return made;
+    }
+    using Kind = ShownTime::Kind;
+    const auto typed = [&](const QTTime& time, Kind kind) {
+        return QString::fromStdString(ShownTime::typedText(time, kind, style, m_document.movie()));
+    };
+    made.in = QString::fromStdString(m_document.shownTime(track->inPoint(), Kind::Place));
+    made.duration = QString::fromStdString(m_document.shownTime(track->duration(), Kind::Length));
+    made.typedIn = typed(track->inPoint(), Kind::Place);
+    made.typedDuration = typed(track->duration(), Kind::Length);
     return made;
 }
 
@@ -172,6 +186,19 @@ QVariant TrackTableModel::text(const Row& row, int column) const
     }
 }
 
+QString TrackTableModel::editText(const Row& row, int column) const
+{
+    return column == kIn ? row.typedIn : column == kDuration ? row.typedDuration : text(row, column).toString();
+}
+
+ShownTime::Remark TrackTableModel::remark(const QModelIndex& index, const QString& typed) const
+{
+    const auto column = documentColumn(index.column());
+    return column && editText(m_rows[static_cast<std::size_t>(index.row())], index.column()) != typed
+        ? m_document.columnRemark(*column, static_cast<std::size_t>(index.row()), typed.toStdString())
+        : ShownTime::Remark {};
+}
+
 QVariant TrackTableModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid())
@@ -192,7 +219,7 @@ QVariant TrackTableModel::data(const QModelIndex& index, int role) const
             return QGuiApplication::palette().color(QPalette::PlaceholderText);
         return {};
     case Qt::EditRole:
-        return text(row, index.column());
+        return editText(row, index.column());
     case Qt::CheckStateRole:
         if (index.column() == kEnabled && row.enabled)
             return *row.enabled ? Qt::Checked : Qt::Unchecked;
@@ -275,7 +302,7 @@ bool TrackTableModel::setData(const QModelIndex& index, const QVariant& value, i
         return true;
     }
     // The text is rounded to whole frames: an editor that was only opened must not move the track to them.
-    if (value.toString() != text(m_rows[row], index.column()).toString())
+    if (value.toString() != editText(m_rows[row], index.column()))
         m_document.setColumnText(*documentColumn(index.column()), row, value.toString().toStdString());
     return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracks/ShownTime.h"
+
 #include <QAbstractTableModel>
 
 #include <map>
@@ -43,6 +45,9 @@ public:
     /// What there is to say of each row besides, as plain text; in the order of the rows.
     void setToolTips(QStringList toolTips);
 
+    /// The remark on what is being typed into a cell.
+    [[nodiscard]] ShownTime::Remark remark(const QModelIndex& index, const QString& typed) const;
+
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
@@ -60,12 +65,15 @@ private:
         QString name; ///< the track's own
         QString in;
         QString duration;
+        QString typedIn; ///< as they are edited
+        QString typedDuration;
         std::optional<bool> enabled;
         bool operator==(const Row&) const = default;
     };
 
     [[nodiscard]] Row makeRow(std::size_t row) const;
     [[nodiscard]] QVariant text(const Row& row, int column) const;
+    [[nodiscard]] QString editText(const Row& row, int column) const;
 
     MyDocument& m_document;
     std::vector<Row> m_rows;

@@ -1,6 +1,9 @@
 #include "app/window/WindowActions.h"
 
+#include "tracks/ShownTime.h"
+
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QMenu>
 #include <QMenuBar>
@@ -23,6 +26,12 @@ WindowActions::WindowActions(QWidget& window)
     save = make(tr("&Save"), QKeySequence::Save);
     saveAs = make(tr("Save &As..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
     saveCopy = make(tr("Save a Cop&y..."), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S));
+    exportMovie = make(tr("&Export..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E),
+        tr("Write the movie as it is shown in another format."));
+    exportFrame = make(tr("Export &Frame..."), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_E),
+        tr("Write the picture on show as an image."));
+    exportStills = make(tr("Export S&tills..."), {}, tr("Write a series of pictures, or a sheet of small ones."));
+    verify = make(tr("&Check Media"), {}, tr("Read every sample of every track, and say what cannot be read."));
     revertToSaved = make(tr("&Revert to Saved"), {}, tr("Take back all changes since the last save."));
     revertToOpened = make(tr("Revert to As &Opened"), {}, tr("The movie as it was when it was opened."));
     review = make(tr("Re&view Changes..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
@@ -85,9 +94,26 @@ WindowActions::WindowActions(QWidget& window)
     sidePane->setCheckable(true);
     sidePane->setChecked(true);
 
+    times = new QMenu(tr("&Times"), &window);
+    auto* styles = new QActionGroup(this);
+    struct TimesRow
+    {
+        const char* text;
+        ShownTime::Style style;
+    };
+    for (const auto& row : {TimesRow {QT_TR_NOOP("As &Defined"), ShownTime::Style::Defined},
+             {QT_TR_NOOP("&Timecode"), ShownTime::Style::Timecode}, {QT_TR_NOOP("&Frames"), ShownTime::Style::Frames},
+             {QT_TR_NOOP("&Seconds"), ShownTime::Style::Seconds}}) {
+        auto* action = make(tr(row.text));
+        action->setCheckable(true);
+        action->setData(static_cast<int>(row.style));
+        styles->addAction(action);
+        times->addAction(action);
+    }
     nextArea = make(tr("Next &Area"), QKeySequence(Qt::Key_F6));
     commandFinder = make(tr("&Find a Command..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P));
     keys = make(tr("&Keys"));
+    manual = make(tr("&Manual"), QKeySequence(Qt::Key_F1), tr("What can be done here, and how."));
 
     trackMenu = new QMenu(&window);
     trackMenu->addActions({enableTrack, goToInPoint, nudgeEarlier, nudgeLater});
@@ -153,7 +179,9 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     file.addSeparator();
     add(file, {save, saveAs, saveCopy});
     file.addSeparator();
-    add(file, {review, check, revertToSaved, revertToOpened});
+    add(file, {exportMovie, exportFrame, exportStills});
+    file.addSeparator();
+    add(file, {review, check, revertToSaved, revertToOpened, verify});
     file.addSeparator();
     add(file, {close});
     file.addSeparator();
@@ -187,7 +215,9 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
     add(track, {removeTrack});
 
     auto& view = *bar.addMenu(tr("&View"));
-    add(view, {fullScreen, sidePane, nextArea});
+    add(view, {fullScreen, sidePane});
+    view.addMenu(times);
+    add(view, {nextArea});
     view.addSeparator();
     add(view, {showAtoms});
 
@@ -195,7 +225,7 @@ void WindowActions::fill(QMenuBar& bar, const ApplicationActions& application)
         bar.addMenu(application.windows);
 
     auto& help = *bar.addMenu(tr("&Help"));
-    add(help, {commandFinder, keys, application.diagnostics, application.about});
+    add(help, {manual, commandFinder, keys, application.diagnostics, application.about});
 }
 
 } // namespace reelwright

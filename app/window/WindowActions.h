@@ -31,6 +31,10 @@ public:
     QAction* save;
     QAction* saveAs;
     QAction* saveCopy;
+    QAction* exportMovie;
+    QAction* exportFrame;
+    QAction* exportStills;
+    QAction* verify;
     QAction* revertToSaved;
     QAction* revertToOpened;
     QAction* review;
@@ -76,7 +80,9 @@ public:
     // View
     QAction* fullScreen;
     QAction* sidePane;
+    QMenu* times; ///< how times are shown; each action's data is the style
     QAction* nextArea;
+    QAction* manual;
     QAction* keys;
     QAction* commandFinder;
 

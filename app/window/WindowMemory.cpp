@@ -3,6 +3,7 @@
 #include "support/KWLocalPaths.h"
 
 #include <QApplication>
+#include <QHeaderView>
 #include <QMainWindow>
 #include <QPointer>
 #include <QScreen>
@@ -21,6 +22,7 @@ namespace {
     const auto kGeometry = QStringLiteral("movie/geometry");
     const auto kColumns = QStringLiteral("movie/columns");
     const auto kRows = QStringLiteral("movie/rows");
+    const auto kTable = QStringLiteral("movie/table");
 
     struct State
     {
@@ -28,6 +30,7 @@ namespace {
         QByteArray geometry;
         QByteArray columns;
         QByteArray rows;
+        QByteArray table; ///< the columns of the track table
     };
 
     QSettings settingsIn(const QString& folder)
@@ -41,11 +44,12 @@ namespace {
         static State state;
         const auto folder = QString::fromStdString(KWLocalPaths::prefsDirectory(true));
         if (state.folder != folder) {
-            state = {folder, {}, {}, {}};
+            state = {folder, {}, {}, {}, {}};
             const auto saved = settingsIn(folder);
             state.geometry = saved.value(kGeometry).toByteArray();
             state.columns = saved.value(kColumns).toByteArray();
             state.rows = saved.value(kRows).toByteArray();
+            state.table = saved.value(kTable).toByteArray();
         }
         return state;
     }
@@ -63,6 +67,7 @@ namespace {
             saved.setValue(kGeometry, state.geometry);
             saved.setValue(kColumns, state.columns);
             saved.setValue(kRows, state.rows);
+            saved.setValue(kTable, state.table);
         });
     }
 
@@ -94,22 +99,25 @@ namespace {
 
 } // namespace
 
-void WindowMemory::restore(QMainWindow& window, QSplitter& columns, QSplitter& rows)
+void WindowMemory::restore(QMainWindow& window, QSplitter& columns, QSplitter& rows, QHeaderView& table)
 {
     const auto& saved = remembered();
     if (!window.restoreGeometry(saved.geometry))
         window.resize(kUsualSize.boundedTo(window.screen()->availableSize() - QSize(kCascade, kCascade)));
     columns.restoreState(saved.columns);
     rows.restoreState(saved.rows);
+    table.restoreState(saved.table);
     moveToFreePlace(window);
 }
 
-void WindowMemory::save(const QMainWindow& window, const QSplitter& columns, const QSplitter& rows)
+void WindowMemory::save(
+    const QMainWindow& window, const QSplitter& columns, const QSplitter& rows, const QHeaderView& table)
 {
     auto& saved = remembered();
     saved.geometry = window.saveGeometry();
     saved.columns = columns.saveState();
     saved.rows = rows.saveState();
+    saved.table = table.saveState();
     write(saved);
 }
 

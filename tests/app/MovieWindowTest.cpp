@@ -5,8 +5,10 @@
 #include "app/panes/QuickTaskList.h"
 #include "app/player/MovieView.h"
 #include "app/player/TransportBar.h"
+#include "app/window/ExportDialog.h"
 #include "app/window/PanelTabWidget.h"
 #include "app/window/ProgressSheet.h"
+#include "app/window/TimeEdit.h"
 #include "app/window/TimecodeField.h"
 #include "app/window/TrackTable.h"
 #include "app/window/TrackTableModel.h"
@@ -31,6 +33,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTableWidget>
 #include <QTextBrowser>
 #include <QToolButton>
@@ -149,6 +152,11 @@ private slots:
     void windowsStandBesideEachOtherAlsoInTheCorner();
     void everyControlHasANameForScreenReaders();
     void noMnemonicMeansTwoThings();
+    void exportIsChosenShownAndWritten();
+    void copyIsWrittenFromTheMenu();
+    void timesAreShownAsTheUserLikes();
+    void whatCannotBeReadStaysInTheCell();
+    void whatTheMovieLacksIsDisabled();
     void labelsOfTheTimecodePaneStandBesideTheirFirstButton();
 
 private:
@@ -916,6 +924,92 @@ void MovieWindowTest::everyControlHasANameForScreenReaders()
     QVERIFY2(count >= 12, qPrintable(QString::number(count)));
     for (auto* action : m_window->menuBar()->actions())
         QVERIFY2(action->text().contains(QLatin1Char('&')), qPrintable(action->text()));
+}
+
+void MovieWindowTest::exportIsChosenShownAndWritten()
+{
+    const auto target = m_app->folder.filePath(QStringLiteral("view.mov"));
+    {
+        Answer<ExportDialog> answer([&](ExportDialog& dialog) {
+            auto* format = dialog.findChild<QComboBox*>();
+            format->setCurrentIndex(format->findText(QStringLiteral("ProRes 422 Proxy")));
+            QVERIFY(dialog.path().endsWith(QStringLiteral("two-audio_review.mov")));
+            dialog.findChild<QLineEdit*>()->setText(target);
+            for (auto* button : dialog.findChildren<QPushButton*>())
+                if (plain(button->text()) == QStringLiteral("Export"))
+                    button->click();
+        });
+        actions().exportMovie->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(answer.isGiven(), kWait);
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(!document().exporter().isExporting(), kWait);
+    QTRY_VERIFY(QTMovie::open(target.toStdString()));
+    QVERIFY(m_window->statusBar()->currentMessage().contains(QStringLiteral("view.mov")));
+    QCOMPARE(m_app->preferences.text("selectedExportComponentName"), std::string("ProRes 422 Proxy"));
+}
+
+void MovieWindowTest::copyIsWrittenFromTheMenu()
+{
+    const auto target = m_app->folder.filePath(QStringLiteral("copy.mov"));
+    actions().flop->trigger();
+    Answer<QFileDialog> answer([&](QFileDialog& dialog) {
+        dialog.selectFile(target);
+        QMetaObject::invokeMethod(&dialog, "accept");
+    });
+    actions().saveCopy->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(!document().isWriting(), kWait);
+    QVERIFY(answer.isGiven());
+    QVERIFY(QTMovie::open(target.toStdString()));
+    QVERIFY(document().isEdited());
+    QCOMPARE(document().path(), m_path.toStdString());
+}
+
+void MovieWindowTest::timesAreShownAsTheUserLikes()
+{
+    const auto choose = [&](ShownTime::Style style) {
+        for (auto* action : actions().times->actions())
+            if (action->data().toInt() == static_cast<int>(style))
+                action->trigger();
+    };
+    choose(ShownTime::Style::Frames);
+    QCOMPARE(cell(1, TrackTableModel::kDuration), QStringLiteral("25\u202Ff"));
+    auto* editor = edit(2, TrackTableModel::kIn);
+    QVERIFY(editor);
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("+10"));
+    QTest::keyClick(editor, Qt::Key_Return);
+    QTRY_COMPARE_WITH_TIMEOUT(cell(2, TrackTableModel::kIn), QStringLiteral("10\u202Ff"), kWait);
+    choose(ShownTime::Style::Seconds);
+    QCOMPARE(cell(2, TrackTableModel::kIn), QStringLiteral("0.400\u202Fs"));
+    QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("0.000\u202Fs"), kWait);
+    QCOMPARE(m_app->preferences.text("timeStyle"), std::string("seconds"));
+}
+
+void MovieWindowTest::whatCannotBeReadStaysInTheCell()
+{
+    auto* editor = qobject_cast<TimeEdit*>(edit(2, TrackTableModel::kIn));
+    QVERIFY(editor);
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("soon"));
+    QVERIFY(editor->isWrong());
+    QVERIFY(editor->accessibleDescription().contains(QStringLiteral("soon")));
+    QTest::keyClick(editor, Qt::Key_Return);
+    QCOMPARE(table().viewport()->findChild<TimeEdit*>(), editor);
+    QVERIFY(!document().isEdited());
+    editor->selectAll();
+    QTest::keyClicks(editor, QStringLiteral("00:00:00:30"));
+    QVERIFY(!editor->isWrong());
+    QVERIFY(editor->accessibleDescription().contains(QStringLiteral("00:00:01:05"))); // what it comes to
+    QTest::keyClick(editor, Qt::Key_Escape);
+}
+
+void MovieWindowTest::whatTheMovieLacksIsDisabled()
+{
+    QVERIFY(actions().rotateLeft->isEnabled());
+    openWindow(m_app->sample("audio-only.mov"));
+    for (const auto* action : {actions().rotateLeft, actions().flip, actions().exportFrame})
+        QVERIFY(!action->isEnabled());
+    QVERIFY(actions().exportMovie->isEnabled());
 }
 
 void MovieWindowTest::noMnemonicMeansTwoThings()
