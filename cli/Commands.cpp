@@ -9,6 +9,7 @@
 #include "cli/MetadataCommand.h"
 #include "cli/ReadCommands.h"
 #include "cli/TasksCommand.h"
+#include "cli/TextsCommand.h"
 #include "cli/TimecodeCommand.h"
 #include "cli/VerifyCommand.h"
 #include "cli/WatchCommand.h"
@@ -30,6 +31,8 @@ namespace {
             make<TimecodeCommand>},
         {"chapters", "Print each movie's chapters, also as a list for other programs", help::kChaptersFooter,
             FilesUse::Needed, make<ChaptersCommand>},
+        {"texts", "Print the texts of each movie's text tracks, also as a list for other programs",
+            help::kTextsFooter, FilesUse::Needed, make<TextsCommand>},
         {"markers", "Print the markers of final-cut XML projects", help::kMarkersFooter, FilesUse::Needed,
             make<MarkersCommand>},
         {"metadata", "Print each movie's metadata, or write them as a list", help::kMetadataFooter,

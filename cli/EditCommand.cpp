@@ -86,6 +86,12 @@ Json editJson(const EditResult& result)
         {"warnings", result.warnings},
         {"error", result.error.empty() ? Json {} : Json(result.error)},
     };
+    if (!result.extracted.empty()) {
+        auto files = Json::array();
+        for (const auto& [output, bytesWritten] : result.extracted)
+            files.push_back({{"output", output}, {"bytesWritten", bytesWritten}});
+        json["extracted"] = std::move(files);
+    }
     if (result.dryRun)
         json["dryRun"] = true;
     if (result.wasDoneBefore)
@@ -108,6 +114,10 @@ std::string editText(const EditResult& result)
     for (const auto& change : result.changes)
         text += fmt::format(
             "  {}: {} -> {}\n", change.path, valueText(change.before), valueText(change.after));
+    for (const auto& [output, bytesWritten] : result.extracted)
+        text += result.dryRun ? fmt::format("  a track would be extracted to {}\n", printable(output))
+                              : fmt::format("  a track was extracted to {}, {} written\n", printable(output),
+                                    FileHelper::formatFileSize(bytesWritten));
     if (result.media)
         text += fmt::format("  media verified: {} track{} alike before and after\n", result.media->size(),
             result.media->size() == 1 ? "" : "s");

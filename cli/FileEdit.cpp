@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <iterator>
 
 namespace reelwright::cli {
@@ -14,6 +15,14 @@ namespace {
     Change headerChange(const QTMovie& before, const QTMovie& after)
     {
         return {"header/size", before.header().size(), after.header().size()};
+    }
+
+    /// Do the two names lead to one file, there or not yet?
+    bool isSameFile(const std::string& a, const std::string& b)
+    {
+        std::error_code error;
+        return !a.empty() && !b.empty()
+            && std::filesystem::weakly_canonical(a, error) == std::filesystem::weakly_canonical(b, error);
     }
 
 } // namespace
@@ -81,7 +90,8 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
 
     const auto original = movie;
     RefusedParts refused;
-    RW_CHECK(m_options.plan.apply(movie, &result.warnings, &refused));
+    std::vector<Extraction> extracted;
+    RW_CHECK(m_options.plan.apply(movie, &result.warnings, &refused, &extracted));
     result.isIncomplete = !refused.empty();
     result.warnings.insert(result.warnings.end(), refused.begin(), refused.end());
     const auto noteChanges = [&](const QTMovie& edited) {
@@ -117,6 +127,8 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
             }
             return std::move(conformed.movie);
         };
+    // First, while the file is as it was: a save may put another in its place.
+    RW_CHECK(writeExtracted(std::move(extracted), result, output));
     auto saved = saving::save(std::move(request), m_progress);
     result.mode = saved.mode;
     result.output = std::move(saved.output);
@@ -129,6 +141,32 @@ Result<void> FileEdit::edit(EditResult& result, const std::string& output)
     if (saved.error)
         return tl::unexpected(std::move(*saved.error));
     result.status = saved.mode == SaveMode::None ? EditStatus::Unchanged : EditStatus::Updated;
+    return {};
+}
+
+Result<void> FileEdit::writeExtracted(
+    std::vector<Extraction> extracted, EditResult& result, const std::string& output)
+{
+    for (auto& [movie, path] : extracted) {
+        for (const auto& taken : {result.file, output})
+            if (isSameFile(path, taken))
+                return failure(MovieError::Code::Refused, path,
+                    "the extracted track would replace the movie; give it another name");
+        for (const auto& earlier : result.extracted)
+            if (isSameFile(path, earlier.output))
+                return failure(MovieError::Code::Refused, path, "two tracks would be extracted to one file");
+        SaveRequest request;
+        request.movie = std::move(movie);
+        request.output = path;
+        request.rules.dryRun = m_options.dryRun;
+        request.mode = SaveMode::Flattened;
+        request.overwrite = m_options.overwrite;
+        request.unused = UnusedBytes::LeaveOut;
+        auto saved = saving::save(std::move(request), m_progress);
+        if (saved.error)
+            return tl::unexpected(std::move(*saved.error));
+        result.extracted.push_back({path, m_options.dryRun ? 0 : saved.bytesWritten});
+    }
     return {};
 }
 

@@ -25,6 +25,13 @@ struct EditResult
     bool wasDoneBefore = false; ///< an earlier run with the same journal saved it
     bool dryRun = false;
     std::optional<std::vector<MediaComparison>> media;
+    /// A track that was written, or would be, into a file of its own.
+    struct Extracted
+    {
+        std::string output;
+        std::uint64_t bytesWritten = 0;
+    };
+    std::vector<Extracted> extracted {};
 
     /// A failure before anything was done.
     static EditResult failed(std::string file, std::string error);
@@ -47,6 +54,7 @@ public:
 private:
     Result<void> edit(EditResult& result, const std::string& output);
     Result<void> finishInterrupted(EditResult& result, QTMovie movie) const;
+    Result<void> writeExtracted(std::vector<Extraction> extracted, EditResult& result, const std::string& output);
 
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;

@@ -83,6 +83,20 @@ Examples:
 
 Exit status: 0 done, 1 a file or its chapters could not be read (named on standard error), 2 wrong usage.)";
 
+const char* const kTextsFooter = R"(
+Lists what text tracks show, numbered from 1 in each track; the gaps between texts are left out. The lists of --format,
+srt (SubRip) and webvtt, are UTF-8 and hold the texts of one track; "edit --import-text" reads both.
+
+JSON: file and tracks [{id, place, texts [{text, start, end {value, scale, timecode}, style}]}]; style is what
+"edit --text-style" takes. With --format file and text, or output.
+
+Examples:
+  reelwright-cli texts film.mov
+  reelwright-cli texts --track tx2 -o film.srt film.mov
+  reelwright-cli texts --json film.mov | jq -r '.tracks[0].texts[].text'
+
+Exit status: 0 done, 1 a file or its texts could not be read (named on standard error), 2 wrong usage.)";
+
 const char* const kMarkersFooter = R"(
 Reads .fcpxml projects: the markers on the clips of the first sequence's main storyline, with their timecodes in the
 sequence. "edit --import-chapters PROJECT.fcpxml" makes chapters of them.
@@ -179,6 +193,12 @@ Chapters (all options are one change, in the order given, at the place of the fi
   first frame, or is value/scale in seconds; tc:01:00:10:00 is the frame with that timecode. An import whose parts
   conflict with a chapter or lie beyond the movie keeps the rest; what was refused is named, and the exit status is 1.
 
+Texts (all options are one change, in the order given, at the place of the first of them):
+  Numbers are those of the movie as it was opened ("reelwright-cli texts" lists them). Times are those of tracks;
+  tx1@00:00:05:00/3s=Hello shows "Hello" for three seconds. A track shows one text at a time: where a text begins, the
+  one before it ends, and a warning says so. A text that is new looks as the last one of its track, or white, centred and
+  in the lower part of the track's box over the picture; --text-style changes that for the option before it.
+
 Metadata:
   A KEY is named as "metadata" lists it: com.apple.quicktime.make, ©nam, or its description ("Camera: Make"); "Title"
   and "Copyright" are the movie's. A text is written into every item of its key, in the storage, the type and
@@ -197,7 +217,8 @@ Where the result goes:
 
 JSON (one object for one file, an array for several; --json-lines one object a line, as files are done):
   file, status (updated, unchanged, failed), mode (in-place, flattened, none), output, bytesWritten,
-  changes [{path, before, after}], warnings, error, and with --verify media [{track, before, after}]
+  changes [{path, before, after}], warnings, error, with --verify media [{track, before, after}], and with --extract
+  extracted [{output, bytesWritten}]
 
 A run that can be begun again (--journal FILE):
   Before each save the checksum of the header that is going to be written is noted in FILE. The same command started

@@ -9,6 +9,7 @@ extern const char* const kInfoFooter;
 extern const char* const kTracksFooter;
 extern const char* const kTimecodeFooter;
 extern const char* const kChaptersFooter;
+extern const char* const kTextsFooter;
 extern const char* const kMarkersFooter;
 extern const char* const kMetadataFooter;
 extern const char* const kAtomsFooter;

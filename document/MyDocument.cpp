@@ -16,6 +16,7 @@
 #include "tracks/ApertureModes.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
+#include "tracks/TextInsertion.h"
 
 #include <fmt/format.h>
 
@@ -416,9 +417,8 @@ void MyDocument::removeTrack()
 MyDocument::TextBox MyDocument::textBox(const KWMovTrack& record)
 {
     const auto bounds = record.trackBounds();
-    const auto top = std::floor(bounds.height() * 0.85);
-    const auto text = [](double pixels) { return fmt::format("{:.0f}", std::trunc(pixels)); };
-    return {text(top), text(bounds.width()), text(bounds.height() - top)};
+    const auto box = TextInsertion::usualBox(bounds.width(), bounds.height());
+    return {fmt::format("{}", box.top), fmt::format("{}", box.width), fmt::format("{}", box.height)};
 }
 
 // Edits

@@ -46,6 +46,9 @@ PendingSave PendingSave::of(const QTMovie& movie)
         pending.inPlace = false;
         pending.bytes += pending.mediaBytes;
         pending.whyAnew = reasonFor(hindrance.error(), movie.fileName());
+        // What is referred to elsewhere is copied too.
+        if (const auto plan = MovieSaver::plan(movie, SaveWay::Flattened))
+            pending.bytes = plan->bytesWritten;
     }
     if (!file)
         return pending;

@@ -8,6 +8,7 @@
 #include "edits/MetadataEdits.h"
 #include "edits/QuickTasks.h"
 #include "edits/SettingsEdits.h"
+#include "edits/TextEdits.h"
 #include "edits/TimecodeEdits.h"
 #include "edits/TrackEdits.h"
 
@@ -24,6 +25,7 @@ std::span<const EditGroup> editGroups()
         {"Video attributes (of the first video track)", edits::attributeKinds()},
         {"Tracks", edits::trackKinds()},
         {"Tracks in and out", edits::insertionKinds()},
+        {"Texts of text tracks", edits::textKinds()},
         {"Timecode", edits::timecodeKinds()},
         {"Chapters", edits::chapterKinds()},
         {"Metadata", edits::metadataKinds()},

@@ -2,11 +2,12 @@
 
 namespace reelwright {
 
-Result<void> EditPlan::apply(QTMovie& movie, std::vector<std::string>* remarks, RefusedParts* refused) const
+Result<void> EditPlan::apply(QTMovie& movie, std::vector<std::string>* remarks, RefusedParts* refused,
+    std::vector<Extraction>* extracted) const
 {
     auto copy = movie;
     for (const auto& edit : edits)
-        RW_CHECK(edit.apply(copy, remarks, refused));
+        RW_CHECK(edit.apply(copy, remarks, refused, extracted));
     movie = std::move(copy);
     return {};
 }

@@ -31,9 +31,10 @@ struct EditPlan
 
     [[nodiscard]] bool isEmpty() const { return edits.empty() && !conform; }
     /// The edits one after the other, all or nothing, without the conform. `remarks` receives what the user
-    /// should know of them, `refused` the parts of them that were left out.
-    Result<void> apply(
-        QTMovie& movie, std::vector<std::string>* remarks = nullptr, RefusedParts* refused = nullptr) const;
+    /// should know of them, `refused` the parts of them that were left out, `extracted` the files that they
+    /// take out of the movie, each as it is at its step.
+    Result<void> apply(QTMovie& movie, std::vector<std::string>* remarks = nullptr,
+        RefusedParts* refused = nullptr, std::vector<Extraction>* extracted = nullptr) const;
 };
 
 /// The steps of a command line while its options are read, in the order given.

@@ -165,6 +165,15 @@ namespace {
         return removeAllMedia(*tracks);
     }
 
+    Result<Edit> extraction(std::string_view value)
+    {
+        const auto equals = value.find('=');
+        const auto track = TrackSelector::parse(value.substr(0, std::min(equals, value.size())));
+        if (!track || equals == std::string_view::npos || equals + 1 == value.size())
+            return wrongValue("--extract", value, "SELECTOR=FILE, such as a1=sound.mov");
+        return extractTrack(*track, std::string(value.substr(equals + 1)));
+    }
+
     constexpr EditKind kKinds[] = {
         {"--add-track", "text|sprite|video[=WxH]", "Add an empty track", single<emptyTrack>},
         {"--insert-video", "FILE", "Add a track that plays the first video track of FILE,\nwithout encoding",
@@ -176,6 +185,9 @@ namespace {
         {"--source-track", "PLACE", "Take that track (a2) of the file named before instead", sourceTrack},
         {"--empty-track", "SELECTOR", "Take all media from the tracks, which keep their places",
             single<emptying>},
+        {"--extract", "SELECTOR=FILE",
+            "Write the track, as it is at this place among the\noptions, into a movie file of its own, without encoding",
+            single<extraction>},
     };
 
 } // namespace
@@ -194,15 +206,15 @@ Edit addEmptyTrack(int type, std::optional<QTSize> size)
             "insertTrack:withDimensions:movie:", insertEmpty, type, size, KWPlaceholderMovie::placeholder())};
 }
 
-Edit insertTrack(int type, const std::string& path, std::size_t sourcePlace)
+Edit insertTrack(int type, const std::string& path, std::size_t sourcePlace, const QTTime& start)
 {
     const bool isVideo = type == KWMovTrack::kVideo;
     return {
         fmt::format("--insert-{} {}{}", isVideo ? "video" : "audio", path, sourceOption(type, sourcePlace)),
         isVideo ? "Insert Video" : "Insert Audio",
         fmt::format("Insert {} from {}", isVideo ? "video" : "audio", fileNameOf(path)),
-        record("insertTrack:fromFile:place:movie:", TrackInsertion::insertTrackFromFile, type, path,
-            sourcePlace, KWPlaceholderMovie::placeholder())};
+        record("insertTrack:fromFile:place:start:movie:", TrackInsertion::insertTrackFromFile, type, path,
+            sourcePlace, start, KWPlaceholderMovie::placeholder())};
 }
 
 Edit addMedia(const TrackSelector& track, const std::string& path, std::size_t sourcePlace)
@@ -219,6 +231,22 @@ Edit removeAllMedia(const TrackSelector& tracks)
         fmt::format("Delete media of track {}", tracks.text()),
         record(
             "removeAllMediaForTracks:movie:", removeAllMediaOf, tracks, KWPlaceholderMovie::placeholder())};
+}
+
+Edit extractTrack(const TrackSelector& track, const std::string& path)
+{
+    auto edit = makeEdit(fmt::format("--extract {}={}", track.text(), path), "Extract Track",
+        fmt::format("Extract track {} to {}", track.text(), fileNameOf(path)),
+        [](QTMovie&) -> Result<void> { return {}; });
+    edit.extract = [track, path](const QTMovie& movie) -> Result<Extraction> {
+        RW_TRY(const auto tracks, track.select(movie));
+        if (tracks.size() != 1)
+            return failure(MovieError::Code::Refused, {},
+                fmt::format("{} names {} tracks; a file is made of one", track.text(), tracks.size()));
+        RW_TRY(auto single, TrackInsertion::extracted(tracks.front()));
+        return Extraction {std::move(single), path};
+    };
+    return edit;
 }
 
 std::span<const EditKind> insertionKinds()

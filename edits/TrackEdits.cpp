@@ -96,14 +96,11 @@ namespace {
 
     Result<Edit> languageField(const std::string& option, const TrackSelector& tracks, std::string_view value)
     {
-        const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };
-        if (value.size() != 3 || !std::all_of(value.begin(), value.end(), isLetter))
+        const auto code = languageCode(value);
+        if (!code)
             return wrongValue("--track SELECTOR:language", value,
                 "the three letters of a language, such as eng, deu or und (ISO 639-2)");
-        unsigned code = 0;
-        for (const char letter : value)
-            code = code << 5U | static_cast<unsigned>(letter - 0x60);
-        return typedAs(option, setTrackLanguage(tracks, static_cast<std::uint16_t>(code)));
+        return typedAs(option, setTrackLanguage(tracks, *code));
     }
 
     std::optional<double> numberBetween(double least, double most, std::string_view value)
@@ -272,6 +269,17 @@ Edit setTrackName(const TrackSelector& tracks, const std::string& name)
 {
     return headerEdit(
         tracks, "name", name, "Track Name", [=](const QTTrack& track) { return track.setName(name); });
+}
+
+std::optional<std::uint16_t> languageCode(std::string_view letters)
+{
+    const auto isLetter = [](char c) { return c >= 'a' && c <= 'z'; };
+    if (letters.size() != 3 || !std::all_of(letters.begin(), letters.end(), isLetter))
+        return std::nullopt;
+    unsigned code = 0;
+    for (const char letter : letters)
+        code = code << 5U | static_cast<unsigned>(letter - 0x60);
+    return static_cast<std::uint16_t>(code);
 }
 
 Edit setTrackLanguage(const TrackSelector& tracks, std::uint16_t language)

@@ -26,6 +26,8 @@ Edit setTrackDuration(const TrackSelector& tracks, const QTTime& time);
 
 /// The track's own name; an empty one takes it away.
 Edit setTrackName(const TrackSelector& tracks, const std::string& name);
+/// The code of the three letters of a language (ISO 639-2), as MediaHeader has it; nothing for other texts.
+std::optional<std::uint16_t> languageCode(std::string_view letters);
 /// As MediaHeader has it.
 Edit setTrackLanguage(const TrackSelector& tracks, std::uint16_t language);
 /// 8.8 fixed point each: 256 is full volume, -256 left and 256 right.

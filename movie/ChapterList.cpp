@@ -120,7 +120,7 @@ namespace {
         const auto former = track ? track->media().sampleDescription(1) : std::nullopt;
         constexpr std::size_t kReserved = 6; // bytes, before the index of the data reference
         if (!former || former->entry().head.size() < kReserved + 2 || !former->entry().children.empty())
-            return textMedia::makeDescription({});
+            return TextStyle {}.description(textMedia::kQuickTimeText);
         auto kept = former->entry();
         ByteWriter head;
         head.bytes(kept.head.slice(0, kReserved).span()).u16(1).bytes(kept.head.slice(kReserved + 2).span());
@@ -232,8 +232,8 @@ Result<std::vector<Chapter>> read(const QTMovie& movie)
             continue;
         std::vector<Chapter> chapters;
         chapters.reserve(texts->size());
-        for (auto& [text, start] : *texts)
-            chapters.push_back({std::move(text), start});
+        for (auto& shown : *texts)
+            chapters.push_back({std::move(shown.text), shown.start});
         return chapters;
     }
     if (const auto list = movie.userDataItem(kList))

@@ -10,48 +10,62 @@
 namespace reelwright::textMedia {
 namespace {
 
-    constexpr std::uint16_t kUnspecifiedLanguage = 0x7FFF; ///< of QuickTime media
-    constexpr std::uint16_t kUndeterminedLanguage = 0x55C4; ///< "und", packed
-
-    /// Sample tables over samples that lie in one block of memory.
-    Result<void> fillTables(QTMovie& movie, Atom& trak, const NewTexts& texts)
+    NewSamples samplesOf(const NewTexts& texts)
     {
-        addSampleDescription(trak, texts.description);
-        SampleTableBuilder tables;
-        ByteWriter media;
-        std::vector<SampleTableBuilder::Sample> samples;
-        samples.reserve(texts.texts.size());
+        NewSamples media {{texts.description}, texts.mediaTimeScale, {}};
+        media.samples.reserve(texts.texts.size());
         for (std::size_t i = 0; i < texts.texts.size(); ++i) {
             const auto start = i == 0 ? 0 : texts.texts[i].start;
             const auto end = i + 1 < texts.texts.size() ? texts.texts[i + 1].start : texts.end;
-            const auto duration = end > start ? end - start : 0;
-            if (duration > UINT32_MAX)
+            media.samples.push_back(
+                {encode(texts.texts[i].text, texts.description.type), end > start ? end - start : 0, 1});
+        }
+        return media;
+    }
+
+    /// Sample tables over samples that lie in one block of memory, a chunk for each run of one description.
+    Result<void> fillTables(QTMovie& movie, Atom& trak, const NewSamples& media)
+    {
+        for (const auto& description : media.descriptions)
+            addSampleDescription(trak, description);
+        ByteWriter block;
+        for (const auto& sample : media.samples) {
+            if (sample.duration > UINT32_MAX)
                 return failure(MovieError::Code::Refused, movie.fileName(),
                     "a text of the track lasts too long for one sample");
-            const auto bytes = encode(texts.texts[i].text, texts.description.type);
-            media.bytes(bytes.span());
-            samples.push_back(
-                {static_cast<std::uint32_t>(duration), static_cast<std::uint32_t>(bytes.size())});
+            block.bytes(sample.bytes.span());
         }
-        if (!samples.empty())
-            tables.beginChunk(movie.sources().addMemory(Bytes::adopt(media.take())), 1);
-        for (const auto& sample : samples)
-            RW_CHECK(tables.add(sample));
+        SampleTableBuilder tables;
+        auto offset = media.samples.empty() ? 0 : movie.sources().addMemory(Bytes::adopt(block.take()));
+        std::uint32_t description = 0;
+        for (const auto& sample : media.samples) {
+            if (description != sample.description)
+                tables.beginChunk(offset, description = sample.description);
+            const auto size = static_cast<std::uint32_t>(sample.bytes.size());
+            RW_CHECK(tables.add({static_cast<std::uint32_t>(sample.duration), size}));
+            offset += size;
+        }
         tables.write(*editSampleTables(trak));
         return {};
     }
 
-    NewTrack trackFor(const QTMovie& movie, const NewTexts& texts)
+    std::uint64_t durationOf(const NewSamples& media)
+    {
+        std::uint64_t sum = 0;
+        for (const auto& sample : media.samples)
+            sum += sample.duration;
+        return sum;
+    }
+
+    NewTrack trackFor(const QTMovie& movie, std::int32_t mediaTimeScale, std::uint64_t mediaDuration)
     {
         NewTrack track;
         track.mediaType = QTMediaTypeText;
-        track.mediaTimeScale = static_cast<std::uint32_t>(texts.mediaTimeScale);
-        track.mediaDuration = texts.end;
-        track.language = kUnspecifiedLanguage;
-        if (movie.file() && !movie.file()->isQuickTime()) {
+        track.mediaTimeScale = static_cast<std::uint32_t>(mediaTimeScale);
+        track.mediaDuration = mediaDuration;
+        if (movie.file() && !movie.file()->isQuickTime())
             track.family = NewTrack::Family::Iso;
-            track.language = kUndeterminedLanguage;
-        }
+        track.language = NewTrack::unspecifiedLanguage(track.family);
         track.time = movie.movieHeader().modificationTime;
         return track;
     }
@@ -60,12 +74,12 @@ namespace {
 
 Result<QTTrack> addTrack(QTMovie& movie, const NewTexts& texts, std::uint32_t flags, QTSize size)
 {
-    auto settings = trackFor(movie, texts);
+    auto settings = trackFor(movie, texts.mediaTimeScale, texts.end);
     settings.flags = flags;
     settings.width = size.width;
     settings.height = size.height;
     auto trak = makeTrack(settings);
-    RW_CHECK(fillTables(movie, trak, texts));
+    RW_CHECK(fillTables(movie, trak, samplesOf(texts)));
     RW_TRY(const auto track, movie.addTrack(std::move(trak)));
     EditList whole;
     whole.edits.push_back(
@@ -76,13 +90,28 @@ Result<QTTrack> addTrack(QTMovie& movie, const NewTexts& texts, std::uint32_t fl
     return track;
 }
 
+namespace {
+
+    Result<void> replace(
+        QTMovie& movie, const QTTrack& track, const NewSamples& media, std::uint64_t mediaDuration)
+    {
+        auto settings = trackFor(movie, media.mediaTimeScale, mediaDuration);
+        settings.language = track.media().header().language;
+        auto fresh = makeTrack(settings);
+        RW_CHECK(fillTables(movie, fresh, media));
+        return takeMedia(track, fresh);
+    }
+
+} // namespace
+
 Result<void> replaceMedia(QTMovie& movie, const QTTrack& track, const NewTexts& texts)
 {
-    auto settings = trackFor(movie, texts);
-    settings.language = track.media().header().language;
-    auto fresh = makeTrack(settings);
-    RW_CHECK(fillTables(movie, fresh, texts));
-    return takeMedia(track, fresh);
+    return replace(movie, track, samplesOf(texts), texts.end);
+}
+
+Result<void> replaceMedia(QTMovie& movie, const QTTrack& track, const NewSamples& media)
+{
+    return replace(movie, track, media, durationOf(media));
 }
 
 } // namespace reelwright::textMedia

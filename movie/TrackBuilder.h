@@ -25,6 +25,13 @@ struct NewTrack
     double height = 0; ///< pixels
     std::int16_t volume = 0; ///< 8.8 fixed point
     std::uint16_t language = 0; ///< as MediaHeader has it
+    /// Of media in no language in particular, as MediaHeader has it.
+    [[nodiscard]] static std::uint16_t unspecifiedLanguage(Family family)
+    {
+        constexpr std::uint16_t kUndetermined = 0x55C4; // "und", packed
+        return family == Family::Iso ? kUndetermined : 0x7FFF;
+    }
+
     std::uint64_t time = 0; ///< of creation and last change, seconds since 1904-01-01 UTC
     Family family = Family::QuickTime;
 };

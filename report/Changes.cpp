@@ -2,6 +2,7 @@
 
 #include "report/FactsJson.h"
 #include "report/Printable.h"
+#include "tracks/TextStyleJson.h"
 
 #include <fmt/format.h>
 
@@ -112,6 +113,14 @@ namespace {
                 compare(Json {}, value, below(name), changes);
     }
 
+    /// Texts are compared by themselves.
+    Json comparable(const TrackFacts& facts)
+    {
+        auto json = trackJson(facts);
+        json.erase("texts");
+        return json;
+    }
+
     void compareTracks(const MovieFacts& before, const MovieFacts& after, std::vector<Change>& changes)
     {
         const auto old = namedTracks(before);
@@ -123,15 +132,15 @@ namespace {
             const auto other = known.find(name);
             const auto path = "tracks/" + name;
             if (other == known.end()) {
-                compare(trackJson(*facts), Json {}, path, changes);
+                compare(comparable(*facts), Json {}, path, changes);
                 continue;
             }
-            compare(trackJson(*facts), trackJson(*other->second), path, changes);
+            compare(comparable(*facts), comparable(*other->second), path, changes);
             known.erase(other);
         }
         for (const auto& [name, facts] : now) // those that are left are new
             if (known.contains(name))
-                compare(Json {}, trackJson(*facts), "tracks/" + name, changes);
+                compare(Json {}, comparable(*facts), "tracks/" + name, changes);
     }
 
     /// Chapters by their starts; of several at one time, in their order.
@@ -166,6 +175,39 @@ namespace {
         }
     }
 
+    std::map<QTTime, const TextFact*> byStart(const TrackFacts* track)
+    {
+        std::map<QTTime, const TextFact*> ordered;
+        if (track && track->texts)
+            for (const auto& text : *track->texts)
+                ordered.emplace(text.start.time, &text);
+        return ordered;
+    }
+
+    /// As chapters. Where the words stay, end and look are told.
+    void compareTexts(const TrackFacts* before, const TrackFacts& after, std::vector<Change>& changes)
+    {
+        const auto path = fmt::format("tracks/{}/texts/", after.id);
+        const auto told = [](const TextFact& fact, bool withLook) {
+            return Json(withLook ? fmt::format("{} (until {}, {})", fact.text, fact.end.timecode,
+                                       textStyle::json(fact.style))
+                                 : fact.text);
+        };
+        const auto former = byStart(before);
+        const auto present = byStart(&after);
+        for (const auto& [start, fact] : former)
+            if (!present.contains(start))
+                changes.push_back({path + fact->start.timecode, told(*fact, false), Json {}});
+        for (const auto& [start, fact] : present)
+            if (const auto was = former.find(start); was == former.end()) {
+                changes.push_back({path + fact->start.timecode, Json {}, told(*fact, false)});
+            } else if (!(*was->second == *fact)) {
+                const bool withLook = was->second->text == fact->text;
+                changes.push_back(
+                    {path + fact->start.timecode, told(*was->second, withLook), told(*fact, withLook)});
+            }
+    }
+
 } // namespace
 
 std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& after)
@@ -178,10 +220,13 @@ std::vector<Change> changesBetween(const MovieFacts& before, const MovieFacts& a
     std::map<std::uint32_t, const TrackFacts*> tracks;
     for (const auto& track : before.tracks)
         tracks.emplace(track.id, &track);
-    for (const auto& track : after.tracks)
-        if (const auto old = tracks.find(track.id); old != tracks.end())
+    for (const auto& track : after.tracks) {
+        const auto old = tracks.find(track.id);
+        if (old != tracks.end())
             compareMetadata(
                 old->second->metadata, track.metadata, fmt::format("tracks/{}/metadata/", track.id), changes);
+        compareTexts(old != tracks.end() ? old->second : nullptr, track, changes);
+    }
     return changes;
 }
 

@@ -3,6 +3,7 @@
 #include "attributes/KWImageDescriptionController.h"
 #include "report/TimecodePlaces.h"
 #include "tracks/ApertureModes.h"
+#include "tracks/TextStyleJson.h"
 
 #include <fmt/format.h>
 
@@ -132,6 +133,13 @@ Json trackJson(const TrackFacts& facts)
     };
     if (facts.mediaType == QTMediaTypeTimeCode)
         json["timecode"] = facts.timecode ? timecodeJson(*facts.timecode) : Json {};
+    if (facts.texts) {
+        auto texts = Json::array();
+        for (const auto& [text, start, end, style] : *facts.texts)
+            texts.push_back({{"text", text}, {"start", timeJson(start)}, {"end", timeJson(end)},
+                {"style", Json::parse(textStyle::json(style))}});
+        json["texts"] = std::move(texts);
+    }
     if (facts.attributes)
         json["attributes"] = attributesJson(*facts.attributes);
     if (facts.shownSize)

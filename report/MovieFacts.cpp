@@ -9,6 +9,7 @@
 #include "report/LanguageName.h"
 #include "tracks/KWQuickTime.h"
 #include "tracks/KWQuickTimeEditing.h"
+#include "tracks/TextInsertion.h"
 
 #include <fmt/format.h>
 
@@ -151,6 +152,21 @@ namespace {
         return facts;
     }
 
+    std::optional<std::vector<TextFact>> textFacts(const QTTrack& track, double rate)
+    {
+        if (!textMedia::isTextTrack(track) || chapterList::isChapterTrack(track))
+            return std::nullopt;
+        auto texts = TextInsertion::texts(track);
+        if (!texts)
+            return std::nullopt;
+        std::vector<TextFact> facts;
+        facts.reserve(texts->size());
+        for (auto& text : *texts)
+            facts.push_back({std::move(text.text), {text.start, KWQuickTime::formattedQTTime(text.start, rate)},
+                {text.end, KWQuickTime::formattedQTTime(text.end, rate)}, std::move(text.style)});
+        return facts;
+    }
+
     std::vector<ChapterFact> chapterFacts(const QTMovie& movie, std::vector<std::string>& warnings)
     {
         std::vector<ChapterFact> facts;
@@ -205,8 +221,10 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.apertureMode = settingCode(KWQuickTimeEditing::apertureModeForMovie(copy));
     facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
     facts.metadata = MetadataFact::of(QTMetaData::ofMovie(movie));
-    for (const auto& placed : placedTracks(movie))
+    for (const auto& placed : placedTracks(movie)) {
         facts.tracks.push_back(trackFacts(placed, facts.frameRate));
+        facts.tracks.back().texts = textFacts(placed.track, facts.frameRate);
+    }
     // The number of the first frame must not pass for what a track says that cannot be read.
     if (const auto tracks = movie.tracksOfMediaType(QTMediaTypeTimeCode);
         !tracks.empty() && !timecodeMedia::atMediaTime(tracks.front(), 0))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "movie/samples/TextStyle.h"
 #include "movie/samples/TimecodeMedia.h"
 #include "report/MetadataFacts.h"
 #include "timecode/TimecodeSurvey.h"
@@ -49,6 +50,20 @@ struct AttributeFacts
     std::size_t descriptions = 0; ///< of the track; those behind the first are not told
 };
 
+/// A text of a text track.
+struct TextFact
+{
+    std::string text;
+    TimeFact start;
+    TimeFact end;
+    TextStyle style;
+    bool operator==(const TextFact& other) const
+    {
+        return text == other.text && start.time == other.start.time && end.time == other.end.time
+            && style == other.style;
+    }
+};
+
 struct TrackFacts
 {
     std::uint32_t id = 0;
@@ -82,6 +97,8 @@ struct TrackFacts
     std::optional<AttributeFacts> attributes; ///< of video
     std::optional<PixelSize> shownSize; ///< of video: before the matrix
     std::vector<MetadataFact> metadata;
+    /// Of a text track that is not the list of chapters; nothing where they cannot be read.
+    std::optional<std::vector<TextFact>> texts;
 };
 
 struct ChapterFact

@@ -41,7 +41,7 @@ LIBRARIES = [
     (re.compile(r"^(Q[A-Z]\w*|Qt\w*/.+|q[a-z0-9_]+\.h)$"), "Qt", {"app", "bench"}),
     (re.compile(r"^mpv/"), "libmpv", {"app"}),
     (re.compile(r"^CLI/"), "CLI11", {"cli"}),
-    (re.compile(r"^nlohmann/"), "nlohmann-json", {"attributes", "report", "picture", "chapters", "cli"}),
+    (re.compile(r"^nlohmann/"), "nlohmann-json", {"tracks", "attributes", "report", "picture", "chapters", "cli"}),
     (re.compile(r"^lib(av|sw)\w+/(?!log\.h$)"), "FFmpeg", {"picture"}),
     (re.compile(r"^libavutil/log\.h$"), "FFmpeg's log", {"picture", "app"}),
     (re.compile(r"^exiv2/"), "libexiv2", {"timecode"}),

@@ -5,6 +5,7 @@
 #include "movie/files/DataReference.h"
 #include "movie/files/MediaSources.h"
 #include "support/KWLog.h"
+#include "tracks/TextInsertion.h"
 
 #include <fmt/format.h>
 
@@ -17,6 +18,9 @@ namespace {
     {
         return failure(MovieError::Code::Refused, {}, std::move(sentence));
     }
+
+    constexpr auto kNoDestination = "Unable to locate destination track";
+    constexpr auto kNotLocated = "Reelwright could not locate the track.";
 
     template <class T> Result<T> logged(Result<T> done, const char* what)
     {
@@ -59,6 +63,7 @@ namespace {
         track.mediaType = mediaType;
         track.mediaTimeScale = static_cast<std::uint32_t>(std::max(timeScale, 1));
         track.family = familyOf(movie);
+        track.language = NewTrack::unspecifiedLanguage(track.family);
         track.time = movie.movieHeader().modificationTime;
         return track;
     }
@@ -83,13 +88,7 @@ namespace {
             out.zeros(8).u16(2).u16(16).u16(0).u16(0).u16(kRate).u16(0);
             return Atom {"sowt"_cc, out.toBytes()};
         }
-        if (mediaType == QTMediaTypeSprite)
-            return Atom {"sprt"_cc, out.toBytes()};
-        out.u32(0).u32(0).u16(0).u16(0).u16(0); // flags, justification, background
-        out.u16(0).u16(0).u16(pixels(size.height)).u16(pixels(size.width)); // box: top, left, bottom, right
-        out.zeros(8).u16(0).u16(0).zeros(3).u16(0xFFFF).u16(0xFFFF).u16(0xFFFF).u8(
-            0); // font, face, colour, name
-        return Atom {"text"_cc, out.toBytes()};
+        return Atom {"sprt"_cc, out.toBytes()};
     }
 
     std::string fileUrl(const std::string& path)
@@ -202,18 +201,18 @@ namespace {
         if (!QTMovie::canOpen(path, *storage)) {
             if (!storage->exists(path))
                 return failure(MovieError::Code::Io, path, "there is no such file");
-            return refusal(fmt::format("Could not initialize file {}. Please check that the format of this "
-                                       "file is supported by Reelwright.",
-                path));
+            return failure(MovieError::Code::Refused, "Error loading movie",
+                fmt::format("Could not initialize file {}. Please check that the format of this file is "
+                            "supported by Reelwright.",
+                    path));
         }
         OpenedSource source;
         RW_TRY(auto opened, QTMovie::open(path, storage));
         source.movie = std::make_unique<QTMovie>(std::move(opened));
         const auto tracks = source.movie->tracksOfMediaType(mediaTypeOf(type));
         if (tracks.empty())
-            return refusal(
-                fmt::format("No {0} tracks found: Media could not be added because this movie does "
-                            "not have {0} media.",
+            return failure(MovieError::Code::Refused, fmt::format("No {} tracks found", kindInWords(type)),
+                fmt::format("Media could not be added because this movie does not have {} media.",
                     kindInWords(type)));
         if (place == 0 || place > tracks.size())
             return refusal(fmt::format("{} has {} {} tracks, so there is no number {}", path, tracks.size(),
@@ -230,6 +229,16 @@ namespace {
         return std::move(*record);
     }
 
+    /// In front of every picture: text is set over it.
+    std::int16_t layerInFront(const QTMovie& movie)
+    {
+        std::int16_t front = 0;
+        for (const auto& track : movie.tracks())
+            if (track.mediaType() == QTMediaTypeVideo)
+                front = std::min(front, track.header().layer);
+        return front > INT16_MIN ? static_cast<std::int16_t>(front - 1) : front;
+    }
+
     Result<KWMovTrack> insertEmpty(FourCC mediaType, const QTSize& size, QTMovie& movie)
     {
         auto track = emptyTrack(mediaType, movie.timeScale(), movie);
@@ -240,15 +249,23 @@ namespace {
             track.volume = 256;
         const EditableScope scope {movie};
         auto trak = makeTrack(track);
-        addSampleDescription(trak, emptyDescription(mediaType, size));
+        const auto textFormat
+            = track.family == NewTrack::Family::Iso ? textMedia::kTimedText : textMedia::kQuickTimeText;
+        addSampleDescription(trak,
+            mediaType == QTMediaTypeText
+                ? TextInsertion::plainStyle(TextInsertion::usualBox(size.width, size.height))
+                      .description(textFormat)
+                : emptyDescription(mediaType, size));
         RW_TRY(const auto view, movie.addTrack(std::move(trak)));
         EditList list;
         list.edits.push_back({1, 0, 1 << 16});
         RW_CHECK(view.setEditList(list));
+        if (mediaType == QTMediaTypeText)
+            RW_CHECK(view.setLayer(layerInFront(movie)));
         return added(view);
     }
 
-    Result<KWMovTrack> insertCopy(const QTTrack& track, QTMovie& movie)
+    Result<KWMovTrack> insertCopy(const QTTrack& track, QTMovie& movie, const QTTime& start)
     {
         if (!track.media().isValid() || track.media().sampleCount() == 0)
             return refusal("the track has no media that could be added");
@@ -271,7 +288,13 @@ namespace {
         // It was added to be played, whatever it was an alternative to where it comes from.
         RW_CHECK(view.setEnabled(true));
         RW_CHECK(view.setAlternateGroup(0));
-        RW_CHECK(view.setEditList(rescaled(list, track.movie().timeScale(), movie.timeScale())));
+        auto edits = rescaled(list, track.movie().timeScale(), movie.timeScale());
+        const auto gap = atScale(start, movie.timeScale()).value;
+        if (gap > 0 && !edits.edits.empty() && edits.edits.front().isEmpty())
+            edits.edits.front().duration += static_cast<std::uint64_t>(gap);
+        else if (gap > 0)
+            edits.edits.insert(edits.edits.begin(), {static_cast<std::uint64_t>(gap), -1, 1 << 16});
+        RW_CHECK(view.setEditList(edits));
         return added(view);
     }
 
@@ -319,7 +342,7 @@ namespace {
         auto* trak = track.editAtom();
         auto* dref = trak ? editReferences(*trak) : nullptr;
         if (!dref)
-            return refusal("Unable to locate destination track");
+            return failure(MovieError::Code::Refused, kNoDestination, kNotLocated);
         const auto referencesBefore = dref->children.size();
         for (auto& entry : references)
             dref->append(std::move(entry));
@@ -360,7 +383,7 @@ namespace {
         auto* trak = track.editAtom();
         const auto* media = source.atom().find("mdia"_cc);
         if (!trak || !media)
-            return refusal("Unable to locate destination track");
+            return failure(MovieError::Code::Refused, kNoDestination, kNotLocated);
         trak->remove("mdia"_cc);
         trak->append(*media);
         auto* dref = editReferences(*trak);
@@ -385,7 +408,7 @@ Result<KWMovTrack> TrackInsertion::insertEmptyTrack(int type, std::optional<QTSi
     return logged(insertEmpty(mediaType, natural, movie), message);
 }
 
-Result<KWMovTrack> TrackInsertion::insertTrack(const QTTrack& track, QTMovie& movie)
+Result<KWMovTrack> TrackInsertion::insertTrack(const QTTrack& track, QTMovie& movie, const QTTime& start)
 {
     const bool isSound = track.mediaType() == QTMediaTypeSound;
     if (isSound) {
@@ -397,14 +420,49 @@ Result<KWMovTrack> TrackInsertion::insertTrack(const QTTrack& track, QTMovie& mo
     KWLog::appendLog("sourcerange: {}, {}", QTStringFromTime(track.range().time),
         QTStringFromTime(track.range().duration));
     return logged(
-        insertCopy(track, movie), isSound ? "Error creating new audio track:" : "addVideoTrack error");
+        insertCopy(track, movie, start), isSound ? "Error creating new audio track:" : "addVideoTrack error");
 }
 
 Result<KWMovTrack> TrackInsertion::insertTrackFromFile(
-    int type, const std::string& path, std::size_t sourcePlace, QTMovie& movie)
+    int type, const std::string& path, std::size_t sourcePlace, const QTTime& start, QTMovie& movie)
 {
     RW_TRY(const auto source, openSource(type, path, sourcePlace, movie));
-    return insertTrack(*source.track, movie);
+    return insertTrack(*source.track, movie, start);
+}
+
+Result<std::vector<SourceTrack>> TrackInsertion::sourceTracks(int type, const std::string& path)
+{
+    RW_TRY(const auto source, openSource(type, path, 1, QTMovie {}));
+    std::vector<SourceTrack> tracks;
+    for (const auto& track : source.movie->tracksOfMediaType(mediaTypeOf(type))) {
+        const auto media = track.media();
+        const auto description = media.sampleDescription(1);
+        SourceTrack entry {track.trackID(), track.name(), description ? description->format() : FourCC {},
+            media.header().language, media.duration(), 0, track.size()};
+        if (type == KWMovTrack::kAudio && description)
+            if (const auto sound = description->sound())
+                entry.channels = sound->channels;
+        tracks.push_back(std::move(entry));
+    }
+    return tracks;
+}
+
+Result<QTMovie> TrackInsertion::extracted(const QTTrack& track)
+{
+    if (!track.isValid())
+        return refusal("the movie has no such track");
+    if (track.media().sampleCount() == 0)
+        return refusal(fmt::format("track {} has no media that could be extracted", track.trackID()));
+    auto single = track.movie();
+    const auto id = track.atom().id;
+    const EditableScope scope {single};
+    auto& children = single.editHeader().children;
+    std::erase_if(children, [&](const auto& child) { return child->type == "trak"_cc && child->id != id; });
+    const auto left = single.tracks().front();
+    left.editAtom()->remove("tref"_cc); // the tracks that it refers to are left behind
+    RW_CHECK(left.setEnabled(true));
+    single.updateDuration();
+    return single;
 }
 
 Result<void> TrackInsertion::addMedia(const QTTrack& source, const QTTrack& track, QTMovie& movie)
@@ -420,10 +478,11 @@ Result<void> TrackInsertion::addMediaFromFile(
     const std::string& path, std::size_t sourcePlace, const QTTrack& track, QTMovie& movie)
 {
     if (!track.isValid())
-        return refusal("Unable to locate destination track");
+        return failure(MovieError::Code::Refused, kNoDestination, kNotLocated);
     const auto type = KWMovTrack::trackWithQTTrack(track).trackType();
     if (type != KWMovTrack::kVideo && type != KWMovTrack::kAudio && type != KWMovTrack::kTimecode)
-        return refusal("Unsupported track type");
+        return failure(MovieError::Code::Refused, "Unsupported track type",
+            "Media can be added to video, sound and timecode tracks.");
     RW_TRY(const auto source, openSource(*type, path, sourcePlace, movie));
     return addMedia(*source.track, track, movie);
 }
@@ -434,7 +493,9 @@ Result<void> TrackInsertion::removeAllMedia(const QTTrack& track, QTMovie& movie
     const bool isSound = track.mediaType() == QTMediaTypeSound;
     auto length = movie.duration().value;
     const auto mediaType = isSound ? QTMediaTypeSound : QTMediaTypeVideo;
-    auto fresh = makeTrack(emptyTrack(mediaType, track.timeScale(), movie));
+    auto settings = emptyTrack(mediaType, track.timeScale(), movie);
+    settings.language = track.media().header().language;
+    auto fresh = makeTrack(settings);
     const auto description = track.media().sampleDescription(1);
     const auto header = track.header();
     addSampleDescription(fresh,

@@ -1,6 +1,7 @@
 #include "app/player/MovieView.h"
 
 #include "app/player/PictureSurface.h"
+#include "app/player/TextOverlay.h"
 #include "app/shell/Background.h"
 
 #include <QKeyEvent>
@@ -48,6 +49,7 @@ MovieView::MovieView(Options options, QWidget* parent)
     : QWidget(parent)
     , m_options(options)
     , m_player(options.sound)
+    , m_texts(new TextOverlay(this))
     , m_message(new QLabel(this))
 {
     setFocusPolicy(Qt::StrongFocus);
@@ -145,6 +147,7 @@ void MovieView::accept()
     m_playable = m_maker.future().takeResult();
     if (!sameFields(before, m_playable.duration))
         emit durationChanged(m_playable.duration);
+    m_texts->setTexts(m_playable.texts, m_playable.placement);
     setTime(m_playable.snapped(m_time));
     loadMovie();
 }
@@ -175,6 +178,7 @@ void MovieView::clear()
     m_hasMovie = false;
     m_next.reset();
     m_playable = {};
+    m_texts->setTexts({}, {});
     m_waitsForPicture = false;
     m_player.unload();
     setRate(0);
@@ -204,6 +208,7 @@ void MovieView::setTime(const QTTime& time)
 {
     const bool isOther = !sameFields(time, m_time);
     m_time = time;
+    m_texts->setTime(m_time);
     if (isOther)
         emit timeChanged(m_time);
 }
@@ -527,6 +532,7 @@ void MovieView::layOut()
 {
     if (m_surface)
         m_surface->widget()->setGeometry(inner());
+    m_texts->setGeometry(inner());
     m_message->setGeometry(inner());
 }
 

@@ -16,6 +16,7 @@ class QMenu;
 namespace reelwright {
 
 class PictureSurface;
+class TextOverlay;
 
 /// Shows a movie as it stands in memory, with its unsaved edits: picture, sound, and the frame at a time,
 /// exactly. Never blocks; loading, seeking and decoding happen elsewhere, and a signal tells when they are
@@ -140,6 +141,7 @@ private:
     Options m_options;
     MoviePlayer m_player;
     std::unique_ptr<PictureSurface> m_surface;
+    TextOverlay* m_texts;
     QLabel* m_message;
 
     QFutureWatcher<PlayableMovie> m_maker;

@@ -103,6 +103,7 @@ PlayableMovie PlayableMovie::make(const QTMovie& movie)
             result.pictureFormat = description->format();
         note(result.feed.addPicture(*picture, result.frames));
     }
+    result.texts = TextLayer::of(movie, selection.picture);
     for (const auto& sound : selection.sounds)
         note(result.feed.addSound(sound));
     return result;

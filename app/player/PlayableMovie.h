@@ -2,6 +2,7 @@
 
 #include "app/player/PicturePlacement.h"
 #include "app/player/PlayerFeed.h"
+#include "app/player/TextLayer.h"
 #include "movie/samples/FrameTimes.h"
 
 #include <QString>
@@ -22,11 +23,12 @@ struct PlayableMovie
     PlayerFeed feed;
     FrameTimes frames; ///< empty without a picture
     PicturePlacement placement;
+    TextLayer texts; ///< drawn over the picture by the view: the player's own subtitles stay off
     QTTime duration;
     FourCC pictureFormat; ///< of the first sample description
     QString problem; ///< why there is nothing to play though there should be; empty otherwise
 
-    /// Costs what the movie's header costs; reads no media.
+    /// Costs what the movie's header and its texts cost; reads no other media.
     static PlayableMovie make(const QTMovie& movie);
 
     /// The start of the frame that is on show at a time; that of the last one at the end and behind it. In a

@@ -4,9 +4,11 @@
 #include "app/panes/ChaptersPane.h"
 #include "app/panes/ConformPane.h"
 #include "app/panes/InformationPane.h"
+#include "app/panes/MediaPane.h"
 #include "app/panes/MetadataPane.h"
 #include "app/panes/MovieSettingsPane.h"
 #include "app/panes/QuickTasksPane.h"
+#include "app/panes/TextPane.h"
 #include "app/panes/TimecodePane.h"
 #include "app/player/FullScreen.h"
 #include "app/player/MovieView.h"
@@ -18,20 +20,20 @@
 #include "app/window/BannerBar.h"
 #include "app/window/CheckDialog.h"
 #include "app/window/FactsLoader.h"
+#include "app/window/InsertionCommands.h"
 #include "app/window/MovieExporter.h"
 #include "app/window/PanelTabWidget.h"
 #include "app/window/ProgressSheet.h"
 #include "app/window/ReviewDialog.h"
 #include "app/window/TimecodeField.h"
 #include "app/window/TrackPanel.h"
-#include "app/window/TrackSizeDialog.h"
 #include "app/window/TrackTable.h"
 #include "app/window/TrackTableModel.h"
 #include "app/window/WindowActions.h"
 #include "app/window/WindowMemory.h"
 #include "document/MyDocument.h"
 #include "edits/EditCatalogue.h"
-#include "edits/InsertionEdits.h"
+#include "edits/EditSteps.h"
 #include "edits/TrackEdits.h"
 #include "movie/saving/MovieSaver.h"
 #include "report/FactsJson.h"
@@ -74,7 +76,6 @@ namespace {
     constexpr int kSpacing = 8;
     constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
     constexpr int kTimecodeMilliseconds = 33;
-    constexpr int kMessageMilliseconds = 8000;
 
     /// Several edits as one step.
     Edit allOf(std::string name, std::vector<Edit> edits)
@@ -139,6 +140,8 @@ MovieWindow::MovieWindow(std::unique_ptr<MyDocument> document, const Application
     m_panels->addPane(Panel::Metadata, metadata);
     connect(m_actions->copyFrom, &QAction::triggered, metadata, &MetadataPane::copyFromMovie);
     m_panels->addPane(Panel::Timecode, new TimecodePane(*m_document, *m_facts));
+    m_panels->addPane(Panel::Media, new MediaPane(*m_document, *this, *m_actions));
+    m_panels->addPane(Panel::TextInsertion, new TextPane(*m_document, *m_view));
     auto* attributes = new AttributesPane(*m_document, *this);
     m_panels->addPane(Panel::EncodingAttributes, attributes);
     connect(attributes, &AttributesPane::copyFromAsked, metadata, &MetadataPane::copyFromMovie);
@@ -398,47 +401,7 @@ void MovieWindow::connectTrackActions()
         performTold(allOf(isOn ? "Enable Tracks" : "Disable Tracks", std::move(edits)),
             "Unable to change the tracks");
     });
-    on(m_actions->addVideo, [this] {
-        if (const auto path = chooseMediaFile(tr("Add Video")); !path.isEmpty())
-            performTold(edits::insertTrack(KWMovTrack::kVideo, path.toStdString()), "Error loading movie");
-    });
-    on(m_actions->addAudio, [this] {
-        if (const auto path = chooseMediaFile(tr("Add Audio")); !path.isEmpty())
-            performTold(edits::insertTrack(KWMovTrack::kAudio, path.toStdString()), "Error loading movie");
-    });
-    on(m_actions->addTextTrack,
-        [this] { performTold(edits::addEmptyTrack(KWMovTrack::kText), "Unable to add track"); });
-    on(m_actions->addSpriteTrack,
-        [this] { performTold(edits::addEmptyTrack(KWMovTrack::kSprite), "Unable to add track"); });
-    on(m_actions->addVideoTrack, [this] {
-        std::optional<QTSize> size;
-        if (m_document->movie().naturalSize() == QTSize {}) {
-            TrackSizeDialog dialog {this};
-            if (dialog.exec() != QDialog::Accepted)
-                return;
-            size = dialog.size();
-        }
-        performTold(edits::addEmptyTrack(KWMovTrack::kVideo, size), "Unable to add track");
-    });
-    on(m_actions->addMedia, [this] {
-        const auto* track = m_document->selectedTrack();
-        if (!track)
-            return;
-        const auto selector = TrackSelector::ofTrack(track->trackID());
-        if (const auto path = chooseMediaFile(tr("Add Media")); !path.isEmpty())
-            performTold(edits::addMedia(selector, path.toStdString()), "Error loading movie");
-    });
-    on(m_actions->deleteMedia, [this] {
-        const auto* track = m_document->selectedTrack();
-        if (!track)
-            return;
-        const auto selector = TrackSelector::ofTrack(track->trackID());
-        if (alert("Are you sure you wish to delete all media from this track?", "This cannot be undone.",
-                {"Delete", "Cancel"})
-            == 0)
-            performTold(edits::removeAllMedia(selector), "Unable to delete media");
-    });
-    on(m_actions->extractTrack, [this] { extractSelectedTrack(); });
+    new InsertionCommands(*this, *m_actions, *m_view);
 }
 
 /// The movie as it is on show, unsaved changes included.
@@ -472,40 +435,6 @@ void MovieWindow::performTold(const Edit& edit, const std::string& title)
 {
     if (const auto done = m_document->perform(edit, MyDocument::ViewUpdate::Reset); !done)
         alert(title, done.error().detail, {"OK"});
-}
-
-QString MovieWindow::chooseMediaFile(const QString& title)
-{
-    return QFileDialog::getOpenFileName(
-        this, title, {}, tr("Movies and sound (*.mov *.qt *.mp4 *.m4v *.aif *.aiff *.wav);;All files (*)"));
-}
-
-void MovieWindow::extractSelectedTrack()
-{
-    const auto* track = m_document->selectedTrack();
-    if (!track)
-        return;
-    auto single = m_document->movie();
-    const auto id = track->track().atom().id;
-    {
-        const EditableScope scope {single};
-        for (const auto& other : single.tracks())
-            if (other.atom().id != id)
-                static_cast<void>(single.removeTrack(other));
-    }
-    const auto base = QFileInfo(fromUtf8(m_document->displayName())).completeBaseName();
-    const auto path = chooseSavePath(tr("Extract Track").toStdString(),
-        tr("%1 Track %2.mov").arg(base).arg(track->trackID()).toStdString());
-    if (!path)
-        return;
-    runInBackground(
-        this, [single, path = *path] { return MovieSaver::writeToFile(single, path); },
-        [this](const Result<SaveReport>& done) {
-            if (!done)
-                alert("Unable to extract the track", done.error().message(), {"OK"});
-            else
-                statusBar()->showMessage(tr("The track was extracted."), kMessageMilliseconds);
-        });
 }
 
 void MovieWindow::showPendingSave()

@@ -108,12 +108,9 @@ private:
     void goToNextArea();
     void findCommand();
     void showKeys();
-    /// The file that the user chose to take media from.
-    QString chooseMediaFile(const QString& title);
     /// Performs an edit of tracks, and tells why where it cannot be done.
     void checkMovie();
     void performTold(const Edit& edit, const std::string& title);
-    void extractSelectedTrack();
     void checkMedia();
     void connectExports();
 

@@ -59,6 +59,7 @@ namespace {
         std::size_t piece = 0;
         std::uint64_t offset = 0; ///< in the piece
         std::uint32_t size = 0;
+        std::uint32_t description = 0;
     };
 
     /// A track's samples, and the pieces of media that hold them.
@@ -118,7 +119,8 @@ namespace {
                 const auto number = chunk.firstSample + i;
                 const auto size = table.sampleSize(number);
                 const auto duration = number <= durations.size() ? durations[number - 1] : 0U;
-                map.samples.push_back({time, duration, map.pieces.size() - 1, offset, size});
+                map.samples.push_back(
+                    {time, duration, map.pieces.size() - 1, offset, size, chunk.description});
                 time += duration;
                 offset += size;
             }
@@ -135,6 +137,7 @@ namespace {
     {
         std::size_t sample = 0;
         QTTime start;
+        QTTime end;
     };
 
     /// Movie times of one edit's media.
@@ -194,6 +197,8 @@ namespace {
             const auto& edit = list.edits[i];
             const EditClock clock {edit, start, track.timeScale(), mediaScale};
             start += edit.duration;
+            const QTTime editEnd {
+                static_cast<std::int64_t>(std::min<std::uint64_t>(start, INT64_MAX)), track.timeScale()};
             if (edit.mediaTime < 0 || samples.empty())
                 continue;
             const auto first = static_cast<std::uint64_t>(edit.mediaTime);
@@ -209,8 +214,11 @@ namespace {
                     : at->start < end || (isLast && at->start == end);
                 if (!begins || (edit.duration == 0 && !isLast) || shown.size() >= kMaxSamples)
                     break;
+                const auto sampleEnd = static_cast<std::int64_t>(at->start + at->duration);
+                const auto ends = edit.rate > 0 ? clock.movieTime(sampleEnd) : editEnd;
                 shown.push_back({static_cast<std::size_t>(at - samples.begin()),
-                    clock.movieTime(std::max(edit.mediaTime, static_cast<std::int64_t>(at->start)))});
+                    clock.movieTime(std::max(edit.mediaTime, static_cast<std::int64_t>(at->start))),
+                    std::min(ends, editEnd)});
                 if (edit.rate <= 0)
                     break; // one text held
             }
@@ -246,30 +254,22 @@ std::string decode(ByteSpan sample)
     return decodeText(startsWith(text, {0xEF, 0xBB, 0xBF}) ? text.subspan(3) : text);
 }
 
-Bytes encode(std::string_view text, FourCC format)
+ByteSpan extensionsOf(ByteSpan sample)
+{
+    ByteReader in {sample};
+    in.skip(in.u16());
+    return in.ok() ? in.rest() : ByteSpan {};
+}
+
+Bytes encode(std::string_view text, FourCC format, ByteSpan extensions)
 {
     text = text.substr(0, fittingUtf8(text, kMaxText));
     ByteWriter out;
     out.u16(static_cast<std::uint16_t>(text.size())).text(text);
     if (format == kQuickTimeText && !isPlainAscii(text))
         out.u32(12).fourCC("encd"_cc).u32(kUnicode);
+    out.bytes(extensions);
     return out.toBytes();
-}
-
-Atom makeDescription(const TextStyle& style)
-{
-    ByteWriter out;
-    out.zeros(6).u16(1); // reserved bytes, data reference 1
-    out.u32(style.displayFlags).i32(style.justification);
-    for (const auto component : style.background)
-        out.u16(component);
-    out.i16(style.boxTop).i16(style.boxLeft).i16(style.boxBottom).i16(style.boxRight);
-    out.zeros(8).u16(style.fontNumber).u16(style.fontFace).zeros(3);
-    for (const auto component : style.foreground)
-        out.u16(component);
-    const auto name = std::string_view(style.fontName).substr(0, UINT8_MAX);
-    out.u8(static_cast<std::uint8_t>(name.size())).text(name);
-    return Atom {kQuickTimeText, out.toBytes()};
 }
 
 Result<std::vector<ShownText>> shownTexts(const QTTrack& track)
@@ -292,10 +292,11 @@ Result<std::vector<ShownText>> shownTexts(const QTTrack& track)
     }
     std::vector<ShownText> texts;
     texts.reserve(shown.size());
-    for (const auto& [number, start] : shown) {
+    for (const auto& [number, start, end] : shown) {
         const auto& sample = map.samples[number];
-        const auto bytes = read[sample.piece].slice(static_cast<std::size_t>(sample.offset), sample.size);
-        texts.push_back({decode(bytes.span()), start});
+        auto bytes = read[sample.piece].slice(static_cast<std::size_t>(sample.offset), sample.size);
+        auto text = decode(bytes.span());
+        texts.push_back({std::move(text), start, end, std::move(bytes), sample.description});
     }
     return texts;
 }

@@ -1,32 +1,13 @@
 #pragma once
 
 #include "movie/QTTrack.h"
+#include "movie/samples/TextStyle.h"
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace reelwright {
-
-/// How text is set: the fields of a text description (QuickTime File Format, "Text Sample Description").
-struct TextStyle
-{
-    /// A colour of 16 bits a component.
-    using Color = std::array<std::uint16_t, 3>;
-
-    std::uint32_t displayFlags = 0;
-    std::int32_t justification = 0; ///< 0 left, 1 centred, -1 right
-    Color background {};
-    std::int16_t boxTop = 0; ///< pixels of the track
-    std::int16_t boxLeft = 0;
-    std::int16_t boxBottom = 0;
-    std::int16_t boxRight = 0;
-    std::uint16_t fontNumber = 0;
-    std::uint16_t fontFace = 0; ///< 1 bold, 2 italic, 4 underlined
-    Color foreground {};
-    std::string fontName;
-};
 
 /// The text media handlers: samples of text, each a 16-bit length, the text, and extension atoms.
 namespace textMedia {
@@ -47,16 +28,19 @@ namespace textMedia {
     /// no UTF-8; other bytes that are no UTF-8 count as Mac Roman. A damaged sample gives what is there.
     std::string decode(ByteSpan sample);
     /// A sample of a text, which is cut at a character when it is longer than a sample can hold. In QuickTime
-    /// text an `encd` atom says that it is UTF-8, where it is not plain ASCII.
-    Bytes encode(std::string_view text, FourCC format);
-    /// A `text` description with data reference 1.
-    Atom makeDescription(const TextStyle& style);
+    /// text an `encd` atom says that it is UTF-8, where it is not plain ASCII. The extension atoms come behind.
+    Bytes encode(std::string_view text, FourCC format, ByteSpan extensions = {});
+    /// What stands behind the text of a sample: its extension atoms.
+    ByteSpan extensionsOf(ByteSpan sample);
 
     /// A text on show.
     struct ShownText
     {
         std::string text;
         QTTime start; ///< in the movie
+        QTTime end; ///< in the movie
+        Bytes sample; ///< as it is stored, a slice of what was read
+        std::uint32_t description = 1; ///< 1-based
     };
     /// The texts of a track as the movie shows them, through the edit list, in the order of their starts. The
     /// media are read in few pieces, which the movie's sources keep.

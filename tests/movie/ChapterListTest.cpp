@@ -58,7 +58,7 @@ namespace {
         text.trackID = 20 + static_cast<std::uint32_t>(movie.tracks().size());
         text.mediaScale = 1000;
         text.edits = edits;
-        auto description = textMedia::makeDescription({});
+        auto description = TextStyle {}.description(textMedia::kQuickTimeText);
         description.type = format;
         text.descriptions = {description};
         const auto track = test::addTrack(movie, text);
@@ -205,7 +205,7 @@ namespace {
         test::TestTrack text;
         text.mediaType = QTMediaTypeText;
         text.trackID = 7;
-        text.descriptions = {textMedia::makeDescription({})};
+        text.descriptions = {TextStyle {}.description(textMedia::kQuickTimeText)};
         text.times = {{static_cast<std::uint32_t>(textMedia::kMaxSamples) + 1, 1}};
         const auto track = test::addTrack(movie, text);
         EXPECT_FALSE(textMedia::shownTexts(track));

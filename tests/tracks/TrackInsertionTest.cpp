@@ -30,8 +30,8 @@ namespace {
         const auto wanted = test::packetChecksums(source);
         const auto own = test::packetChecksums(destination);
         auto movie = QTMovie::open(destination).value();
-        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kAudio, source, 2, movie));
-        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kVideo, source, 1, movie));
+        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kAudio, source, 2, {}, movie));
+        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kVideo, source, 1, {}, movie));
         EXPECT_FALSE(MovieSaver::canUpdateMovieFile(movie, VolumeRule::Any))
             << "it would depend on the source";
         ASSERT_TRUE(MovieSaver::writeToFile(movie, destination));
@@ -62,7 +62,7 @@ namespace {
     TEST_F(TrackInsertionTest, ASourceThatChangesBeforeTheSaveIsRefused)
     {
         auto movie = QTMovie::open(destination).value();
-        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kAudio, source, 1, movie));
+        ASSERT_TRUE(TrackInsertion::insertTrackFromFile(KWMovTrack::kAudio, source, 1, {}, movie));
         auto bytes = test::readFile(source);
         bytes.push_back({});
         test::writeFile(source, bytes);
@@ -90,7 +90,7 @@ namespace {
         };
         auto movie = QTMovie::open(destination).value();
         for (const auto& fact : facts) {
-            const auto done = TrackInsertion::insertTrackFromFile(fact.type, fact.path, fact.place, movie);
+            const auto done = TrackInsertion::insertTrackFromFile(fact.type, fact.path, fact.place, {}, movie);
             ASSERT_FALSE(done) << fact.words;
             EXPECT_THAT(done.error().detail, testing::HasSubstr(fact.words));
         }
