@@ -39,7 +39,8 @@ namespace {
 
     Result<KWMovTrack> insertEmpty(int type, std::optional<QTSize> size, QTMovie& movie)
     {
-        if (type == KWMovTrack::kVideo && !size && movie.naturalSize() == QTSize {})
+        const auto natural = movie.naturalSize();
+        if (type == KWMovTrack::kVideo && !size && (natural.width <= 0 || natural.height <= 0))
             return failure(MovieError::Code::Refused, {},
                 "the movie has no picture whose size the new track could have; give it as "
                 "video=WIDTHxHEIGHT");

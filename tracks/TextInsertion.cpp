@@ -248,6 +248,7 @@ TextStyle TextInsertion::plainStyle(const TextBox& box)
     TextCue cue;
     cue.style.displayFlags = TextStyle::kKeyed | TextStyle::kAntiAlias;
     cue.style.foreground = {kWhite, kWhite, kWhite};
+    cue.style.verticalJustification = -1;
     cue.style.fontSize
         = static_cast<std::uint16_t>(std::clamp<double>(std::floor(box.height / kLines), kSmallest, UINT8_MAX));
     cue.setBox(box);
@@ -332,6 +333,10 @@ Result<void> TextInsertion::setTexts(const std::vector<TextCue>& texts, const QT
     const auto origin = keepsGap ? atScale(gap, scale).value : 0;
 
     Descriptions descriptions {track};
+    // Those of samples that stay come first: what is new can often do with them.
+    for (const auto& text : texts)
+        if (!text.sample.empty())
+            descriptions.of(text);
     textMedia::NewSamples media;
     media.mediaTimeScale = scale;
     std::int64_t at = 0;

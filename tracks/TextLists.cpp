@@ -368,8 +368,10 @@ TextNotes TextLists::insert(std::vector<TextCue>& texts, const Parsed& list, con
             notes.refused.push_back(fmt::format("line {}: {}", entries[i].line, done.error().detail));
     }
     if (!ends.remarks.empty())
-        notes.remarks.push_back(fmt::format(
-            "{} of the texts end where the next one begins, or with the movie", ends.remarks.size()));
+        notes.remarks.push_back(ends.remarks.size() == 1
+                ? ends.remarks.front()
+                : fmt::format("{} of the texts end where the next one begins, or with the movie",
+                      ends.remarks.size()));
     return notes;
 }
 

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <numeric>
 
 namespace reelwright {
@@ -401,7 +402,8 @@ namespace {
 Result<KWMovTrack> TrackInsertion::insertEmptyTrack(int type, std::optional<QTSize> size, QTMovie& movie)
 {
     const auto mediaType = mediaTypeOf(type);
-    const auto natural = size.value_or(movie.naturalSize());
+    auto natural = size.value_or(movie.naturalSize());
+    natural = {std::trunc(natural.width), std::trunc(natural.height)}; // whole pixels
     const auto* message = type == KWMovTrack::kVideo ? "addVideoTrack error"
         : type == KWMovTrack::kSprite                ? "addSpriteTrack error"
                                                      : "addTextTrack error";
