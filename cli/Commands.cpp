@@ -52,8 +52,8 @@ namespace {
             FilesUse::Needed, make<VerifyCommand>},
         {"tasks", "List the quick tasks that \"edit --task\" knows", help::kTasksFooter, FilesUse::None,
             make<TasksCommand>},
-        {"generate", "Print the completion of a shell, or the manual page", help::kGenerateFooter, FilesUse::None,
-            make<GenerateCommand>},
+        {"generate", "Print the completion of a shell, or the manual page", help::kGenerateFooter,
+            FilesUse::None, make<GenerateCommand>},
     };
 
 } // namespace

@@ -117,7 +117,7 @@ std::string editText(const EditResult& result)
     for (const auto& [output, bytesWritten] : result.extracted)
         text += result.dryRun ? fmt::format("  a track would be extracted to {}\n", printable(output))
                               : fmt::format("  a track was extracted to {}, {} written\n", printable(output),
-                                    FileHelper::formatFileSize(bytesWritten));
+                                  FileHelper::formatFileSize(bytesWritten));
     if (result.media)
         text += fmt::format("  media verified: {} track{} alike before and after\n", result.media->size(),
             result.media->size() == 1 ? "" : "s");

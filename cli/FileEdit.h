@@ -54,7 +54,8 @@ public:
 private:
     Result<void> edit(EditResult& result, const std::string& output);
     Result<void> finishInterrupted(EditResult& result, QTMovie movie) const;
-    Result<void> writeExtracted(std::vector<Extraction> extracted, EditResult& result, const std::string& output);
+    Result<void> writeExtracted(
+        std::vector<Extraction> extracted, EditResult& result, const std::string& output);
 
     const EditOptions& m_options;
     std::shared_ptr<Storage> m_storage;

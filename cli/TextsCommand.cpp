@@ -68,12 +68,13 @@ namespace {
                             KWQuickTime::formattedQTTime(text.end, rate), inOneLine(text.text)});
                     else
                         entries.push_back({{"text", text.text}, {"start", timeJson(text.start, rate)},
-                            {"end", timeJson(text.end, rate)}, {"style", Json::parse(textStyle::json(text.style))}});
+                            {"end", timeJson(text.end, rate)},
+                            {"style", Json::parse(textStyle::json(text.style))}});
                 }
                 report.text += fmt::format("  Track {} ({})\n{}", track.trackID(), placed.placeName(),
                     texts.empty() ? "    no texts\n" : rows.text(4));
-                tracks.push_back({{"id", track.trackID()}, {"place", placed.placeName()},
-                    {"texts", std::move(entries)}});
+                tracks.push_back(
+                    {{"id", track.trackID()}, {"place", placed.placeName()}, {"texts", std::move(entries)}});
             }
         if (all.empty())
             report.text += "  no text tracks\n";
@@ -85,8 +86,10 @@ namespace {
 
 void TextsCommand::addOptions(CLI::App& app)
 {
-    app.add_option("--track", m_trackText, "Only these tracks: tx1, an ID, tx* for all")->type_name("SELECTOR");
-    app.add_option("--format", m_formatName, fmt::format("Print one track's texts in this form: {}", kFormatNames))
+    app.add_option("--track", m_trackText, "Only these tracks: tx1, an ID, tx* for all")
+        ->type_name("SELECTOR");
+    app.add_option(
+           "--format", m_formatName, fmt::format("Print one track's texts in this form: {}", kFormatNames))
         ->type_name("NAME");
     app.add_option("-o,--output", m_output, "Write them to this file instead")->type_name("FILE");
 }
@@ -98,7 +101,8 @@ void TextsCommand::check()
         m_output = asTyped(*m_output);
     m_tracks = TrackSelector::parse(asTyped(m_trackText));
     if (!m_tracks)
-        throwUsageError(fmt::format("--track takes a selector such as tx1, 3 or tx*, not \"{}\"", m_trackText));
+        throwUsageError(
+            fmt::format("--track takes a selector such as tx1, 3 or tx*, not \"{}\"", m_trackText));
     if (!m_formatName.empty()) {
         m_format = TextLists::formatNamed(m_formatName);
         if (!m_format)
@@ -123,7 +127,8 @@ int TextsCommand::run(const Invocation& invocation)
         RW_TRY(const auto all, textsOf(*m_tracks, movie));
         if (all.size() != 1)
             return failure(MovieError::Code::Refused, file,
-                fmt::format("the movie has {} text tracks; a list is made of one, name it with --track", all.size()));
+                fmt::format(
+                    "the movie has {} text tracks; a list is made of one, name it with --track", all.size()));
         const auto list = TextLists::written(m_format->format, all.front().second);
         FileReport report;
         if (m_output) {

@@ -112,7 +112,8 @@ Result<TextCue> TextPanel::cueOf(const Fields& fields, TextCue cue) const
     if (fields.start.empty()) {
         cue.start = m_document.currentTime();
     } else if (cue.start.scale <= 0 || fields.start != shown.start) {
-        RW_TRY(cue.start, typedTime(fields.start, movie, cue.start.scale > 0 ? cue.start : m_document.currentTime()));
+        RW_TRY(cue.start,
+            typedTime(fields.start, movie, cue.start.scale > 0 ? cue.start : m_document.currentTime()));
     }
     auto duration = length;
     if (length.scale <= 0 || length.value <= 0 || fields.duration != shown.duration) {
@@ -201,8 +202,7 @@ Result<std::string> TextPanel::importTexts(const std::string& path, const Fields
     TextCue base;
     base.style = TextInsertion::usualStyle(record->track());
     RW_TRY(const auto look, cueOf(typed, base));
-    return performTelling(
-        edits::importTexts(TrackSelector::ofTrack(record->trackID()), list, look.style));
+    return performTelling(edits::importTexts(TrackSelector::ofTrack(record->trackID()), list, look.style));
 }
 
 Result<void> TextPanel::exportTexts(const std::string& path, TextLists::Format format) const

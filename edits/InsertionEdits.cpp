@@ -187,7 +187,8 @@ namespace {
         {"--empty-track", "SELECTOR", "Take all media from the tracks, which keep their places",
             single<emptying>},
         {"--extract", "SELECTOR=FILE",
-            "Write the track, as it is at this place among the\noptions, into a movie file of its own, without encoding",
+            "Write the track, as it is at this place among the\noptions, into a movie file of its own, "
+            "without encoding",
             single<extraction>},
     };
 

@@ -11,8 +11,8 @@ constexpr std::size_t kFirstOfKind = 1;
 /// An empty track of a type of KWMovTrack (kText, kSprite, kVideo); without a size that of the picture.
 Edit addEmptyTrack(int type, std::optional<QTSize> size = {});
 /// A new track of that type (kVideo, kAudio) with the media of another movie's track, from `start` on.
-Edit insertTrack(int type, const std::string& path, std::size_t sourcePlace = kFirstOfKind,
-    const QTTime& start = {});
+Edit insertTrack(
+    int type, const std::string& path, std::size_t sourcePlace = kFirstOfKind, const QTTime& start = {});
 /// The media of another movie's track behind those of the track.
 Edit addMedia(const TrackSelector& track, const std::string& path, std::size_t sourcePlace = kFirstOfKind);
 /// Takes all media from the tracks, which keep their IDs and places.

@@ -106,7 +106,8 @@ Result<void> TextEdit::add(std::string_view value)
     const auto range = text ? rangeOf(text->first) : std::nullopt;
     if (!tracks || !range)
         return edits::wrongValue("--add-text", value,
-            fmt::format("SELECTOR@TIMECODE/DURATION=TEXT, such as tx1@00:00:05:00/3s=Hello, where times are {}",
+            fmt::format(
+                "SELECTOR@TIMECODE/DURATION=TEXT, such as tx1@00:00:05:00/3s=Hello, where times are {}",
                 TypedTime::acceptedForms()));
     if (!isUtf8(text->second))
         return edits::wrongValue("--add-text", value, "a text in UTF-8");
@@ -118,7 +119,8 @@ Result<void> TextEdit::add(std::string_view value)
             RW_TRY(cue.start, range.start.exactly(movie));
             RW_TRY(const auto duration, range.duration.exactly(movie));
             cue.end = cue.start + atScale(duration, cue.start.scale);
-            if (atScale(duration, cue.start.scale) != duration) // in a scale that has both exactly, where one is
+            if (atScale(duration, cue.start.scale)
+                != duration) // in a scale that has both exactly, where one is
                 if (const auto both = std::int64_t {cue.start.scale} * duration.scale; both <= INT32_MAX) {
                     cue.start = atScale(cue.start, static_cast<std::int32_t>(both));
                     cue.end = cue.start + duration;
@@ -148,15 +150,15 @@ Result<void> TextEdit::change(std::string_view value)
     const auto words = text ? std::optional(typedText(text->second)) : std::nullopt;
     if (words && words->empty())
         return edits::wrongValue("--change-text", value, "a text; --remove-text takes one away");
-    m_steps.push_back(
-        {*tracks, [number = *number, words, style = beginStyle()](TrackTexts& state, EditNotes&) -> Result<void> {
-             RW_TRY(const auto at, state.numbered(number));
-             RW_TRY(auto changed, styled(at->style, style));
-             at->setStyle(std::move(changed));
-             if (words)
-                 at->setText(*words);
-             return {};
-         }});
+    m_steps.push_back({*tracks,
+        [number = *number, words, style = beginStyle()](TrackTexts& state, EditNotes&) -> Result<void> {
+            RW_TRY(const auto at, state.numbered(number));
+            RW_TRY(auto changed, styled(at->style, style));
+            at->setStyle(std::move(changed));
+            if (words)
+                at->setText(*words);
+            return {};
+        }});
     return {};
 }
 
@@ -166,7 +168,8 @@ Result<void> TextEdit::remove(std::string_view value)
     const auto tracks = place ? TrackSelector::parse(place->first) : std::nullopt;
     const auto number = place ? numberOf(place->second) : std::nullopt;
     if (!tracks || (!number && place->second != "all"))
-        return edits::wrongValue("--remove-text", value, "SELECTOR@N, where N is a text's number, from 1, or all");
+        return edits::wrongValue(
+            "--remove-text", value, "SELECTOR@N, where N is a text's number, from 1, or all");
     m_steps.push_back({*tracks, [number](TrackTexts& state, EditNotes&) -> Result<void> {
                            if (!number) {
                                state.texts.clear();
@@ -203,7 +206,8 @@ Result<void> TextEdit::import(std::string_view value)
 Result<void> TextEdit::setStyle(std::string_view value)
 {
     if (!m_lastStyle)
-        return refusal("--text-style stands behind the --add-text, --change-text or --import-text that it is about");
+        return refusal(
+            "--text-style stands behind the --add-text, --change-text or --import-text that it is about");
     TextStyle checked;
     if (const auto done = textStyle::apply(value, checked); !done)
         return refusal("--text-style: " + done.error().detail);
@@ -214,8 +218,8 @@ Result<void> TextEdit::setStyle(std::string_view value)
 Result<TextEdit::TrackTexts> TextEdit::begin(const QTTrack& track)
 {
     if (!textMedia::isTextTrack(track))
-        return refusal(fmt::format(
-            "track {} holds no text; --add-track text makes one that does", track.trackID()));
+        return refusal(
+            fmt::format("track {} holds no text; --add-track text makes one that does", track.trackID()));
     RW_TRY(auto texts, TextInsertion::texts(track));
     TrackTexts state {track, texts, std::move(texts), {}};
     // Edits before this one may have changed the track: a text is known by where it starts.

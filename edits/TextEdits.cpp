@@ -18,16 +18,19 @@ namespace {
 
     constexpr EditKind kKinds[] = {
         {"--add-text", "SELECTOR@TIMECODE/DURATION=TEXT",
-            "Put a text into a text track (--add-track text makes\none); \\n begins a new line", value<&TextEdit::add>},
+            "Put a text into a text track (--add-track text makes\none); \\n begins a new line",
+            value<&TextEdit::add>},
         {"--change-text", "SELECTOR@N=TEXT",
-            "Give a text other words; with --text-style and without\n=TEXT another look", value<&TextEdit::change>},
+            "Give a text other words; with --text-style and without\n=TEXT another look",
+            value<&TextEdit::change>},
         {"--remove-text", "SELECTOR@N|all", "Take a text out of its track", value<&TextEdit::remove>},
         {"--import-text", "SELECTOR=FILE",
             "Put the texts of a SubRip (SRT) or WebVTT file into a\ntext track; what is refused is named",
             value<&TextEdit::import>},
         {"--text-style", "JSON",
             "Look of the text or list before: {\"box\": [left, top,\nwidth, height], \"align\": "
-            "\"left|center|right\", \"size\": N,\n\"color\": \"#RRGGBB\", \"background\": \"#RRGGBB\" or null,\n"
+            "\"left|center|right\", \"size\": N,\n\"color\": \"#RRGGBB\", \"background\": \"#RRGGBB\" or "
+            "null,\n"
             "\"bold\": true, \"italic\": true, \"underline\": true,\n\"font\": NAME}; what is left out stays",
             value<&TextEdit::setStyle>},
     };
@@ -35,8 +38,8 @@ namespace {
     using Rewrite = std::function<Result<EditNotes>(std::vector<TextCue>&, const QTTrack&)>;
 
     /// A new list of the texts of each selected track.
-    Edit rewriting(const TrackSelector& tracks, std::string option, std::string undoName, std::string queueLabel,
-        Rewrite rewrite)
+    Edit rewriting(const TrackSelector& tracks, std::string option, std::string undoName,
+        std::string queueLabel, Rewrite rewrite)
     {
         return makeEditWithNotes(std::move(option), std::move(undoName), std::move(queueLabel),
             [tracks, rewrite = std::move(rewrite)](QTMovie& movie) -> Result<EditNotes> {
@@ -72,9 +75,8 @@ namespace {
 Edit addText(const TrackSelector& tracks, const TextCue& text)
 {
     const auto duration = text.end - text.start;
-    auto edit = makeEditWithNotes(
-        fmt::format("--add-text {}@{}/{}/{}/{}={}", tracks.text(), text.start.value, text.start.scale,
-            duration.value, duration.scale, text.text),
+    auto edit = makeEditWithNotes(fmt::format("--add-text {}@{}/{}/{}/{}={}", tracks.text(), text.start.value,
+                                      text.start.scale, duration.value, duration.scale, text.text),
         "Add Text", fmt::format("Add text \"{}\"", firstLine(text.text)),
         [tracks, text](QTMovie& movie) -> Result<EditNotes> {
             EditNotes notes;
@@ -126,7 +128,8 @@ Edit removeTexts(const TrackSelector& track, const std::vector<std::size_t>& row
 
 Edit importTexts(const TrackSelector& track, const TextLists::Parsed& list, const TextStyle& style)
 {
-    return rewriting(track, "--import-text", "Import Texts", fmt::format("Import {} texts", list.entries.size()),
+    return rewriting(track, "--import-text", "Import Texts",
+        fmt::format("Import {} texts", list.entries.size()),
         [list, style](std::vector<TextCue>& texts, const QTTrack& of) -> Result<EditNotes> {
             return notesOf(TextLists::insert(texts, list, style, TextInsertion::limitFor(of)));
         });

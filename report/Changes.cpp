@@ -189,8 +189,8 @@ namespace {
     {
         const auto path = fmt::format("tracks/{}/texts/", after.id);
         const auto told = [](const TextFact& fact, bool withLook) {
-            return Json(withLook ? fmt::format("{} (until {}, {})", fact.text, fact.end.timecode,
-                                       textStyle::json(fact.style))
+            return Json(withLook ? fmt::format(
+                            "{} (until {}, {})", fact.text, fact.end.timecode, textStyle::json(fact.style))
                                  : fact.text);
         };
         const auto former = byStart(before);

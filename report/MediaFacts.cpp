@@ -11,7 +11,8 @@
 namespace reelwright {
 namespace {
 
-    /// Channels of the layouts that a tag names (Core Audio's tags; the lower half is the number of channels).
+    /// Channels of the layouts that a tag names (Core Audio's tags; the lower half is the number of
+    /// channels).
     struct NamedLayout
     {
         std::uint32_t tag;
@@ -80,8 +81,10 @@ MediaFacts MediaFacts::of(const QTTrack& track)
         if (const auto list = track.editList()) {
             std::int64_t start = 0;
             for (const auto& edit : list->edits) {
-                const auto duration = static_cast<std::int64_t>(std::min<std::uint64_t>(edit.duration, INT64_MAX / 2));
-                Segment segment {{start, track.timeScale()}, {duration, track.timeScale()}, {}, edit.rate / 65536.0};
+                const auto duration
+                    = static_cast<std::int64_t>(std::min<std::uint64_t>(edit.duration, INT64_MAX / 2));
+                Segment segment {
+                    {start, track.timeScale()}, {duration, track.timeScale()}, {}, edit.rate / 65536.0};
                 if (!edit.isEmpty())
                     segment.mediaTime = QTTime {edit.mediaTime, media.timeScale()};
                 facts.segments.push_back(segment);
@@ -109,7 +112,8 @@ MediaFacts MediaFacts::of(const QTTrack& track)
             facts.smallestSample = sample == 1 ? size : std::min(facts.smallestSample, size);
         }
     for (const auto& reference : media.dataReferences())
-        if (!reference.isSelf && std::find(facts.files.begin(), facts.files.end(), reference.name) == facts.files.end())
+        if (!reference.isSelf
+            && std::find(facts.files.begin(), facts.files.end(), reference.name) == facts.files.end())
             facts.files.push_back(reference.name);
     return facts;
 }

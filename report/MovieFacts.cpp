@@ -154,7 +154,7 @@ namespace {
 
     std::optional<std::vector<TextFact>> textFacts(const QTTrack& track, double rate)
     {
-        if (!textMedia::isTextTrack(track) || chapterList::isChapterTrack(track))
+        if (!textMedia::isTextTrack(track))
             return std::nullopt;
         auto texts = TextInsertion::texts(track);
         if (!texts)
@@ -162,8 +162,8 @@ namespace {
         std::vector<TextFact> facts;
         facts.reserve(texts->size());
         for (auto& text : *texts)
-            facts.push_back({std::move(text.text), {text.start, KWQuickTime::formattedQTTime(text.start, rate)},
-                {text.end, KWQuickTime::formattedQTTime(text.end, rate)}, std::move(text.style)});
+            facts.push_back({std::move(text.text), timeFact(text.start, rate), timeFact(text.end, rate),
+                std::move(text.style)});
         return facts;
     }
 
@@ -221,9 +221,11 @@ MovieFacts MovieFacts::of(const QTMovie& movie)
     facts.apertureMode = settingCode(KWQuickTimeEditing::apertureModeForMovie(copy));
     facts.startTimecode = KWQuickTime::timecodeAtTime({0, movie.timeScale()}, movie);
     facts.metadata = MetadataFact::of(QTMetaData::ofMovie(movie));
+    const auto chapterTracks = chapterList::tracks(movie);
     for (const auto& placed : placedTracks(movie)) {
         facts.tracks.push_back(trackFacts(placed, facts.frameRate));
-        facts.tracks.back().texts = textFacts(placed.track, facts.frameRate);
+        if (std::find(chapterTracks.begin(), chapterTracks.end(), placed.track) == chapterTracks.end())
+            facts.tracks.back().texts = textFacts(placed.track, facts.frameRate);
     }
     // The number of the first frame must not pass for what a track says that cannot be read.
     if (const auto tracks = movie.tracksOfMediaType(QTMediaTypeTimeCode);

@@ -185,7 +185,9 @@ TextAlignment TextCue::alignment() const
 void TextCue::setAlignment(TextAlignment alignment)
 {
     auto changed = style;
-    changed.justification = alignment == TextAlignment::Center ? 1 : alignment == TextAlignment::Right ? -1 : 0;
+    changed.justification = alignment == TextAlignment::Center ? 1
+        : alignment == TextAlignment::Right                    ? -1
+                                                               : 0;
     setStyle(changed);
 }
 
@@ -249,8 +251,8 @@ TextStyle TextInsertion::plainStyle(const TextBox& box)
     cue.style.displayFlags = TextStyle::kKeyed | TextStyle::kAntiAlias;
     cue.style.foreground = {kWhite, kWhite, kWhite};
     cue.style.verticalJustification = -1;
-    cue.style.fontSize
-        = static_cast<std::uint16_t>(std::clamp<double>(std::floor(box.height / kLines), kSmallest, UINT8_MAX));
+    cue.style.fontSize = static_cast<std::uint16_t>(
+        std::clamp<double>(std::floor(box.height / kLines), kSmallest, UINT8_MAX));
     cue.setBox(box);
     cue.setAlignment(TextAlignment::Center);
     return cue.style;
@@ -290,8 +292,8 @@ Result<void> TextInsertion::addTo(
     if (added.end <= added.start)
         return refusal("the text has no duration");
     if (most && added.start >= *most)
-        return refusal(fmt::format(
-            "the text {} would begin at {}, but the movie ends at {}", shortened(added.text), inWords(added.start), inWords(*most)));
+        return refusal(fmt::format("the text {} would begin at {}, but the movie ends at {}",
+            shortened(added.text), inWords(added.start), inWords(*most)));
     if (most && added.end > *most) {
         notes.remarks.push_back(fmt::format("the text {} ends with the movie at {}, not at {}",
             shortened(added.text), inWords(*most), inWords(added.end)));
@@ -309,8 +311,8 @@ Result<void> TextInsertion::addTo(
     }
     if (next != texts.begin() && (next - 1)->end > added.start) {
         auto& before = *(next - 1);
-        notes.remarks.push_back(fmt::format(
-            "the text {} ends at {}, where the new one begins", shortened(before.text), inWords(added.start)));
+        notes.remarks.push_back(fmt::format("the text {} ends at {}, where the new one begins",
+            shortened(before.text), inWords(added.start)));
         before.end = added.start;
     }
     texts.insert(next, std::move(added));

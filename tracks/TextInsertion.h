@@ -73,8 +73,8 @@ public:
 
     /// Adds a text to a list. Errors: Refused for no text, no duration, a start outside of the movie, or one
     /// at which another text begins already.
-    static Result<void> addTo(std::vector<TextCue>& texts, TextCue added, const std::optional<QTTime>& most,
-        TextNotes& notes);
+    static Result<void> addTo(
+        std::vector<TextCue>& texts, TextCue added, const std::optional<QTTime>& most, TextNotes& notes);
     /// What a text of that track must not reach beyond: the end of what else the movie has; nothing where
     /// there is nothing else.
     static std::optional<QTTime> limitFor(const QTTrack& track);

@@ -57,8 +57,8 @@ namespace {
             std::int64_t value = 0;
             const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
             constexpr std::size_t kMostDigits = 7;
-            if (digits.empty() || digits.size() > kMostDigits || digits.front() == '-' || error != std::errc {}
-                || end != digits.data() + digits.size())
+            if (digits.empty() || digits.size() > kMostDigits || digits.front() == '-'
+                || error != std::errc {} || end != digits.data() + digits.size())
                 return std::nullopt;
             return value;
         };
@@ -107,7 +107,8 @@ namespace {
             return std::nullopt;
         Timing timing {*start, *end, {}};
         const auto settings = rest.substr(blank);
-        const auto says = [&](std::string_view what) { return settings.find(what) != std::string_view::npos; };
+        const auto says
+            = [&](std::string_view what) { return settings.find(what) != std::string_view::npos; };
         if (says("align:start") || says("align:left"))
             timing.alignment = TextAlignment::Left;
         else if (says("align:end") || says("align:right"))
@@ -127,7 +128,7 @@ namespace {
         const bool begins = (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z') || first == '/'
             || (first >= '0' && first <= '9');
         return begins && text.substr(1, end).find('<') == std::string_view::npos ? text.substr(0, end + 1)
-                                                                               : std::string_view {};
+                                                                                 : std::string_view {};
     }
 
     std::uint8_t faceOf(std::string_view tag)
@@ -177,7 +178,8 @@ namespace {
                     marked.remove_prefix(tag.size());
                     continue;
                 }
-            if (format == Format::Srt && marked.starts_with("{\\")) // a command of another format, as "{\an8}"
+            if (format == Format::Srt
+                && marked.starts_with("{\\")) // a command of another format, as "{\an8}"
                 if (const auto end = marked.find('}'); end != std::string_view::npos) {
                     marked.remove_prefix(end + 1);
                     continue;
@@ -252,8 +254,7 @@ const TextLists::FormatKind* TextLists::formatNamed(std::string_view name)
 Result<TextLists::Parsed> TextLists::parsed(std::string_view text)
 {
     const auto lines = linesOf(text);
-    const auto format
-        = !lines.empty() && lines.front().starts_with("WEBVTT") ? Format::WebVtt : Format::Srt;
+    const auto format = !lines.empty() && lines.front().starts_with("WEBVTT") ? Format::WebVtt : Format::Srt;
     Parsed list;
     const auto isBlank = [](std::string_view line) { return trimmed(line).empty(); };
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -264,7 +265,8 @@ Result<TextLists::Parsed> TextLists::parsed(std::string_view text)
         entry.line = i + 1;
         const auto timing = timingOf(lines[i]);
         std::string whole;
-        for (++i; i < lines.size() && !isBlank(lines[i]) && lines[i].find(kArrow) == std::string_view::npos; ++i)
+        for (++i; i < lines.size() && !isBlank(lines[i]) && lines[i].find(kArrow) == std::string_view::npos;
+             ++i)
             whole += fmt::format("{}{}", whole.empty() ? "" : "\n", lines[i]);
         if (i < lines.size() && lines[i].find(kArrow) != std::string_view::npos) {
             // No blank line stands between them: the number of the next one is no text of this one.
@@ -275,7 +277,8 @@ Result<TextLists::Parsed> TextLists::parsed(std::string_view text)
             --i;
         }
         if (!timing) {
-            list.refused.push_back(fmt::format("line {}: the times cannot be read; they look like {}", entry.line,
+            list.refused.push_back(fmt::format("line {}: the times cannot be read; they look like {}",
+                entry.line,
                 format == Format::Srt ? "00:00:01,000 --> 00:00:02,500" : "00:00:01.000 --> 00:00:02.500"));
             continue;
         }
@@ -309,7 +312,8 @@ Result<TextLists::Parsed> TextLists::parsedFile(const std::string& path)
     const auto text = decodeTextFile(std::as_bytes(std::span {bytes}));
     if (!text)
         return failure(MovieError::Code::Refused, path,
-            "the file is no text in UTF-8 or UTF-16; convert it first, for example with iconv -f WINDOWS-1252 "
+            "the file is no text in UTF-8 or UTF-16; convert it first, for example with iconv -f "
+            "WINDOWS-1252 "
             "-t UTF-8");
     auto list = parsed(*text);
     if (!list)
@@ -338,8 +342,8 @@ TextNotes TextLists::insert(std::vector<TextCue>& texts, const Parsed& list, con
     const std::optional<QTTime>& most)
 {
     auto entries = list.entries;
-    std::stable_sort(entries.begin(), entries.end(),
-        [](const Entry& a, const Entry& b) { return a.start < b.start; });
+    std::stable_sort(
+        entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.start < b.start; });
     TextNotes notes;
     notes.refused = list.refused;
     std::size_t begun = 0; // of entries that begin together, the first
@@ -347,9 +351,8 @@ TextNotes TextLists::insert(std::vector<TextCue>& texts, const Parsed& list, con
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (i > 0 && entries[i].start == entries[begun].start) {
             // Two speakers at one time are two lines.
-            const auto at = std::find_if(texts.begin(), texts.end(), [&](const TextCue& text) {
-                return text.start == entries[i].start && text.sample.empty();
-            });
+            const auto at = std::find_if(texts.begin(), texts.end(),
+                [&](const TextCue& text) { return text.start == entries[i].start && text.sample.empty(); });
             if (at != texts.end()) {
                 at->text += '\n' + entries[i].text;
                 continue;
@@ -370,8 +373,8 @@ TextNotes TextLists::insert(std::vector<TextCue>& texts, const Parsed& list, con
     if (!ends.remarks.empty())
         notes.remarks.push_back(ends.remarks.size() == 1
                 ? ends.remarks.front()
-                : fmt::format("{} of the texts end where the next one begins, or with the movie",
-                      ends.remarks.size()));
+                : fmt::format(
+                    "{} of the texts end where the next one begins, or with the movie", ends.remarks.size()));
     return notes;
 }
 

@@ -52,8 +52,8 @@ public:
 
     /// The texts with these added, in the given style; entries that begin together become one text. Answers
     /// what was done otherwise, and which were left out.
-    static TextNotes insert(
-        std::vector<TextCue>& texts, const Parsed& list, const TextStyle& style, const std::optional<QTTime>& most);
+    static TextNotes insert(std::vector<TextCue>& texts, const Parsed& list, const TextStyle& style,
+        const std::optional<QTTime>& most);
 };
 
 } // namespace reelwright

@@ -27,7 +27,8 @@ namespace {
             return wrong("box", kWanted);
         int numbers[4] {};
         for (std::size_t i = 0; i < 4; ++i) {
-            const bool isWhole = value[i].is_number_integer() && value[i] >= -kMostPixels && value[i] <= kMostPixels;
+            const bool isWhole
+                = value[i].is_number_integer() && value[i] >= -kMostPixels && value[i] <= kMostPixels;
             if (!isWhole)
                 return wrong("box", kWanted);
             numbers[i] = value[i].get<int>();
@@ -50,8 +51,9 @@ namespace {
         }
         const auto color = value.is_string() ? colorFromText(value.get<std::string>()) : std::nullopt;
         if (!color)
-            return wrong(member, member == "background" ? "a color such as \"#000000\", or null for none"
-                                                        : "a color such as \"#FFCC00\"");
+            return wrong(member,
+                member == "background" ? "a color such as \"#000000\", or null for none"
+                                       : "a color such as \"#FFCC00\"");
         (member == "background" ? style.background : style.foreground) = *color;
         if (member == "background")
             style.displayFlags &= ~TextStyle::kKeyed;
@@ -102,7 +104,8 @@ namespace {
                     member));
         if (!value.is_boolean())
             return wrong(member, "true or false");
-        style.fontFace = static_cast<std::uint8_t>(value.get<bool>() ? style.fontFace | face : style.fontFace & ~face);
+        style.fontFace
+            = static_cast<std::uint8_t>(value.get<bool>() ? style.fontFace | face : style.fontFace & ~face);
         return {};
     }
 
@@ -132,7 +135,8 @@ std::string json(const TextStyle& style)
     const Json all {{"box", {left, top, width, height}}, {"align", align}, {"size", style.fontSize},
         {"color", colorText(style.foreground)},
         {"background", style.isOpaque() ? Json(colorText(style.background)) : Json {}},
-        {"bold", (style.fontFace & TextStyle::kBold) != 0}, {"italic", (style.fontFace & TextStyle::kItalic) != 0},
+        {"bold", (style.fontFace & TextStyle::kBold) != 0},
+        {"italic", (style.fontFace & TextStyle::kItalic) != 0},
         {"underline", (style.fontFace & TextStyle::kUnderlined) != 0}, {"font", style.fontName}};
     return all.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -148,7 +152,8 @@ std::optional<TextStyle::Color> colorFromText(std::string_view text)
     std::uint32_t value = 0;
     if (text.size() != 7 || text.front() != '#')
         return std::nullopt;
-    const auto [end, error] = std::from_chars(text.data() + 1, text.data() + text.size(), value, kHexadecimal);
+    const auto [end, error]
+        = std::from_chars(text.data() + 1, text.data() + text.size(), value, kHexadecimal);
     if (error != std::errc {} || end != text.data() + text.size())
         return std::nullopt;
     TextStyle::Color color {};

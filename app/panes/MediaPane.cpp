@@ -15,11 +15,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
+#include <QPushButton>
 #include <QScopedValueRollback>
 #include <QScrollArea>
 #include <QSpinBox>
 #include <QTableWidget>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -73,13 +73,15 @@ namespace {
             table.horizontalHeader()->sizeHint().height() + rows * kRowHeight + 2 * table.frameWidth());
     }
 
-    QToolButton* makeButton(QAction* action)
+    /// With the action's whole text, its "…" included.
+    QPushButton* makeButton(QAction* action)
     {
-        auto* button = new QToolButton;
-        button->setDefaultAction(action);
-        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
-        button->setFocusPolicy(Qt::StrongFocus);
-        button->setAccessibleName(action->text().remove(QLatin1Char('&')));
+        auto* button = new QPushButton(action->text().remove(QLatin1Char('&')));
+        button->setToolTip(action->toolTip());
+        button->setAutoDefault(false);
+        button->setEnabled(action->isEnabled());
+        QObject::connect(button, &QPushButton::clicked, action, &QAction::trigger);
+        QObject::connect(action, &QAction::enabledChanged, button, &QWidget::setEnabled);
         return button;
     }
 
@@ -111,7 +113,8 @@ namespace {
 
 } // namespace
 
-MediaPane::MediaPane(MyDocument& document, DocumentWindow& window, const WindowActions& actions, QWidget* parent)
+MediaPane::MediaPane(
+    MyDocument& document, DocumentWindow& window, const WindowActions& actions, QWidget* parent)
     : Pane(parent)
     , m_document(document)
     , m_window(window)
@@ -129,11 +132,15 @@ MediaPane::MediaPane(MyDocument& document, DocumentWindow& window, const WindowA
 
     m_channelsTitle = makeTitle(tr("Channels"));
     m_channels = makeTable({tr("Channel"), tr("Label")}, tr("Channels"));
+    layout->addSpacing(kSpacing);
     layout->addWidget(m_channelsTitle);
     layout->addWidget(m_channels);
+    layout->addSpacing(kSpacing);
     layout->addWidget(makeTitle(tr("Edit list")));
-    m_segments = makeTable({tr("In the movie"), tr("Duration"), tr("Media from"), tr("Rate")}, tr("Edit list"));
+    m_segments
+        = makeTable({tr("In the movie"), tr("Duration"), tr("Media from"), tr("Rate")}, tr("Edit list"));
     layout->addWidget(m_segments);
+    layout->addSpacing(kSpacing);
     layout->addWidget(makeTitle(tr("Samples")));
     m_figures = new QLabel;
     m_figures->setWordWrap(true);
@@ -227,22 +234,23 @@ QWidget* MediaPane::makeFields()
         [](const TrackSelector& track, int value) {
             return edits::setTrackGroup(track, static_cast<std::int16_t>(value));
         });
-    const auto pair = [&](const QString& firstName, QSpinBox* first, const QString& secondName, QSpinBox* second) {
-        auto* line = new QWidget;
-        auto* row = new QHBoxLayout(line);
-        row->setContentsMargins({});
-        row->setSpacing(kSpacing);
-        auto* label = new QLabel(secondName);
-        label->setBuddy(second);
-        row->addWidget(first, 1);
-        row->addWidget(label);
-        row->addWidget(second, 1);
-        auto* name = new QLabel(firstName);
-        name->setBuddy(first);
-        form->addRow(name, line);
-        return line;
-    };
-    m_sound = pair(tr("&Volume:"), m_volume, tr("&Balance:"), m_balance);
+    const auto pair
+        = [&](const QString& firstName, QSpinBox* first, const QString& secondName, QSpinBox* second) {
+              auto* line = new QWidget;
+              auto* row = new QHBoxLayout(line);
+              row->setContentsMargins({});
+              row->setSpacing(kSpacing);
+              auto* label = new QLabel(secondName);
+              label->setBuddy(second);
+              row->addWidget(first, 1);
+              row->addWidget(label);
+              row->addWidget(second, 1);
+              auto* name = new QLabel(firstName);
+              name->setBuddy(first);
+              form->addRow(name, line);
+              return line;
+          };
+    m_sound = pair(tr("V&olume:"), m_volume, tr("&Balance:"), m_balance);
     pair(tr("La&yer:"), m_layer, tr("Alternate &group:"), m_group);
     return fields;
 }
@@ -262,7 +270,8 @@ void MediaPane::reload()
     set(m_name, fromUtf8(track.name()));
     const auto code = track.media().header().language;
     set(m_language, lettersOf(code));
-    m_languageName->setText(lettersOf(code).isEmpty() ? fromUtf8(languageName(code)) : QString());
+    const auto name = fromUtf8(languageName(code));
+    m_languageName->setText(!lettersOf(code).isEmpty() ? QString() : name.isEmpty() ? tr("not said") : name);
     const bool isSound = track.mediaType() == QTMediaTypeSound;
     auto* form = qobject_cast<QFormLayout*>(m_sound->parentWidget()->layout());
     m_sound->setVisible(isSound);
@@ -277,7 +286,9 @@ void MediaPane::reload()
     // The tables of a long movie take their time.
     runInBackground(
         this,
-        [movie = m_document.movie(), id = track.atom().id] { return MediaFacts::of(QTTrack {movie, id}); },
+        [movie = m_document.movie(), id = track.atom().id] {
+            return MediaFacts::of(QTTrack {movie, id});
+        },
         [this, generation = ++m_generation](const MediaFacts& facts) {
             if (generation == m_generation)
                 showFacts(facts);
@@ -349,8 +360,8 @@ void MediaPane::showSegments(const MediaFacts& facts)
             m_segments->setItem(row, 0, new QTableWidgetItem(timecode(start)));
             m_segments->setItem(row, 1, new QTableWidgetItem(timecode(duration)));
             m_segments->setItem(row, 2,
-                new QTableWidgetItem(mediaTime ? tr("%1 (%2)").arg(timecode(*mediaTime)).arg(mediaTime->value)
-                                               : tr("gap")));
+                new QTableWidgetItem(
+                    mediaTime ? tr("%1 (%2)").arg(timecode(*mediaTime)).arg(mediaTime->value) : tr("gap")));
             m_segments->setItem(row, 3, new QTableWidgetItem(mediaTime ? QString::number(rate) : QString()));
         }
     }

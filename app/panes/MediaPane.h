@@ -12,7 +12,6 @@ class QLabel;
 class QLineEdit;
 class QSpinBox;
 class QTableWidget;
-class QToolButton;
 
 namespace reelwright {
 
@@ -27,14 +26,15 @@ class MediaPane final : public Pane
     Q_OBJECT
 
 public:
-    MediaPane(MyDocument& document, DocumentWindow& window, const WindowActions& actions, QWidget* parent = nullptr);
+    MediaPane(MyDocument& document, DocumentWindow& window, const WindowActions& actions,
+        QWidget* parent = nullptr);
 
     void reload() override;
 
 private:
     QWidget* makeFields();
-    QSpinBox* makeNumber(int least, int most, const QString& suffix, const QString& name, const QString& toolTip,
-        Edit (*make)(const TrackSelector&, int));
+    QSpinBox* makeNumber(int least, int most, const QString& suffix, const QString& name,
+        const QString& toolTip, Edit (*make)(const TrackSelector&, int));
     void showFacts(const MediaFacts& facts);
     void showChannels(const MediaFacts& facts);
     void showSegments(const MediaFacts& facts);

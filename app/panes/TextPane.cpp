@@ -96,10 +96,14 @@ TextPane::TextPane(MyDocument& document, MovieView& view, QWidget* parent)
     };
     m_add = makeButton(
         tr("&Add Text"), tr("Put the text into the track (Ctrl+Return)"), &TextPane::insertMediaText);
-    m_change = makeButton(tr("C&hange"), tr("Give the selected text what is typed here"), &TextPane::changeText);
-    m_remove = makeButton(tr("Remo&ve"), tr("Take the selected texts out of the track"), &TextPane::removeTexts);
-    m_import = makeButton(tr("I&mport…"), tr("Add the texts of a SubRip or WebVTT file"), &TextPane::importTexts);
-    m_export = makeButton(tr("E&xport…"), tr("Write the texts as a SubRip or WebVTT file"), &TextPane::exportTexts);
+    m_change
+        = makeButton(tr("Chan&ge"), tr("Give the selected text what is typed here"), &TextPane::changeText);
+    m_remove
+        = makeButton(tr("&Remove"), tr("Take the selected texts out of the track"), &TextPane::removeTexts);
+    m_import
+        = makeButton(tr("&Import…"), tr("Add the texts of a SubRip or WebVTT file"), &TextPane::importTexts);
+    m_export = makeButton(
+        tr("Ex&port…"), tr("Write the texts as a SubRip or WebVTT file"), &TextPane::exportTexts);
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(kSpacing);
     for (auto* button : {m_add, m_change, m_remove})
@@ -168,7 +172,7 @@ QWidget* TextPane::makeEditor()
     m_text->setFixedHeight(metrics.lineSpacing() * kLinesOfText + 2 * (m_text->frameWidth() + 5));
     m_text->installEventFilter(this);
     connect(m_text, &QPlainTextEdit::textChanged, this, &TextPane::updateButtons);
-    row(tr("&Text:"), {m_text}, false);
+    row(tr("Te&xt:"), {m_text}, false);
 
     m_start = field(tr("Start"));
     m_start->setPlaceholderText(tr("current position"));
@@ -183,17 +187,29 @@ QWidget* TextPane::makeEditor()
     m_top = field(tr("Box top"));
     m_width = field(tr("Box width"));
     m_height = field(tr("Box height"));
-    constexpr int kNumberWidth = 56;
+    constexpr int kNumberWidth = 48;
     for (auto* number : {m_left, m_top, m_width, m_height})
         number->setFixedWidth(kNumberWidth);
     m_left->setToolTip(tr("Left edge of the text's box, in pixels of the track"));
     m_top->setToolTip(tr("Top edge of the text's box, in pixels of the track"));
     m_width->setToolTip(tr("Width of the text's box, in pixels of the track"));
     m_height->setToolTip(tr("Height of the text's box, in pixels of the track"));
+    const auto named = [](const QString& name, QWidget* number) {
+        auto* both = new QWidget;
+        auto* line = new QHBoxLayout(both);
+        line->setContentsMargins({});
+        line->setSpacing(kSpacing / 2);
+        line->addWidget(new QLabel(name));
+        line->addWidget(number);
+        return both;
+    };
     row(tr("&Box:"),
-        {m_left, new QLabel(tr("left")), m_top, new QLabel(tr("top")), m_width, new QLabel(tr("wide")), m_height,
-            new QLabel(tr("high"))},
+        {named(tr("left"), m_left), named(tr("top"), m_top), named(tr("width"), m_width),
+            named(tr("height"), m_height)},
         true);
+    if (auto* label
+        = qobject_cast<QLabel*>(form->itemAt(form->rowCount() - 1, QFormLayout::LabelRole)->widget()))
+        label->setBuddy(m_left);
 
     m_alignment = new QComboBox;
     m_alignment->addItems({tr("Left"), tr("Center"), tr("Right")}); // in the order of TextAlignment
@@ -253,7 +269,8 @@ void TextPane::reload()
     const bool isSame = !isOther && texts && *texts == m_texts;
     m_problem->setVisible(!texts);
     if (!texts)
-        m_problem->setText(tr("The texts of this track cannot be read: %1").arg(fromUtf8(texts.error().detail)));
+        m_problem->setText(
+            tr("The texts of this track cannot be read: %1").arg(fromUtf8(texts.error().detail)));
     if (isSame)
         return; // what is being typed stays
     m_texts = texts.value_or(std::vector<TextCue> {});
@@ -410,17 +427,16 @@ void TextPane::exportTexts()
                 return kind;
         return TextLists::formats().front();
     };
-    const auto suffixOf = [&](const QString& title) {
-        chooser.setDefaultSuffix(QString::fromUtf8(kindOf(title).extension));
-    };
+    const auto suffixOf
+        = [&](const QString& title) { chooser.setDefaultSuffix(QString::fromUtf8(kindOf(title).extension)); };
     suffixOf(chooser.selectedNameFilter());
     connect(&chooser, &QFileDialog::filterSelected, &chooser, suffixOf);
     chooser.selectFile(fromUtf8(m_panel.proposedExportName()));
     makeRoomInFileChooser(chooser);
     if (chooser.exec() != QDialog::Accepted || chooser.selectedFiles().isEmpty())
         return;
-    const auto done = m_panel.exportTexts(chooser.selectedFiles().constFirst().toStdString(),
-        kindOf(chooser.selectedNameFilter()).format);
+    const auto done = m_panel.exportTexts(
+        chooser.selectedFiles().constFirst().toStdString(), kindOf(chooser.selectedNameFilter()).format);
     if (!done)
         tell(tr("The texts were not exported"), fromUtf8(done.error().message()));
 }

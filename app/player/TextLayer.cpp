@@ -61,10 +61,12 @@ TextLayer TextLayer::of(const QTMovie& movie, const std::optional<QTTrack>& pict
         const auto bounds = picture->bounds();
         layer.m_picture = {bounds.left, bounds.top, bounds.width(), bounds.height()};
     }
+    const auto chapters = chapterList::tracks(movie);
     std::set<std::int16_t> groups;
     std::vector<std::pair<std::int16_t, Track>> found;
     for (const auto& track : movie.tracks()) {
-        if (!track.isEnabled() || !textMedia::isTextTrack(track) || chapterList::isChapterTrack(track))
+        if (!track.isEnabled() || !textMedia::isTextTrack(track)
+            || std::find(chapters.begin(), chapters.end(), track) != chapters.end())
             continue;
         auto texts = TextInsertion::texts(track);
         if (!texts || texts->empty())

@@ -67,8 +67,8 @@ void InsertionCommands::addEmptyTrack(int type)
 
 void InsertionCommands::addFromFile(int type)
 {
-    const auto source = chooseSource(
-        type == KWMovTrack::kVideo ? tr("Add Video") : tr("Add Audio"), type, AsksStart::Yes);
+    const auto source
+        = chooseSource(type == KWMovTrack::kVideo ? tr("Add Video") : tr("Add Audio"), type, AsksStart::Yes);
     if (source)
         perform(edits::insertTrack(type, source->path, source->place, source->start));
 }
@@ -80,8 +80,10 @@ void InsertionCommands::addMediaToTrack()
         return;
     const auto selector = TrackSelector::ofTrack(record->trackID());
     const auto type = record->trackType();
-    const bool isKnown = type == KWMovTrack::kVideo || type == KWMovTrack::kAudio || type == KWMovTrack::kTimecode;
-    if (const auto source = chooseSource(tr("Add Media"), isKnown ? *type : KWMovTrack::kMovie, AsksStart::No))
+    const bool isKnown
+        = type == KWMovTrack::kVideo || type == KWMovTrack::kAudio || type == KWMovTrack::kTimecode;
+    if (const auto source
+        = chooseSource(tr("Add Media"), isKnown ? *type : KWMovTrack::kMovie, AsksStart::No))
         perform(edits::addMedia(selector, source->path, source->place));
 }
 
@@ -190,8 +192,8 @@ void InsertionCommands::tell(const MovieError& error, const char* title)
     // Refusals have a title of their own where others have a place.
     const bool hasTitle = error.code == MovieError::Code::Refused && !error.where.empty()
         && error.where.find('/') == std::string::npos;
-    m_window.alert(hasTitle ? error.where : title, hasTitle || error.where.empty() ? error.detail : error.message(),
-        {"OK"});
+    m_window.alert(hasTitle ? error.where : title,
+        hasTitle || error.where.empty() ? error.detail : error.message(), {"OK"});
 }
 
 } // namespace reelwright

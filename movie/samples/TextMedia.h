@@ -28,7 +28,8 @@ namespace textMedia {
     /// no UTF-8; other bytes that are no UTF-8 count as Mac Roman. A damaged sample gives what is there.
     std::string decode(ByteSpan sample);
     /// A sample of a text, which is cut at a character when it is longer than a sample can hold. In QuickTime
-    /// text an `encd` atom says that it is UTF-8, where it is not plain ASCII. The extension atoms come behind.
+    /// text an `encd` atom says that it is UTF-8, where it is not plain ASCII. The extension atoms come
+    /// behind.
     Bytes encode(std::string_view text, FourCC format, ByteSpan extensions = {});
     /// What stands behind the text of a sample: its extension atoms.
     ByteSpan extensionsOf(ByteSpan sample);

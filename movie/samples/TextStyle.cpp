@@ -187,8 +187,8 @@ void TextStyle::takeExtensions(ByteSpan extensions, FourCC format)
     while (const auto header = AtomHeader::parse(extensions)) {
         if (header->size < header->headerSize || header->size > extensions.size())
             return;
-        ByteReader in {extensions.subspan(
-            static_cast<std::size_t>(header->headerSize), static_cast<std::size_t>(header->size - header->headerSize))};
+        ByteReader in {extensions.subspan(static_cast<std::size_t>(header->headerSize),
+            static_cast<std::size_t>(header->size - header->headerSize))};
         auto taken = *this;
         bool isWhole = false;
         if (header->type == "tbox"_cc && format == kTimedText) {

@@ -10,9 +10,9 @@
 namespace reelwright {
 
 /// How text is set: the fields of a text description, QuickTime's (`text`) or timed text's (`tx3g`, 3GPP TS
-/// 26.245). A QuickTime description ends in a TextEdit style element of 20 bytes (start, height, ascent, font,
-/// face in one byte and a filler, size, color) and the font's name; the published table of its fields has a
-/// byte more there, which files do not.
+/// 26.245). A QuickTime description ends in a TextEdit style element of 20 bytes (start, height, ascent,
+/// font, face in one byte and a filler, size, color) and the font's name; the published table of its fields
+/// has a byte more there, which files do not.
 struct TextStyle
 {
     /// A colour of 16 bits a component.

@@ -37,7 +37,8 @@ namespace {
         }
         EXPECT_EQ(edit({"--add-text", "tx1@now/1s=Hi"}, "pal-25.mov").exitCode, 2);
         EXPECT_EQ(edit({"--text-style", "{}"}, "pal-25.mov").exitCode, 2);
-        EXPECT_EQ(edit({"--add-text", "v1@0/1s=Hi"}, "pal-25.mov").exitCode, 1) << "a video track holds no text";
+        EXPECT_EQ(edit({"--add-text", "v1@0/1s=Hi"}, "pal-25.mov").exitCode, 1)
+            << "a video track holds no text";
     }
 
     TEST_F(CliTest, ATrackIsExtractedAsItIsAtItsPlaceAmongTheOptions)
@@ -48,8 +49,8 @@ namespace {
             << "it would replace the movie";
         EXPECT_EQ(edit({"-n", "--extract", "a2=out.mov"}, "two-audio.mov").exitCode, 0);
         EXPECT_EQ(names(), (std::vector<std::string> {"two-audio.mov"}));
-        const auto done = json({"edit", "--extract", "a2=out.mov", "--remove-track", "a2", "--extract", "a1=one.mov",
-            "two-audio.mov"});
+        const auto done = json({"edit", "--extract", "a2=out.mov", "--remove-track", "a2", "--extract",
+            "a1=one.mov", "two-audio.mov"});
         EXPECT_EQ(done.at("extracted").size(), 2U);
         EXPECT_EQ(done.at("extracted").at(0).at("output"), "out.mov");
         const auto tracks = json({"tracks", "out.mov"}).at("tracks");

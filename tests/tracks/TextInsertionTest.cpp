@@ -32,14 +32,38 @@ namespace {
         };
         const Fact facts[] = {
             {"text"_cc,
-                "0000000000000001" "00000000" "00000001" "ff00ff00ff00" "00000000005a0258" "00000000" "0024001b"
-                "0014" "0200" "0024" "000000000000" "0554696d6573",
+                "0000000000000001"
+                "00000000"
+                "00000001"
+                "ff00ff00ff00"
+                "00000000005a0258"
+                "00000000"
+                "0024001b"
+                "0014"
+                "0200"
+                "0024"
+                "000000000000"
+                "0554696d6573",
                 R"({"box":[0,0,600,90],"align":"center","size":36,"color":"#000000","background":"#FFFFFF",)"
                 R"("bold":false,"italic":true,"underline":false,"font":"Times"})",
                 "a player of the nineties wrote this: the face is one byte and a filler"},
             {"tx3g"_cc,
-                "0000000000000001" "00000000" "01ff" "00000000" "0000006c05000000" "00000000" "0001" "00" "24"
-                "ffffffff" "00000012" "66746162" "0001" "0001" "05" "417269616c",
+                "0000000000000001"
+                "00000000"
+                "01ff"
+                "00000000"
+                "0000006c05000000"
+                "00000000"
+                "0001"
+                "00"
+                "24"
+                "ffffffff"
+                "00000012"
+                "66746162"
+                "0001"
+                "0001"
+                "05"
+                "417269616c",
                 R"({"box":[108,0,-108,1280],"align":"center","size":36,"color":"#FFFFFF","background":null,)"
                 R"("bold":false,"italic":false,"underline":false,"font":"Arial"})",
                 "a subtitle encoder's, whose box has left and right exchanged"},
@@ -51,7 +75,8 @@ namespace {
             EXPECT_EQ(textStyle::json(*style), json) << why;
             EXPECT_EQ(style->description(format).head, entry.head) << why;
             for (std::size_t size = 0; size < 38; ++size)
-                EXPECT_FALSE(TextStyle::of(SampleDescription {Atom {format, entry.head.slice(0, size)}})) << size;
+                EXPECT_FALSE(TextStyle::of(SampleDescription {Atom {format, entry.head.slice(0, size)}}))
+                    << size;
         }
     }
 
@@ -91,7 +116,8 @@ namespace {
     TEST_F(TextInsertionTest, ATextEndsWhereTheNextOneBeginsAndNothingIsLostWithoutAWord)
     {
         ASSERT_TRUE(add("A", {0, 1}, {4, 10}));
-        EXPECT_THAT(add("B", {2, 10}, {1, 10})->remarks, testing::ElementsAre(HasSubstr("\"A\" ends at 0.2 s")));
+        EXPECT_THAT(
+            add("B", {2, 10}, {1, 10})->remarks, testing::ElementsAre(HasSubstr("\"A\" ends at 0.2 s")));
         EXPECT_THAT(add("C", {1, 10}, {5, 10})->remarks, testing::Contains(HasSubstr("\"C\" ends at 0.2 s")));
         EXPECT_THAT(shown(), testing::ElementsAre("A 0-0.1", "C 0.1-0.2", "B 0.2-0.3"));
         const auto before = shown();
@@ -163,14 +189,17 @@ namespace {
         const Fact facts[] = {
             {"1\n00:00:01,000 --> 00:00:02,500\nHello\nthere\n\n2\n00:00:03,000 --> 00:00:04,000\nBye\n",
                 "1000-2500 Hello\nthere|3000-4000 Bye", 0, "SubRip"},
-            {"\r\n1\r\n00:00:01.0 --> 00:00:02,5  X1:10 X2:20\r\n{\\an8}<b>A</b> < B &amp;\r\n", "1000-2500 A < B &amp;", 0,
+            {"\r\n1\r\n00:00:01.0 --> 00:00:02,5  X1:10 X2:20\r\n{\\an8}<b>A</b> < B &amp;\r\n",
+                "1000-2500 A < B &amp;", 0,
                 "SubRip as it occurs: coordinates, positions, tags, a point, short fractions"},
-            {"1\n00:00:01,000 --> 00:00:02,000\nA\n2\n00:00:02,000 --> 00:00:03,000\nB", "1000-2000 A|2000-3000 B", 0,
-                "no blank line between, no line end at the end"},
-            {"1\n00:00:61,000 --> 00:00:02,000\nA\n\n2\n00:00:05,000 --> 00:00:04,000\nB\n\n3\n00:00:06,000 --> "
+            {"1\n00:00:01,000 --> 00:00:02,000\nA\n2\n00:00:02,000 --> 00:00:03,000\nB",
+                "1000-2000 A|2000-3000 B", 0, "no blank line between, no line end at the end"},
+            {"1\n00:00:61,000 --> 00:00:02,000\nA\n\n2\n00:00:05,000 --> 00:00:04,000\nB\n\n3\n00:00:06,000 "
+             "--> "
              "00:00:07,000\nC\n",
                 "6000-7000 C", 2, "seconds above 59, an end before its start"},
-            {"WEBVTT - title\n\nNOTE a\nb\n\nSTYLE\n::cue { }\n\nintro\n00:01.000 --> 00:02.000 align:left\n<v Ann>Hi "
+            {"WEBVTT - title\n\nNOTE a\nb\n\nSTYLE\n::cue { }\n\nintro\n00:01.000 --> 00:02.000 "
+             "align:left\n<v Ann>Hi "
              "&amp; &lt;you&gt;</v>\n",
                 "1000-2000 Hi & <you>", 0, "WebVTT with a name, notes, settings, voices"},
         };
@@ -179,7 +208,8 @@ namespace {
             ASSERT_TRUE(parsed) << why;
             std::string all;
             for (const auto& entry : parsed->entries)
-                all += fmt::format("{}{}-{} {}", all.empty() ? "" : "|", entry.start.value, entry.end.value, entry.text);
+                all += fmt::format(
+                    "{}{}-{} {}", all.empty() ? "" : "|", entry.start.value, entry.end.value, entry.text);
             EXPECT_EQ(all, entries) << why;
             EXPECT_EQ(parsed->refused.size(), refused) << why;
         }
@@ -195,13 +225,15 @@ namespace {
         cue.style.fontFace = TextStyle::kItalic;
         cue.setAlignment(TextAlignment::Right);
         EXPECT_EQ(TextLists::written(TextLists::Format::WebVtt, {cue}),
-            "WEBVTT\n\n01:02:03.004 --> 01:02:04.000 align:right\n<i>a &amp; &lt;b&gt;\n\u00A0\n--&gt; c</i>\n");
+            "WEBVTT\n\n01:02:03.004 --> 01:02:04.000 align:right\n<i>a &amp; &lt;b&gt;\n\u00A0\n--&gt; "
+            "c</i>\n");
         const auto read = TextLists::parsed(TextLists::written(TextLists::Format::WebVtt, {cue}));
         ASSERT_EQ(read->entries.size(), 1U);
         EXPECT_EQ(read->entries[0].text, "a & <b>\n\u00A0\n--> c") << "an empty line would end the text";
         EXPECT_EQ(read->entries[0].face, TextStyle::kItalic);
         EXPECT_EQ(read->entries[0].alignment, TextAlignment::Right);
-        EXPECT_EQ(TextLists::written(TextLists::Format::Srt, {cue}).substr(0, 33), "1\n01:02:03,004 --> 01:02:04,000\n<");
+        EXPECT_EQ(TextLists::written(TextLists::Format::Srt, {cue}).substr(0, 33),
+            "1\n01:02:03,004 --> 01:02:04,000\n<");
     }
 
 } // namespace

@@ -90,7 +90,8 @@ namespace {
         };
         auto movie = QTMovie::open(destination).value();
         for (const auto& fact : facts) {
-            const auto done = TrackInsertion::insertTrackFromFile(fact.type, fact.path, fact.place, {}, movie);
+            const auto done
+                = TrackInsertion::insertTrackFromFile(fact.type, fact.path, fact.place, {}, movie);
             ASSERT_FALSE(done) << fact.words;
             EXPECT_THAT(done.error().detail, testing::HasSubstr(fact.words));
         }
