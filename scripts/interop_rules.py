@@ -461,13 +461,16 @@ def to_the_end(change):
 
 
 def description(text):
-    """Of a video description: the fields, the extensions as [type, payload] and what is behind them."""
+    """Of a video description: the fields, with a palette, the extensions as [type, payload] and what is behind them."""
     data = bytes.fromhex(text)
-    at, found = 78, []
+    start = 78
+    if data[74:78] in (bytes([0, depth, 0, 0]) for depth in (1, 2, 4, 8, 33, 34, 36, 40)):
+        start += 8 + 8 * (int.from_bytes(data[84:86], "big") + 1)
+    at, found = start, []
     while at + 8 <= len(data) and 8 <= (size := int.from_bytes(data[at : at + 4], "big")) <= len(data) - at:
         found.append([data[at + 4 : at + 8], data[at + 8 : at + size]])
         at += size
-    return data[:78], found, data[at:]
+    return data[:start], found, data[at:]
 
 
 def extended(kind, payload, starts=(b"",)):
@@ -736,13 +739,15 @@ RULES = [
     ("pixel-aspect", ".*", "mediainfo", r"Video [^/]+/(Width|Height)(_Original|_CleanAperture)?", DERIVED),
     ("gamma", ".*", "exiftool", r"Track\d+:Gamma", ("None|.*", "2.2|2.19999.*")),
     ("gamma", ".*", "mediainfo", r"Video [^/]+/extra/Gamma", ("None|.*", "2.200")),
-    ("color", ".*", "exiftool", r"Track\d+:(ColorProfiles|ColorPrimaries|TransferCharacteristics|MatrixCoefficients|VideoFullRangeFlag)", ("None|.*", "nclc|nclx|9|16|0|BT.2020.*|SMPTE ST 2084.*|Video")),
+    ("color", ".*", "exiftool", r"Track\d+:(ColorProfiles|ColorPrimaries|TransferCharacteristics|MatrixCoefficients|VideoFullRangeFlag)", ("None|.*", "nclc|nclx|9|(14, )?16|0|BT.2020.*|SMPTE ST 2084.*|Video")),
     ("color", ".*", "ffprobe", STREAM + "/(color_primaries|color_transfer|color_space|color_range)", ("None|.*", "bt2020|smpte2084|bt2020nc|tv")),
     ("color", ".*", "mediainfo", r"Video [^/]+/(colour_\w+|extra/\w+|HDR_Format\w*|ColorSpace|transfer_\w+|matrix_\w+)", ("None|.*", ".*")),
     ("color-space", ".*", "exiftool", r"(ICC_Profile|ICC-\w+|ICC_Profile#?|Track\d+):\w+", (".*", r"(?s).*")),
     ("color-space", ".*", "ffprobe", STREAM + r"/side_data_list\[ICC Profile\]/\w+", ("None|.*", "ICC Profile|\\d+")),
     ("fields|field-dominance", ".*", "ffprobe", STREAM + "/field_order", ("None|.*", "tt|bb|tb|bt|None")),
     ("fields|field-dominance", ".*", "mediainfo", r"Video [^/]+/(Scan(Type|Order)\w*|extra/\w+)", ("None|.*", ".*")),
+    # Of Motion JPEG with two fields it takes the height for that of one.
+    ("fields|field-dominance", ".*", "mediainfo", r"Video [^/]+/(Sampled_Height|Height_Original)", (OR_NONE, NUMBER)),
     ("fields|field-dominance", ".*", "exiftool", r"Track\d+:\w*(fiel|Field)\w*", (".*", ".*")),
     ("encoded-width|encoded-height", ".*", "exiftool", r"Track\d+:SourceImage(Width|Height)", (r"\d+.*", "(1234|678).*")),
     ("encoded-width|encoded-height", ".*", "ffprobe", STREAM + "/(width|height|coded_width|coded_height|sample_aspect_ratio|display_aspect_ratio)", ("None|.*", "None|[\\d:/]+")),
