@@ -2,7 +2,7 @@
 
 #include "cli/HelpFormatter.h"
 #include "cli/HelpTexts.h"
-#include "cli/OptionsFile.h"
+#include "edits/OptionsFile.h"
 #include "report/Printable.h"
 
 #include <fmt/format.h>

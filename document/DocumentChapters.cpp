@@ -5,7 +5,6 @@
 #include "support/KWLog.h"
 #include "support/Text.h"
 #include "times/TypedTime.h"
-#include "tracks/KWQuickTime.h"
 
 #include <fmt/format.h>
 
@@ -15,7 +14,8 @@ namespace {
     /// A length of time as it is typed.
     Result<QTTime> typedLength(std::string_view text, const QTMovie& movie)
     {
-        RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+        RW_TRY(const auto typed,
+        ShownTime::parse(text, ShownTime::Kind::Place, m_document.timeStyle(), m_document.movie()));
         if (typed.isRelative() || typed.form() == TypedTime::Form::Label)
             return failure(MovieError::Code::Refused, {},
                 fmt::format("\"{}\" is no length of time such as 00:00:10:00, 10. for ten seconds, 10.5s or "
@@ -43,7 +43,7 @@ std::vector<Chapter> DocumentChapters::chapters() const
 
 std::string DocumentChapters::startText(const QTTime& time) const
 {
-    return KWQuickTime::formattedQTTime(time, m_document.movie());
+    return ShownTime::typedText(time, ShownTime::Kind::Place, m_document.timeStyle(), m_document.movie());
 }
 
 Result<void> DocumentChapters::addChapter(const QTTime& time)
@@ -67,7 +67,8 @@ Result<void> DocumentChapters::setName(std::size_t row, const std::string& name)
 Result<void> DocumentChapters::setStart(std::size_t row, const std::string& text)
 {
     const auto now = chapters();
-    RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
+    RW_TRY(const auto typed,
+        ShownTime::parse(text, ShownTime::Kind::Place, m_document.timeStyle(), m_document.movie()));
     RW_TRY(const auto time,
         typed.exactly(m_document.movie(), row < now.size() ? std::optional(now[row].start) : std::nullopt));
     return moveTo(row, ChapterTimes {m_document.movie()}.nearestPicture(time));

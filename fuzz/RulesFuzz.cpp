@@ -1,7 +1,7 @@
 // Reads any bytes as rules for a delivery check and as a file of options, and checks a movie with the rules.
 
 #include "checks/RuleSet.h"
-#include "cli/OptionsFile.h"
+#include "edits/OptionsFile.h"
 #include "fuzz/FuzzTarget.h"
 #include "report/FactsJson.h"
 
@@ -10,7 +10,7 @@ namespace reelwright::fuzz {
 void readRules(ByteSpan input)
 {
     const std::string text {reinterpret_cast<const char*>(input.data()), input.size()};
-    static_cast<void>(cli::parseOptions(text, "options", [](const std::string&) { return true; }));
+    static_cast<void>(parseOptions(text, "options", [](const std::string&) { return true; }));
     const auto rules = RuleSet::parse(text, "rules");
     if (!rules) {
         require(!rules.error().detail.empty(), "rules that are refused are told why");

@@ -1,4 +1,4 @@
-#include "cli/OptionsFile.h"
+#include "edits/OptionsFile.h"
 
 #include <fmt/format.h>
 
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <optional>
 
-namespace reelwright::cli {
+namespace reelwright {
 namespace {
 
     constexpr std::string_view kOptionsFrom = "--options-from";
@@ -129,4 +129,4 @@ Result<std::vector<std::string>> withOptionFiles(
     return all;
 }
 
-} // namespace reelwright::cli
+} // namespace reelwright

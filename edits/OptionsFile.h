@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace reelwright::cli {
+namespace reelwright {
 
 /// The words of a file of options: one or more a line, quoted as in a shell ('as it stands'; in "..." a
 /// backslash keeps a quotation mark or a backslash; elsewhere it keeps any character), # at the beginning of
@@ -25,4 +25,4 @@ Result<std::vector<std::string>> parseOptions(std::string_view text, const std::
 Result<std::vector<std::string>> withOptionFiles(
     const std::vector<std::string>& arguments, const std::function<bool(const std::string& name)>& isOption);
 
-} // namespace reelwright::cli
+} // namespace reelwright
