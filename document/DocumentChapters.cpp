@@ -14,8 +14,7 @@ namespace {
     /// A length of time as it is typed.
     Result<QTTime> typedLength(std::string_view text, const QTMovie& movie)
     {
-        RW_TRY(const auto typed,
-        ShownTime::parse(text, ShownTime::Kind::Place, m_document.timeStyle(), m_document.movie()));
+        RW_TRY(const auto typed, TypedTime::parse(text, TypedTime::Reading::Field));
         if (typed.isRelative() || typed.form() == TypedTime::Form::Label)
             return failure(MovieError::Code::Refused, {},
                 fmt::format("\"{}\" is no length of time such as 00:00:10:00, 10. for ten seconds, 10.5s or "
