@@ -179,7 +179,7 @@ namespace {
                         added.push_back({value.key, value.value});
                 }
                 metadata.apply(container, changes);
-                return QTMetaData::add(container, QTMetaData::formOf(movie), added);
+                return QTMetaData::add(container, added);
             });
     }
 
@@ -203,15 +203,21 @@ namespace {
         return count;
     }
 
-    /// The text of the first of the keys that has one.
-    std::optional<std::string> attributeText(const QTMovie& movie, const AttributeKeys& keys)
+    /// The text under the first of the keys that has one.
+    std::optional<QTMetaData::Item> attributeItem(
+        const std::vector<QTMetaData::Item>& items, const AttributeKeys& keys)
     {
-        const auto items = QTMetaData::ofMovie(movie).items();
         for (const auto& key : keys)
             for (const auto& item : items)
                 if (item.isText() && item.shownKey() == key)
-                    return item.anyText();
+                    return item;
         return std::nullopt;
+    }
+
+    std::optional<std::string> attributeText(const QTMovie& movie, const AttributeKeys& keys)
+    {
+        const auto item = attributeItem(QTMetaData::ofMovie(movie).items(), keys);
+        return item ? item->anyText() : std::nullopt;
     }
 
     Result<void> setAttribute(
@@ -286,6 +292,8 @@ std::vector<KWMetadataItem> KWMetadataController::movieRows(const QTMovie& movie
     titleRow.description = kTitleRow;
     titleRow.value = displayName(movie);
     titleRow.key = kDisplayNameKey;
+    copyrightRow.item = attributeItem(metadata.items(), copyrightKeys()).value_or(QTMetaData::Item {});
+    titleRow.item = attributeItem(metadata.items(), displayNameKeys()).value_or(QTMetaData::Item {});
     std::vector<KWMetadataItem> rows {std::move(copyrightRow), std::move(titleRow)};
     for (auto& row : allItems(metadata))
         if (row.key != kDisplayNameKey && row.key != kCopyrightKey)

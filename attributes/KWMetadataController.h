@@ -16,7 +16,8 @@ struct KWMetadataItem
     std::string attribute {}; ///< of a row that stands for an attribute of the movie: the attribute's name
     bool selected = true; ///< in a list that is to be imported: take it?
 
-    // Where a row that was read stands.
+    // Where a row that was read stands; of a movie's title and copyright only `item` says it, and it has no
+    // key format where nothing stands.
     std::string storedKey {}; ///< the key as the container has it: what a removal compares
     std::size_t occurrence = 1; ///< which of the items with that stored key it is
     QTMetaData::Item item {};

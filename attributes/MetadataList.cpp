@@ -155,7 +155,7 @@ namespace {
     /// What an import takes the row's value under.
     std::string exportKey(const KWMetadataItem& row)
     {
-        return row.item.key.empty() && row.storedKey.empty() ? row.description : row.key;
+        return row.storedKey.empty() ? row.description : row.key;
     }
 
     /// Has the row a text that a list can give back?

@@ -290,11 +290,11 @@ namespace {
         return parent;
     }
 
-    Atom newMeta(QTMetaData::Form form)
+    /// Plain also in ISO files, as phones write it: of those with version and flags many programs read no
+    /// named keys.
+    Atom newMeta()
     {
         auto meta = Atom::container("meta"_cc);
-        if (form == QTMetaData::Form::Iso)
-            meta.head = ByteWriter {}.u32(0).toBytes(); // version and flags
         // Version and flags, component type; subtype; maker, flags and mask; an empty name.
         meta.append(Atom {"hdlr"_cc, ByteWriter {}.zeros(8).fourCC(kNamedKey).zeros(13).toBytes()});
         return meta;
@@ -492,13 +492,7 @@ void QTMetaData::apply(Atom& parent, const std::vector<Change>& changes) const
     std::erase_if(parent.children, goes);
 }
 
-QTMetaData::Form QTMetaData::formOf(const QTMovie& movie)
-{
-    const auto brand = movie.file() ? movie.file()->majorBrand : FourCC {};
-    return brand == FourCC {} || brand == "qt  "_cc ? Form::QuickTime : Form::Iso;
-}
-
-Result<void> QTMetaData::add(Atom& parent, Form form, const std::vector<NewItem>& added)
+Result<void> QTMetaData::add(Atom& parent, const std::vector<NewItem>& added)
 {
     if (added.empty())
         return {};
@@ -515,7 +509,7 @@ Result<void> QTMetaData::add(Atom& parent, Form form, const std::vector<NewItem>
     if (const auto* list = present ? present->find("ilst"_cc) : nullptr; list && !list->isContainer)
         return failure(MovieError::Code::Unsupported, "meta/ilst",
             "the list of metadata has more items than can be read; none can be added", list->sourceOffset);
-    auto& meta = present ? editNamedKeys(parent) : parent.append(newMeta(form));
+    auto& meta = present ? editNamedKeys(parent) : parent.append(newMeta());
     auto& table = meta.ensure("keys"_cc);
     if (table.head.empty())
         table.head = ByteWriter {}.zeros(8).toBytes();

@@ -86,16 +86,10 @@ public:
         std::string key;
         std::string text;
     };
-    /// How new atoms of metadata are written.
-    enum class Form {
-        QuickTime, ///< `meta` is a plain container
-        Iso, ///< it has version and flags
-    };
-    static Form formOf(const QTMovie& movie);
     /// Adds items behind the others under named keys of the 'mdta' namespace; makes the atoms for them where
-    /// there are none, with the form given. Errors: Corrupt when the keys that are there cannot be counted;
+    /// there are none. Errors: Corrupt when the keys that are there cannot be counted;
     /// nothing is then changed. Cost: one pass over the keys.
-    static Result<void> add(Atom& parent, Form form, const std::vector<NewItem>& added);
+    static Result<void> add(Atom& parent, const std::vector<NewItem>& added);
 
 private:
     /// Where an item stands: in which list, in which atom of it, and which of the atom's texts or values.

@@ -35,7 +35,7 @@ namespace {
         std::vector<QTMetaData::NewItem> keys;
         for (std::size_t i = 0; i < keyed.size(); ++i)
             keys.push_back({fmt::format("key{}", i + 1), ""});
-        EXPECT_TRUE(QTMetaData::add(movie.editHeader(), QTMetaData::Form::QuickTime, keys));
+        EXPECT_TRUE(QTMetaData::add(movie.editHeader(), keys));
         auto& list = *movie.editHeader().edit({"meta"_cc, "ilst"_cc});
         for (std::size_t i = 0; i < keyed.size(); ++i)
             list.children[i].edit().children = {Cow<Atom>(keyed[i])};

@@ -251,12 +251,11 @@ namespace {
         EXPECT_TRUE(after.find("free"_cc));
     }
 
-    TEST(QTMetaData, AddedKeysUseTheTableThatIsThereOrMakeOneOfTheFilesKind)
+    TEST(QTMetaData, AddedKeysUseTheTableThatIsThereOrMakeAPlainOne)
     {
         const auto before = everyKind(Form::Versioned);
         auto after = before;
-        ASSERT_TRUE(
-            QTMetaData::add(after, QTMetaData::Form::QuickTime, {{"hole", "filled"}, {"c\u00E9", "new"}}));
+        ASSERT_TRUE(QTMetaData::add(after, {{"hole", "filled"}, {"c\u00E9", "new"}}));
         auto expected = lines(QTMetaData::of(before));
         expected.insert(expected.end() - 1, {"hole=filled", "c\u00E9=new"});
         EXPECT_EQ(lines(QTMetaData::of(read(after))), expected);
@@ -268,21 +267,19 @@ namespace {
             << "keys in the middle keep their numbers";
         EXPECT_TRUE(after.writesSameAs(before));
 
-        for (const auto form : {QTMetaData::Form::QuickTime, QTMetaData::Form::Iso}) {
-            const auto empty = read(box("moov"_cc, {leaf("mvhd"_cc, "")}));
-            auto made = empty;
-            ASSERT_TRUE(QTMetaData::add(made, form, {{"k", ""}}));
-            EXPECT_EQ(made.find("meta"_cc)->head.size(), form == QTMetaData::Form::Iso ? 4U : 0U);
-            const auto metadata = QTMetaData::of(read(made));
-            EXPECT_THAT(lines(metadata), ElementsAre("k="));
-            metadata.apply(made, {{0, std::nullopt}});
-            EXPECT_TRUE(made.writesSameAs(empty));
-        }
+        const auto empty = read(box("moov"_cc, {leaf("mvhd"_cc, "")}));
+        auto made = empty;
+        ASSERT_TRUE(QTMetaData::add(made, {{"k", ""}}));
+        EXPECT_EQ(made.find("meta"_cc)->head.size(), 0U) << "plain";
+        const auto metadata = QTMetaData::of(read(made));
+        EXPECT_THAT(lines(metadata), ElementsAre("k="));
+        metadata.apply(made, {{0, std::nullopt}});
+        EXPECT_TRUE(made.writesSameAs(empty));
 
         auto damaged = read(box("moov"_cc,
             {meta(Form::Plain,
                 {handler("mdta"_cc), leaf("keys"_cc, std::string_view("\0\0\0\0\0\0\0\x09", 8))})}));
-        EXPECT_FALSE(QTMetaData::add(damaged, QTMetaData::Form::QuickTime, {{"k", "v"}}));
+        EXPECT_FALSE(QTMetaData::add(damaged, {{"k", "v"}}));
     }
 
     TEST(QTMetaData, TextsThatAnItemCannotHoldAreRefused)
