@@ -152,6 +152,7 @@ AttributesPane::AttributesPane(MyDocument& document, DocumentWindow& window, QWi
     m_table->setHorizontalHeaderLabels({tr("Attribute"), tr("In the file"), tr("In the picture")});
     layOut(*m_table);
     m_table->verticalHeader()->setDefaultSectionSize(kRowHeight);
+    m_table->horizontalHeader()->setSectionResizeMode(Name, QHeaderView::ResizeToContents);
     m_table->setAccessibleName(tr("Encoding attributes"));
     layout->addWidget(m_table);
 
@@ -217,6 +218,7 @@ void AttributesPane::addDetails(QFormLayout& form)
         value->setWordWrap(true);
         value->setTextInteractionFlags(Qt::TextSelectableByMouse);
         auto* label = new QLabel(name);
+        label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         label->setForegroundRole(QPalette::PlaceholderText);
         form.addRow(label, value);
     }
@@ -281,10 +283,10 @@ void AttributesPane::fill()
     fitRows(*m_table);
     const auto* track = m_document.selectedTrack();
     const auto count = track ? track->track().media().sampleDescriptionCount() : 0;
-    m_note->setText(count > 1 ? tr("%1 Sample description 1 of %2 is edited; the others stay as they are.")
-                                    .arg(m_pictureNote)
-                                    .arg(count)
-                              : m_pictureNote);
+    const auto edited = count > 1
+        ? tr("Sample description 1 of %1 is edited; the others stay as they are.").arg(count)
+        : tr("The only sample description is edited.");
+    m_note->setText(tr("%1 The picture on show follows each change.").arg(edited));
     fillAddMenu();
     fillApertures();
     updateButtons();
@@ -316,6 +318,7 @@ void AttributesPane::fillRow(int row)
         use->setAccessibleName(
             tr("Use the picture's value of %1").arg(QString::fromStdString(entry.description)));
         connect(use, &QPushButton::clicked, this, [this, row] { usePicturesValue(row); });
+        use->setMaximumWidth(use->fontMetrics().horizontalAdvance(use->text()) + 2 * kSpacing);
         auto* place = new QWidget;
         auto* layout = new QHBoxLayout(place);
         layout->setContentsMargins(0, 2, 2, 2);

@@ -297,7 +297,7 @@ void MetadataPane::addRow(std::size_t index)
             item->setIcon(Value, QIcon(pictureOf(row.item)));
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
     }
-    if (!isMovieRow)
+    if (row.item.keyFormat != FourCC {})
         item->setText(StorageName, QString::fromUtf8(storageName(row.item.storage)));
     item->setForeground(StorageName, palette().brush(QPalette::PlaceholderText));
     if (const auto language = languageOf(row); !language.isEmpty())
