@@ -660,6 +660,9 @@ RULES = [
     (".*", ".*in-place.*", "ffprobe", "format/probe_score", ("100|95", "95|100")),
     # mediainfo estimates a stream's rate from the size of the file where it counts no samples.
     (".*", ".*", "mediainfo", r"Video [^/]+/(BitRate|StreamSize)", (r"\d+", r"\d+")),
+    # A last media atom without a size gets one when something is put behind it; exiftool then reads on behind it.
+    (".*", ".*in-place.*", "atoms", r"mdat\[\d+\]/size", ("to-end, 0", "None|64-bit, 1")),
+    (".*", ".*in-place.*", "exiftool", "QuickTime:MediaData", (DATA, rf"{DATA}, {DATA}")),
     # -- A file that is written anew
     (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/more", (".*", ".*")),
     (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/(chunks|version and flags)", same_chunks),
@@ -727,6 +730,7 @@ RULES = [
     ("aperture", ".*", "mediainfo", r"Video [^/]+/(Width|Height|(Display|Pixel)AspectRatio)(_Original|_CleanAperture)?", DERIVED),
     # -- Metadata
     (TEXTS, ".*", "atoms", "moov/children", family("meta")),
+    (TEXTS, ".*fragmented.*", "atoms", "moov/children", family("meta", "mvex")),
     (TEXTS, ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
     (TEXTS, ".*", "atoms", "moov/meta/hdlr/(component|more|version and flags)", ("None", "0+")),
     (TEXTS, ".*", "atoms", "moov/meta/hdlr/type", ("None", b"mdta".hex())),
@@ -734,7 +738,7 @@ RULES = [
     (TEXTS, ".*", "atoms", "moov/meta/(keys|ilst)/children", one_more),
     (TEXTS, ".*", "atoms", r"moov/meta/ilst/[^/]+/children", ("None", "data")),
     (TEXTS, ".*", "atoms", r"moov/(udta/)?meta/ilst/[^/]+/data", new_text),
-    ("copyright", ".*", "atoms", r"moov/udta/(\\xa9cpy|cprt)(\[\d+\])?", with_text),
+    ("copyright", ".*", "atoms", r"moov/udta/(©cpy|cprt)(\[\d+\])?", with_text),
     ("metadata", ".*", "exiftool", "Keys:Producer", says_text),
     ("copyright", ".*", "exiftool", r"(Keys|UserData|ItemList):Copyright(-\w+)*", says_text),
     (TEXTS, ".*", "exiftool", "QuickTime:HandlerType", ("None|mdir", "(mdir, )?mdta")),

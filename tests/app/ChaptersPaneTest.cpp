@@ -96,6 +96,24 @@ private slots:
         document->undo();
         window.pane.reload();
         QCOMPARE(window.rows().size(), 2);
+
+        // Pictures come from the background.
+        const auto picture = table.model()->index(0, 3);
+        QTRY_VERIFY_WITH_TIMEOUT(!picture.data(Qt::DecorationRole).value<QPixmap>().isNull(), test::kWait);
+
+        // Of a list the entries that fit are taken, and the user hears of the others.
+        const QTemporaryDir folder;
+        const auto list = folder.filePath(QStringLiteral("list.txt"));
+        QFile file {list};
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("00:00:00:20\tfits\n00:10:00:00\tlate\n");
+        file.close();
+        const auto alert = DocumentChapters {*document}.importChapters(
+            list.toStdString(), *MarkerFiles::importFormatNamed("text"));
+        QVERIFY(alert);
+        QCOMPARE(alert->title, std::string("Some chapters could not be imported"));
+        window.pane.reload();
+        QCOMPARE(window.rows().constLast(), QStringLiteral("00:00:00:20 fits"));
     }
 
 private:

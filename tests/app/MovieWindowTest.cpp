@@ -1,5 +1,6 @@
 #include "app/window/MovieWindow.h"
 
+#include "app/panes/AttributesPane.h"
 #include "app/panes/InformationPane.h"
 #include "app/panes/MetadataPane.h"
 #include "app/panes/QuickTaskList.h"
@@ -11,6 +12,7 @@
 #include "app/window/TrackTable.h"
 #include "app/window/TrackTableModel.h"
 #include "app/window/WindowActions.h"
+#include "edits/AttributeEdits.h"
 #include "movie/atoms/ByteWriter.h"
 #include "movie/saving/MovieSaver.h"
 #include "tests/app/AppTest.h"
@@ -141,6 +143,7 @@ private slots:
     void windowAnswersWhileTheDiskHangs();
     void infoTellsOfTheMovieAndOfTheTrack();
     void metadataAreEditedInPlace();
+    void attributesTakeThePicturesValues();
     void copyGoesToWhatHasTheFocus();
     void contextMenuIsAboutTheRowUnderTheMouse();
     void droppedFilesAreHandedOn();
@@ -728,8 +731,8 @@ void MovieWindowTest::windowAnswersWhileTheDiskHangs()
     const auto second = QTTime {document().movie().duration().value * 3 / 4, document().movie().timeScale()};
     view().setCurrentTime(second);
     QTRY_VERIFY_WITH_TIMEOUT(storage.waiting > 0, kWait);
-    // Going to a label looks for it in all samples of the timecode track, and does not find it while one of them
-    // cannot be read: a fault that is known.
+    // Going to a label looks for it in all samples of the timecode track, and does not find it while one of
+    // them cannot be read: a fault that is known.
     QSKIP("going to a label while the disk hangs is not mended yet");
     actions().goToTimecode->trigger();
     QTest::keyClicks(&timecode(), QStringLiteral("10:00:00:05"));
@@ -772,6 +775,35 @@ void MovieWindowTest::infoTellsOfTheMovieAndOfTheTrack()
     QVERIFY(!pane->text().contains(QStringLiteral("autoplay")));
     const auto toolTip = table().model()->index(2, 0).data(Qt::ToolTipRole).toString();
     QVERIFY2(toolTip.contains(QStringLiteral("Format: sowt")), qPrintable(toolTip));
+}
+
+void MovieWindowTest::attributesTakeThePicturesValues()
+{
+    table().selectRow(1);
+    auto* pane = tabs().findChild<AttributesPane*>();
+    tabs().setCurrentWidget(pane);
+    const auto fieldCount = [&] {
+        const auto track = document().movie().tracksOfMediaType(QTMediaTypeVideo).front();
+        return int {track.media().sampleDescription(1)->fieldLayout().value_or(FieldLayout {}).count};
+    };
+    const auto button = [&](const char* name) {
+        QPushButton* found = nullptr;
+        for (auto* each : pane->findChildren<QPushButton*>())
+            if (each->text().remove(QLatin1Char('&')) == QLatin1String(name) && each->isVisible())
+                found = each;
+        return found;
+    };
+    // The stream is progressive.
+    QVERIFY(document().perform(
+        edits::setAttribute(KWImageDescriptionController::attributeNamed(kFields), AttributeValue {1})));
+    for (const auto* name : {"Use", "Use All"}) {
+        QCOMPARE(fieldCount(), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(button(name), kWait);
+        button(name)->click();
+        QTRY_COMPARE(fieldCount(), 1);
+        QTRY_VERIFY(!button(name));
+        document().undo();
+    }
 }
 
 void MovieWindowTest::metadataAreEditedInPlace()
