@@ -42,8 +42,8 @@ EDITS = {
     "layer": ["--track", "v*:layer=3"],
     "group": ["--track", "a*:group=2"],
     "title": ["--title", "Interop title"],
-    "copyright": ["--copyright", "Interop owner"],
-    "metadata": ["--metadata", "org.example.interop=Interop value"],
+    "metadata": ["--metadata", "com.apple.quicktime.producer=Ilse Brandt"],
+    "copyright": ["--copyright", "2024 Nordkai"],
 }
 
 
@@ -428,6 +428,44 @@ def one_sided(change):
     return "None" in (change.old, change.new)
 
 
+# The key and the text of each edit of metadata.
+METADATA = {
+    "metadata": ("com.apple.quicktime.producer", "Ilse Brandt"),
+    "copyright": ("com.apple.quicktime.copyright", "2024 Nordkai"),
+}
+
+
+def new_key(change):
+    """The name of the edit's key, or the number of names, which is one more."""
+    if change.key.endswith("/besides"):
+        old, new = (int(text.rstrip("|")[-8:] or "0", 16) if text != "None" else 0 for text in (change.old, change.new))
+        return new == old + 1
+    return change.old == "None" and change.new == METADATA[change.edit][0].encode().hex()
+
+
+def new_text(change):
+    """The edit's text as UTF-8, in an item of its own, or in one that had another text of the same type and language."""
+    if not re.fullmatch(r"None|00000001[0-9a-f]{8}.*", change.old):
+        return False
+    kept = "0000000100000000" if change.old == "None" else change.old[:16]
+    return change.new == kept + METADATA[change.edit][1].encode().hex()
+
+
+def with_text(change):
+    """Another list of texts with the edit's one in it, for items of the user data."""
+    return change.old != "None" and METADATA[change.edit][1].encode().hex() in change.new
+
+
+def says_text(change):
+    return change.new == METADATA[change.edit][1]
+
+
+def one_more(change):
+    """The same in the same order, and one behind them."""
+    old, new = ([] if text == "None" else text.split() for text in (change.old, change.new))
+    return new[: len(old)] == old and len(new) == len(old) + 1
+
+
 def same_chapters(change):
     """The same titles in the same order, at other times; of a movie that is cut or longer the first of them."""
     section = change.key.split("_")[0]
@@ -624,6 +662,7 @@ NEW_TRACK = {
     "mdia/minf/stbl/stco/more": "[0-9a-f]{8}",
 }
 
+TEXTS = "metadata|copyright"
 # What an edit makes of a video description.
 DESCRIBED = {
     "pixel-aspect": extended(b"pasp", lambda was: bytes([0, 0, 0, 40, 0, 0, 0, 33])),
@@ -652,6 +691,9 @@ RULES = [
     (".*", ".*in-place.*", "ffprobe", "format/probe_score", ("100|95", "95|100")),
     # mediainfo estimates a stream's rate from the size of the file where it counts no samples.
     (".*", ".*", "mediainfo", r"Video [^/]+/(BitRate|StreamSize)", (r"\d+", r"\d+")),
+    # A last media atom without a size gets one when something is put behind it; exiftool then reads on behind it.
+    (".*", ".*in-place.*", "atoms", r"mdat\[\d+\]/size", ("to-end, 0", "None|64-bit, 1")),
+    (".*", ".*in-place.*", "exiftool", "QuickTime:MediaData", (DATA, rf"{DATA}, {DATA}")),
     # -- A file that is written anew
     (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/more", (".*", ".*")),
     (".*", ".*flattened.*", "atoms", TRACK + r"/mdia/minf/stbl/(stco|co64)/(chunks|version and flags)", same_chunks),
@@ -717,6 +759,22 @@ RULES = [
     ("aperture", ".*", "exiftool", r"Track\d+:Image(Width|Height)|Composite:(ImageSize|Megapixels)", (".*", r"[\dx .]+")),
     ("aperture", ".*", "ffprobe", STREAM + "/(sample|display)_aspect_ratio", ("None|.*", r"None|\d+:\d+")),
     ("aperture", ".*", "mediainfo", r"Video [^/]+/(Width|Height|(Display|Pixel)AspectRatio)(_Original|_CleanAperture)?", DERIVED),
+    # -- Metadata
+    (TEXTS, ".*", "atoms", "moov/children", family("meta")),
+    (TEXTS, ".*fragmented.*", "atoms", "moov/children", family("meta", "mvex")),
+    (TEXTS, ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
+    (TEXTS, ".*", "atoms", "moov/meta/hdlr/(component|more|version and flags)", ("None", "0+")),
+    (TEXTS, ".*", "atoms", "moov/meta/hdlr/type", ("None", b"mdta".hex())),
+    (TEXTS, ".*", "atoms", r"moov/meta/keys/(besides|mdta(\[\d+\])?)", new_key),
+    (TEXTS, ".*", "atoms", "moov/meta/(keys|ilst)/children", one_more),
+    (TEXTS, ".*", "atoms", r"moov/meta/ilst/[^/]+/children", ("None", "data")),
+    (TEXTS, ".*", "atoms", r"moov/(udta/)?meta/ilst/[^/]+/data", new_text),
+    ("copyright", ".*", "atoms", r"moov/udta/(©cpy|cprt)(\[\d+\])?", with_text),
+    ("metadata", ".*", "exiftool", "Keys:Producer", says_text),
+    ("copyright", ".*", "exiftool", r"(Keys|UserData|ItemList):Copyright(-\w+)*", says_text),
+    (TEXTS, ".*", "exiftool", "QuickTime:HandlerType", ("None|mdir", "(mdir, )?mdta")),
+    (TEXTS, ".*", "ffprobe", r"format/tags/(com\.apple\.quicktime\.(producer|copyright)|copyright(-\w+)*)", says_text),
+    (TEXTS, ".*", "mediainfo", "General/(extra/com_apple_quicktime_producer|Copyright)", says_text),
     # -- What a video description says
     *((edit, ".*", "atoms", TRACK + r"/mdia/minf/stbl/stsd/[^/]+", test) for edit, test in DESCRIBED.items()),
     ("pixel-aspect", ".*", "atoms", "moov/udta/apmd", (r"None|[0-9a-f]{8}", b"clea".hex())),

@@ -255,8 +255,7 @@ namespace {
     {
         const auto before = everyKind(Form::Versioned);
         auto after = before;
-        ASSERT_TRUE(
-            QTMetaData::add(after, {{"hole", "filled"}, {"c\u00E9", "new"}}));
+        ASSERT_TRUE(QTMetaData::add(after, {{"hole", "filled"}, {"c\u00E9", "new"}}));
         auto expected = lines(QTMetaData::of(before));
         expected.insert(expected.end() - 1, {"hole=filled", "c\u00E9=new"});
         EXPECT_EQ(lines(QTMetaData::of(read(after))), expected);
