@@ -602,8 +602,6 @@ SETTINGS = [
 # What a new metadata item says of itself: its edit, key, text, and what exiftool, ffprobe and mediainfo call it.
 ITEMS = [
     ("title", b"com.apple.quicktime.displayname", "Interop title", "Keys:DisplayName", "com.apple.quicktime.displayname", "Title|Movie|Track"),
-    ("copyright", b"com.apple.quicktime.copyright", "Interop owner", "Keys:Copyright", "com.apple.quicktime.copyright", "Copyright"),
-    ("metadata", b"org.example.interop", "Interop value", "Keys:OrgExampleInterop", "org.example.interop", "extra/org_example_interop"),
 ]
 TABLES = (
     "SampleSizes|SampleToChunk|TimeToSampleTable|SyncSampleTable|CompositionTimeToSample|IdependentAndDisposableSamples"
