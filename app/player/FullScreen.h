@@ -28,11 +28,11 @@ public:
     /// Is there a bar over the picture? True unless the movie wants none.
     void setBarWanted(bool wanted);
 
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
     /// What the running timecode says.
     void setTimecode(const QString& timecode);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void showBar();

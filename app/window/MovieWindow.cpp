@@ -76,6 +76,7 @@ namespace {
     constexpr int kSpacing = 8;
     constexpr QSize kMinimumSize {800, 496}; // fits a small screen at one and a half times the size
     constexpr int kTimecodeMilliseconds = 33;
+    constexpr int kMessageMilliseconds = 8000;
 
     /// Several edits as one step.
     Edit allOf(std::string name, std::vector<Edit> edits)
