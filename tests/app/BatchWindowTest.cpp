@@ -2,6 +2,7 @@
 #include "app/batch/BatchQueueModel.h"
 #include "app/batch/SubmitSheet.h"
 #include "app/panes/QuickTaskList.h"
+#include "app/window/CheckDialog.h"
 #include "tests/app/AppTest.h"
 
 #include <QAbstractItemModelTester>
@@ -26,6 +27,7 @@ private slots:
     void init();
     void cleanup();
     void filesAndFoldersAreDroppedAndDescribed();
+    void aCheckNamesWhatFailsAndQueuesWhatMendsIt();
     void aQueueIsPreviewedSubmittedAndReported();
     void theListOfTasksIsSearched();
     void tenThousandFilesAreListedAtOnce();
@@ -109,6 +111,28 @@ void BatchWindowTest::filesAndFoldersAreDroppedAndDescribed()
     QTRY_VERIFY_WITH_TIMEOUT(!cell(2, BatchFileModel::StartTimecode).isEmpty(), kWait);
     QCOMPARE(cell(2, BatchFileModel::Rate), QStringLiteral("25"));
     QVERIFY(cell(2, BatchFileModel::StartTimecode).contains(QLatin1Char(':')));
+}
+
+void BatchWindowTest::aCheckNamesWhatFailsAndQueuesWhatMendsIt()
+{
+    m_window->batch().addFiles(
+        {m_app->sample("pal-25.mov").toStdString(), m_app->folder.filePath("none.mov").toStdString()});
+    QTest::keyClick(m_window.get(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    auto* dialog = m_window->findChild<CheckDialog*>();
+    QVERIFY(dialog);
+    auto* list = dialog->findChild<QTreeWidget*>();
+    QTRY_COMPARE_WITH_TIMEOUT(list->topLevelItemCount(), 2, kWait);
+    QVERIFY(list->topLevelItem(0)->text(0).startsWith(QLatin1String("pal-25.mov: failed: ")));
+    QVERIFY(list->topLevelItem(0)->childCount() > 0);
+    QVERIFY(m_window->batch().taskQueue().empty());
+    const auto buttons = dialog->findChildren<QPushButton*>();
+    const auto canMend = [&] {
+        return std::all_of(
+            buttons.begin(), buttons.end(), [](const auto* each) { return each->isEnabled(); });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(canMend(), kWait);
+    press("Queue What Mends Them", dialog);
+    QVERIFY(!m_window->batch().taskQueue().empty());
 }
 
 void BatchWindowTest::aQueueIsPreviewedSubmittedAndReported()

@@ -280,6 +280,10 @@ namespace {
             std::this_thread::yield();
         const auto previews = batch->previews();
         process();
+        const auto media = [](const std::string& path) {
+            return mediaChecksums(QTMovie::open(path).value(), [] { return true; })
+                .value_or(std::vector<TrackChecksum> {});
+        };
         std::size_t done = 0;
         for (std::size_t i = 0; i < paths.size(); ++i) {
             const auto& result = batch->results()[i];
@@ -287,8 +291,7 @@ namespace {
             EXPECT_EQ(result.road, previews[i]->road) << paths[i];
             if (result.status == BatchResult::Status::Done) {
                 ++done;
-                const auto saved = mediaChecksums(*QTMovie::open(paths[i]), {});
-                EXPECT_EQ(saved, mediaChecksums(*QTMovie::open(originals[i]), {})) << paths[i];
+                EXPECT_EQ(media(paths[i]), media(originals[i])) << paths[i];
                 continue;
             }
             EXPECT_EQ(readFile(paths[i]), readFile(originals[i])) << paths[i];
