@@ -121,11 +121,7 @@ Result<TextCue> TextPanel::cueOf(const Fields& fields, TextCue cue) const
     }
     if (cue.start.scale <= 0 || duration.scale <= 0)
         return refusal("the text has no time");
-    const auto both = std::int64_t {cue.start.scale} * duration.scale;
-    if (atScale(duration, cue.start.scale) != duration && both <= INT32_MAX)
-        cue.start = atScale(cue.start, static_cast<std::int32_t>(both));
-    cue.end = cue.start + duration;
-
+    cue.setTimes(cue.start, duration);
     cue.setText(fields.text);
     cue.setBox({left, top, width, height});
     if (fields.alignment != cue.alignment())

@@ -116,15 +116,9 @@ Result<void> TextEdit::add(std::string_view value)
             TrackTexts& state, EditNotes& notes) -> Result<void> {
             const auto& movie = state.track.movie();
             TextCue cue;
-            RW_TRY(cue.start, range.start.exactly(movie));
+            RW_TRY(const auto start, range.start.exactly(movie));
             RW_TRY(const auto duration, range.duration.exactly(movie));
-            cue.end = cue.start + atScale(duration, cue.start.scale);
-            if (atScale(duration, cue.start.scale)
-                != duration) // in a scale that has both exactly, where one is
-                if (const auto both = std::int64_t {cue.start.scale} * duration.scale; both <= INT32_MAX) {
-                    cue.start = atScale(cue.start, static_cast<std::int32_t>(both));
-                    cue.end = cue.start + duration;
-                }
+            cue.setTimes(start, duration);
             RW_TRY(cue.style, styled(TextInsertion::usualStyle(state.track), style));
             cue.setText(words);
             TextNotes told;

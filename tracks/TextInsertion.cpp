@@ -191,6 +191,16 @@ void TextCue::setAlignment(TextAlignment alignment)
     setStyle(changed);
 }
 
+void TextCue::setTimes(const QTTime& newStart, const QTTime& duration)
+{
+    start = newStart;
+    const auto both
+        = std::lcm<std::int64_t, std::int64_t>(std::max(newStart.scale, 1), std::max(duration.scale, 1));
+    if (both <= INT32_MAX && atScale(duration, start.scale) != duration)
+        start = atScale(start, static_cast<std::int32_t>(both));
+    end = start + duration;
+}
+
 void TextCue::setText(std::string newText)
 {
     newText = withPlainLines(newText);
@@ -402,8 +412,7 @@ Result<TextNotes> TextInsertion::addText(const std::string& text, const QTTrack&
     cue.style.fontSize = static_cast<std::uint16_t>(std::clamp<int>(fontSize, 0, UINT16_MAX));
     cue.style.foreground = textColor;
     cue.setText(text);
-    cue.start = start;
-    cue.end = start + duration;
+    cue.setTimes(start, duration);
     return addText(cue, toTrack);
 }
 

@@ -34,6 +34,8 @@ struct TextCue
     void setBox(const TextBox& box);
     [[nodiscard]] TextAlignment alignment() const;
     void setAlignment(TextAlignment alignment);
+    /// Counted in a time scale that has both exactly, where there is one.
+    void setTimes(const QTTime& newStart, const QTTime& duration);
     void setText(std::string newText);
     void setStyle(TextStyle newStyle);
 

@@ -84,6 +84,7 @@ namespace {
         style.fontSize = in.u8();
         for (auto& component : style.foreground)
             component = sixteenBits(in.u8());
+        in.skip(1); // how dense it is
         return style;
     }
 

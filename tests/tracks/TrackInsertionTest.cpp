@@ -93,7 +93,7 @@ namespace {
             const auto done
                 = TrackInsertion::insertTrackFromFile(fact.type, fact.path, fact.place, {}, movie);
             ASSERT_FALSE(done) << fact.words;
-            EXPECT_THAT(done.error().detail, testing::HasSubstr(fact.words));
+            EXPECT_THAT(done.error().message(), testing::HasSubstr(fact.words));
         }
         EXPECT_FALSE(movie.isChanged());
     }
