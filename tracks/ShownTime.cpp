@@ -137,7 +137,7 @@ Result<QTTime> ShownTime::read(std::string_view text, Kind kind, Style style, co
     const std::optional<QTTime>& present)
 {
     RW_TRY(const auto typed, parse(text, kind, style, movie));
-    return typed.inMovieUnits(movie, present);
+    return typed.inMovieUnits(movie, present ? std::optional(atScale(*present, movie.timeScale())) : std::nullopt);
 }
 
 ShownTime::Remark ShownTime::remark(std::string_view text, Kind kind, Style style, const QTMovie& movie,
@@ -146,7 +146,7 @@ ShownTime::Remark ShownTime::remark(std::string_view text, Kind kind, Style styl
     const auto typed = parse(text, kind, style, movie);
     if (!typed)
         return {true, typed.error().detail};
-    const auto time = typed->inMovieUnits(movie, present);
+    const auto time = read(text, kind, style, movie, present);
     if (!time)
         return {true, time.error().detail};
     if (auto normal = typed->normalisation(movie); !normal.empty())

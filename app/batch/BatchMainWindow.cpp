@@ -237,6 +237,7 @@ QWidget* BatchMainWindow::makeQueue()
 QWidget* BatchMainWindow::makeTabs()
 {
     m_tabs = new QTabWidget;
+    m_tabs->setAccessibleName(tr("Panels"));
     m_information = new QTextBrowser;
     m_information->setAccessibleName(tr("Information on the selected file"));
     m_tabs->addTab(m_information, tr("Info"));

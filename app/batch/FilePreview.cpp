@@ -93,6 +93,7 @@ FilePreview::FilePreview(std::shared_ptr<Storage> storage, QWidget* parent)
         m_play->setIcon(style()->standardIcon(isPlaying ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
         m_play->setAccessibleName(isPlaying ? tr("Pause") : tr("Play"));
     });
+    m_scrubber->setAccessibleName(tr("Position"));
     connect(m_view, &MovieView::durationChanged, m_scrubber, &Scrubber::setDuration);
     connect(m_view, &MovieView::timeChanged, this, &FilePreview::followTime);
     connect(m_scrubber, &Scrubber::timeChosen, m_view, &MovieView::setCurrentTime);

@@ -26,7 +26,7 @@ namespace {
         {QPalette::Base, 0xffffffff, 0xff1e1e20},
         {QPalette::AlternateBase, 0xfff6f6f7, 0xff252527},
         {QPalette::Text, 0xff1c1c1e, 0xffe6e6e8},
-        {QPalette::PlaceholderText, 0xff77777c, 0xff8e8e94},
+        {QPalette::PlaceholderText, 0xff66666b, 0xff9c9ca2},
         {QPalette::Button, 0xffececee, 0xff313134},
         {QPalette::ButtonText, 0xff1c1c1e, 0xffe6e6e8},
         {QPalette::BrightText, 0xffffffff, 0xffffffff},
