@@ -133,7 +133,7 @@ namespace {
         const auto file = *storage.createSibling(kPath, hidden);
         EXPECT_TRUE(file->writeAt(0, repeated('B', 512).span()));
         EXPECT_TRUE(storage.copyPermissions(kPath, hidden, Storage::Likeness::Replacement));
-        EXPECT_TRUE(storage.rename(hidden, kPath, stateOf(storage, kPath)));
+        EXPECT_TRUE(storage.rename(hidden, kPath, stateOf(storage, kPath), {}));
         EXPECT_THAT(shapesAfterCrash(storage), UnorderedElementsAre("A512", "", "0512", "B512"))
             << "the name is there, its data or even its size need not be";
         EXPECT_THAT(shapesAfterCrash(storage, hidden), UnorderedElementsAre("-", "", "0512", "B512"));
@@ -182,7 +182,7 @@ namespace {
         RW_CHECK(file->writeAt(0, repeated('B', 1500).span()));
         if (flush)
             RW_CHECK(file->flush());
-        RW_CHECK(storage.rename(hidden, kPath, stateOf(storage, kPath)));
+        RW_CHECK(storage.rename(hidden, kPath, stateOf(storage, kPath), {}));
         return storage.flushFolder(kPath);
     }
 
