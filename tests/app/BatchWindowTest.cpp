@@ -116,7 +116,7 @@ void BatchWindowTest::filesAndFoldersAreDroppedAndDescribed()
 void BatchWindowTest::aCheckNamesWhatFailsAndQueuesWhatMendsIt()
 {
     m_window->batch().addFiles(
-        {m_app->sample("pal-25.mov").toStdString(), m_app->folder.filePath("none.mov").toStdString()});
+        {m_app->sample("pal-25.mov").toStdString(), m_app->folder.filePath(QStringLiteral("none.mov")).toStdString()});
     QTest::keyClick(m_window.get(), Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
     auto* dialog = m_window->findChild<CheckDialog*>();
     QVERIFY(dialog);

@@ -4,6 +4,8 @@
 #include "edits/InsertionEdits.h"
 #include "tests/app/AppTest.h"
 
+#include <QCheckBox>
+#include <QDialog>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
