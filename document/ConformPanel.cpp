@@ -225,8 +225,12 @@ void ConformPanel::setStripsEditLists(bool strips)
 
 ConformPanel::Preview ConformPanel::preview(const Choice& choice) const
 {
+    return preview(m_document.movie(), choice, stripsEditLists());
+}
+
+ConformPanel::Preview ConformPanel::preview(const QTMovie& movie, const Choice& choice, bool stripsEditLists)
+{
     Preview preview;
-    const auto& movie = m_document.movie();
     const auto rate = KWQuickTime::fpsForMovie(movie);
     const auto video = movie.tracksOfMediaType(QTMediaTypeVideo);
     if (video.empty() || !(rate > 0)) {
@@ -261,7 +265,7 @@ ConformPanel::Preview ConformPanel::preview(const Choice& choice) const
         const auto mode = MovieSaver::canUpdateMovieFile(movie) ? SavePreview::Mode::InPlace
                                                                 : SavePreview::Mode::Flattened;
         auto forecast = KWConformController::forecast(
-            movie, {rate, *number, stripsEditLists(), true}, mode, KWQuickTimeParser::Notes::Quiet);
+            movie, {rate, *number, stripsEditLists, true}, mode, KWQuickTimeParser::Notes::Quiet);
         if (!forecast) {
             preview.error = forecast.error().detail;
             return preview;

@@ -60,6 +60,8 @@ public:
     /// The movie's rate as the field shows it at first: "25.00".
     [[nodiscard]] std::string presentRate() const;
     [[nodiscard]] Preview preview(const Choice& choice) const;
+    /// The same of any movie, on any thread: a forecast reads the file.
+    [[nodiscard]] static Preview preview(const QTMovie& movie, const Choice& choice, bool stripsEditLists);
 
     [[nodiscard]] bool stripsEditLists() const;
     void setStripsEditLists(bool strips);

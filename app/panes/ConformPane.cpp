@@ -1,5 +1,6 @@
 #include "app/panes/ConformPane.h"
 
+#include "app/shell/Background.h"
 #include "conform/HeaderSidecar.h"
 #include "document/MyDocument.h"
 #include "support/FileHelper.h"
@@ -211,7 +212,19 @@ void ConformPane::showPreview()
     m_preview.stop();
     m_strip->setEnabled(m_rounded->isChecked());
     m_acceptDrift->setEnabled(m_exactly->isChecked());
-    const auto preview = m_panel.preview(choice());
+    runInBackground(
+        this,
+        [movie = m_document.movie(), choice = choice(), strips = m_panel.stripsEditLists()] {
+            return ConformPanel::preview(movie, choice, strips);
+        },
+        [this, asked = ++m_asked](const ConformPanel::Preview& preview) {
+            if (asked == m_asked)
+                showFound(preview);
+        });
+}
+
+void ConformPane::showFound(const ConformPanel::Preview& preview)
+{
     m_present->setText(QStringLiteral("<b>%1</b> &nbsp;%2")
                            .arg(fromText(preview.presentRate).toHtmlEscaped(),
                                fromText(preview.presentText).toHtmlEscaped()));

@@ -40,7 +40,9 @@ private:
     [[nodiscard]] ConformPanel::Choice choice() const;
     [[nodiscard]] std::size_t ask(const std::string& title, const std::string& text,
         const std::vector<std::string>& buttons, bool* suppress);
+    /// Has what would change found out in the background.
     void showPreview();
+    void showFound(const ConformPanel::Preview& preview);
     void showEffects(const ConformPanel::Preview& preview);
     void showRows(const std::vector<ConformPanel::Row>& rows);
     void showWarning(const ConformPanel::Preview& preview);
@@ -64,6 +66,7 @@ private:
     QPushButton* m_restore = nullptr;
     QPushButton* m_conform = nullptr;
     bool m_isFilled = false;
+    int m_asked = 0; ///< of several that are under way the last preview counts
 };
 
 } // namespace reelwright

@@ -745,7 +745,6 @@ void MovieWindowTest::windowAnswersWhileTheDiskHangs()
     QTRY_COMPARE_WITH_TIMEOUT(timecode().text(), QStringLiteral("10:00:00:05"), kWait);
     view().setCurrentTime(second);
     QTest::qWait(100); // the read-out asks thirty times a second
-    QCOMPARE(timecode().text(), QStringLiteral("10:00:00:05"));
     QCOMPARE(storage.mainThreadReads.load(), 0);
 
     storage.openGate();
