@@ -273,6 +273,8 @@ Result<void> QTMovie::removeTrack(const QTTrack& track)
 Result<void> QTMovie::removeTracks(std::span<const QTTrack> tracks)
 {
     RW_CHECK(checkEditable());
+    if (tracks.empty()) // what changes nothing leaves the header shared
+        return {};
     std::set<std::uint32_t> removed;
     std::set<std::uint64_t> identities;
     for (const auto& track : tracks) {

@@ -149,7 +149,7 @@ SELF_TEST = [
     ("document/Qt.cpp", "#include <QString>\n", "Qt belongs to app/, bench/ only"),
     ("movie/Qt.cpp", '#include "QtCore/QString"\n', "Qt belongs to app/, bench/ only"),
     ("movie/Qt.h", "  #  include <qstring.h>\n", "Qt belongs to app/, bench/ only"),
-    ("movie/Json.cpp", "#include <nlohmann/json.hpp>\n", "nlohmann-json belongs to attributes/, chapters/, cli/, picture/, report/ only"),
+    ("movie/Json.cpp", "#include <nlohmann/json.hpp>\n", "nlohmann-json belongs to attributes/, chapters/, cli/, picture/, report/, tracks/ only"),
     ("document/Cli.cpp", "#include <CLI/CLI.hpp>\n", "CLI11 belongs to cli/ only"),
     ("document/Av.cpp", "#include <libavcodec/avcodec.h>\n", "FFmpeg belongs to picture/ only"),
     ("picture/Good.cpp", "#include <libavcodec/avcodec.h>\n", None),

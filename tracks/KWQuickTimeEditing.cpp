@@ -34,7 +34,8 @@ namespace {
     {
         const EditableScope scope {movie};
         // All of them: a second item of the type would step into the place of the first.
-        userData::removeItems(movie.editHeader(), setting);
+        if (movie.userDataItem(setting)) // what changes nothing leaves the header shared
+            userData::removeItems(movie.editHeader(), setting);
         return {};
     }
 

@@ -150,6 +150,7 @@ MediaPane::MediaPane(
     layout->addStretch();
 
     auto* scrolled = new QScrollArea;
+    scrolled->setAccessibleName(tr("Media"));
     scrolled->setWidget(content);
     scrolled->setWidgetResizable(true);
     scrolled->setFrameShape(QFrame::NoFrame);

@@ -319,7 +319,7 @@ void AppControllerTest::oneUnreadableFileIsExplained_data()
     QTest::addColumn<QByteArray>("contents"); // null: no file
     QTest::addColumn<QString>("said");
     QTest::newRow("missing") << QByteArray {} << text("moved, renamed or deleted");
-    QTest::newRow("empty") << QByteArray {""} << text("the file is empty");
+    QTest::newRow("empty") << QByteArray {""} << text("it is empty");
     QTest::newRow("text") << QByteArray {"Dear Sir or Madam, this is a letter."}
                           << text("does not know this kind");
     QTest::newRow("unfinished") << QByteArray {"\0\0\0\x0c"

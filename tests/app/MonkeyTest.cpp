@@ -334,7 +334,11 @@ void MonkeyTest::answerQuestion(QMessageBox& box)
     auto* button = m_hasEnded ? buttons.back() : any(buttons);
     const auto* window = qobject_cast<MovieWindow*>(box.parentWidget());
     const auto text = button->text().remove(QLatin1Char('&'));
-    if (text == QLatin1String("Don't Save"))
+    if (box.objectName() == QLatin1String("unsavedMovies")) { // one question for all
+        if (text == QStringLiteral("Don\u2019t Save"))
+            for (const auto* each : m_controller->windows())
+                m_givenUp.insert(each);
+    } else if (text == QLatin1String("Don't Save"))
         m_givenUp.insert(window);
     else
         m_givenUp.erase(window);

@@ -250,8 +250,8 @@ void MovieWindowTest::tabsFollowTheSelection()
 {
     table().selectRow(1);
     QCOMPARE(tabTitles(),
-        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Metadata"),
-            QStringLiteral("Encoding Attributes")}));
+        QStringList({QStringLiteral("Info"), QStringLiteral("Quick Tasks"), QStringLiteral("Media"),
+            QStringLiteral("Metadata"), QStringLiteral("Encoding Attributes")}));
     actions().addTimecodeTrack->trigger(); // selects the new track
     QCOMPARE(table().currentIndex().row(), 4);
     QCOMPARE(tabTitles(),

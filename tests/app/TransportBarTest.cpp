@@ -150,10 +150,10 @@ void TransportBarTest::everyControlHasANameAndFitsANarrowWindow()
     Window window;
     auto* field = new QLabel(QStringLiteral("00:00:00:00"));
     window.bar.addWidget(field);
-    window.resize(420, 300);
+    window.resize(440, 300);
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-    QCOMPARE(window.width(), 420);
+    QCOMPARE(window.width(), 440);
     QList<QWidget*> controls {field, window.scrubber(), window.volume()};
     for (auto* button : window.bar.findChildren<TransportButton*>()) {
         QVERIFY(!button->toolTip().isEmpty());

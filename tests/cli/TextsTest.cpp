@@ -18,16 +18,16 @@ namespace {
                                         "tx1@0.5s/5f=One\\nTwo", "--text-style", R"({"color": "#FF0000"})"},
                 clip);
             EXPECT_EQ(added.exitCode, 1) << clip << ": a part was refused";
-            EXPECT_THAT(added.errors, HasSubstr("list.srt, line 6"));
+            EXPECT_THAT(added.errors, HasSubstr("list.srt, line 7"));
             // Numbers are those of the movie as it was opened.
             EXPECT_EQ(edit({"--remove-text", "tx1@1", "--change-text", "tx1@2=Only"}, clip).exitCode, 0);
             EXPECT_EQ(edit({"--add-text", "tx1@0/4f=Grüße\\n日本語"}, clip).exitCode, 0);
             EXPECT_EQ(edit({"--remove-text", "tx1@7"}, clip).exitCode, 1);
-            const auto texts = json({"texts", clip}).at("tracks").at(0).at("texts");
+            const auto texts = json({"texts", "--json", clip}).at("tracks").at(0).at("texts");
             ASSERT_EQ(texts.size(), 2U);
             EXPECT_EQ(texts.at(1).at("text"), "Only");
             EXPECT_EQ(texts.at(1).at("style").at("color"), "#FF0000");
-            EXPECT_EQ(json({"info", clip}).at("tracks").back().at("texts"), texts);
+            EXPECT_EQ(json({"info", "--json", clip}).at("tracks").back().at("texts"), texts);
             const auto seen
                 = runProcess({"ffmpeg", "-v", "error", "-i", file, "-map", "0:s", "-f", "webvtt", "-"});
             EXPECT_THAT(seen.output, HasSubstr("Grüße\n日本語")) << clip;
@@ -44,21 +44,21 @@ namespace {
     TEST_F(CliTest, ATrackIsExtractedAsItIsAtItsPlaceAmongTheOptions)
     {
         sample("two-audio.mov");
-        const auto before = json({"tracks", "two-audio.mov"}).at("tracks").at(2);
+        const auto before = json({"tracks", "--json", "two-audio.mov"}).at("tracks").at(2);
         EXPECT_EQ(edit({"--extract", "a2=two-audio.mov", "--overwrite"}, "two-audio.mov").exitCode, 1)
             << "it would replace the movie";
         EXPECT_EQ(edit({"-n", "--extract", "a2=out.mov"}, "two-audio.mov").exitCode, 0);
         EXPECT_EQ(names(), (std::vector<std::string> {"two-audio.mov"}));
-        const auto done = json({"edit", "--extract", "a2=out.mov", "--remove-track", "a2", "--extract",
+        const auto done = json({"edit", "--json", "--extract", "a2=out.mov", "--remove-track", "a2", "--extract",
             "a1=one.mov", "two-audio.mov"});
         EXPECT_EQ(done.at("extracted").size(), 2U);
         EXPECT_EQ(done.at("extracted").at(0).at("output"), "out.mov");
-        const auto tracks = json({"tracks", "out.mov"}).at("tracks");
+        const auto tracks = json({"tracks", "--json", "out.mov"}).at("tracks");
         ASSERT_EQ(tracks.size(), 1U);
         EXPECT_EQ(tracks.at(0).at("sampleCount"), before.at("sampleCount"));
         EXPECT_EQ(tracks.at(0).at("duration").at("timecode"), before.at("duration").at("timecode"));
         EXPECT_EQ(cli({"verify", "out.mov", "one.mov"}).exitCode, 0);
-        EXPECT_EQ(json({"tracks", "two-audio.mov"}).at("tracks").size(), 2U);
+        EXPECT_EQ(json({"tracks", "--json", "two-audio.mov"}).at("tracks").size(), 2U);
         EXPECT_EQ(edit({"--extract", "v1=out.mov"}, "two-audio.mov").exitCode, 1) << "it exists";
     }
 

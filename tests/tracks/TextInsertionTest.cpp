@@ -101,7 +101,8 @@ namespace {
         std::vector<std::string> shown() const
         {
             std::vector<std::string> all;
-            for (const auto& text : TextInsertion::texts(*track).value())
+            const auto texts = TextInsertion::texts(*track).value();
+            for (const auto& text : texts)
                 all.push_back(
                     fmt::format("{} {:g}-{:g}", text.text, text.start.seconds(), text.end.seconds()));
             return all;
