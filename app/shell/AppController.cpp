@@ -475,7 +475,7 @@ void AppController::offerDiagnostics()
     auto* box = new QMessageBox {frontWindow()};
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setIcon(QMessageBox::Information);
-    box->setText(tr("Reelwright did not come to its end the last time."));
+    box->setText(tr("Reelwright crashed the last time."));
     box->setInformativeText(
         tr("A file that was being saved then is the old movie or the new one, whole. To find the "
            "cause, logs and facts about this system can be saved as an archive."));

@@ -53,7 +53,7 @@ public:
     void showAbout();
     /// Asks where to, and writes an archive of logs and of facts about the system.
     void saveDiagnostics();
-    /// After a run that did not come to its end: says so, and offers that archive.
+    /// After a run that crashed: says so, and offers that archive.
     void offerDiagnostics();
     /// The manual, at that page ("chapters"); its first one for an empty name.
     void showManual(const QString& page);

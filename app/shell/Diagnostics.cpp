@@ -17,8 +17,10 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <memory>
@@ -56,6 +58,15 @@ namespace {
     {
         return static_cast<QSaveFile*>(device)->write(
             static_cast<const char*>(bytes), static_cast<qint64>(size));
+    }
+
+    volatile std::sig_atomic_t crashMark = -1;
+
+    void writeCrash(int number)
+    {
+        std::signal(number, SIG_DFL); // NOLINT: as above
+        static_cast<void>(!::write(static_cast<int>(crashMark), "crashed\n", 8));
+        ::raise(number);
     }
 
     /// Is a run at work whose mark this is? Its lock goes with it.
@@ -121,13 +132,22 @@ RunMarker::RunMarker(const std::string& folder)
     for (const auto& entry : fs::directory_iterator(folder, error)) {
         if (!entry.path().filename().string().starts_with(kMarkPrefix) || isAlive(entry.path()))
             continue;
-        m_wasInterrupted = true;
+        m_hasCrashed = m_hasCrashed || entry.file_size(error) > 0;
         fs::remove(entry.path(), error);
     }
     m_path = fmt::format("{}/{}{}", folder, kMarkPrefix, QCoreApplication::applicationPid());
     m_file = FileDescriptor {::open(m_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerOnly)};
     if (m_file)
         ::flock(m_file.get(), LOCK_EX | LOCK_NB);
+}
+
+void RunMarker::noteCrashes() const
+{
+    if (!m_file)
+        return;
+    crashMark = m_file.get();
+    for (const int number : {SIGSEGV, SIGABRT, SIGBUS, SIGFPE, SIGILL})
+        std::signal(number, writeCrash); // NOLINT: only calls what handlers may call
 }
 
 RunMarker::~RunMarker()

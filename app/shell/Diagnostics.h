@@ -18,8 +18,9 @@ QString systemFacts();
 /// facts. What is at `path` is replaced when all is written. Answers what went wrong, or nothing.
 std::optional<QString> writeDiagnostics(const QString& path, QString facts, const QStringList& files);
 
-/// Tells a later run whether this one came to its end: a file of its own while it runs, locked, so that the
-/// system frees it whatever becomes of the program.
+/// Tells a later run whether this one crashed: a file of its own while it runs, locked, so that the system
+/// frees it whatever becomes of the program, into which a crash writes. A run that was killed from outside
+/// did not crash.
 class RunMarker
 {
 public:
@@ -30,13 +31,15 @@ public:
     RunMarker& operator=(const RunMarker&) = delete;
     ~RunMarker();
 
-    /// Did an earlier run not come to its end?
-    [[nodiscard]] bool wasInterrupted() const { return m_wasInterrupted; }
+    /// From here on the signals of a crash are noted in the mark, and then end the program as they would.
+    void noteCrashes() const;
+    /// Did an earlier run crash?
+    [[nodiscard]] bool hasCrashed() const { return m_hasCrashed; }
 
 private:
     std::string m_path;
     FileDescriptor m_file;
-    bool m_wasInterrupted = false;
+    bool m_hasCrashed = false;
 };
 
 } // namespace reelwright

@@ -97,6 +97,7 @@ int main(int argc, char** argv)
         return kDone;
 
     const RunMarker marker {KWLocalPaths::libraryDirectory(true) + "/running"};
+    marker.noteCrashes();
     int status = kDone;
     {
         AppController controller;
@@ -106,7 +107,7 @@ int main(int argc, char** argv)
             &controller, &AppController::terminated, &application, [] { QApplication::exit(kDone); },
             Qt::QueuedConnection);
         controller.start(options.files);
-        if (marker.wasInterrupted())
+        if (marker.hasCrashed())
             controller.offerDiagnostics();
         status = QApplication::exec();
     }

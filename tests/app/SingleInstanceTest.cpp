@@ -63,24 +63,27 @@ class SingleInstanceTest : public QObject
     Q_OBJECT
 
 private slots:
-    void aRunThatDidNotEndIsNoticedOnce()
+    void aCrashIsNoticedOnce()
     {
         const QTemporaryDir folder;
         const auto path = folder.filePath(QStringLiteral("running")).toStdString();
         {
             const RunMarker first {path};
-            QVERIFY(!first.wasInterrupted());
-            QVERIFY2(!RunMarker {path + "/other"}.wasInterrupted(), "another folder");
+            QVERIFY(!first.hasCrashed());
+            QVERIFY2(!RunMarker {path + "/other"}.hasCrashed(), "another folder");
         }
-        QVERIFY(!RunMarker {path}.wasInterrupted());
-        const int child = ::fork();
-        if (child == 0) {
-            const RunMarker lost {path};
-            ::_exit(0); // without its destructor, as a crash ends it
+        QVERIFY(!RunMarker {path}.hasCrashed());
+        for (const bool isKilled : {true, false}) {
+            const int child = ::fork();
+            if (child == 0) {
+                const RunMarker lost {path};
+                lost.noteCrashes();
+                ::raise(isKilled ? SIGKILL : SIGSEGV);
+            }
+            QCOMPARE(::waitpid(child, nullptr, 0), child);
+            QCOMPARE(RunMarker {path}.hasCrashed(), !isKilled);
         }
-        QCOMPARE(::waitpid(child, nullptr, 0), child);
-        QVERIFY(RunMarker {path}.wasInterrupted());
-        QVERIFY(!RunMarker {path}.wasInterrupted());
+        QVERIFY(!RunMarker {path}.hasCrashed());
     }
 
     void diagnosticsHoldFactsAndLogs()
