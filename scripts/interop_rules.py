@@ -770,7 +770,6 @@ RULES = [
     ("copyright", ".*", "atoms", r"moov/udta/(©cpy|cprt)(\[\d+\])?", with_text),
     ("metadata", ".*", "exiftool", "Keys:Producer", says_text),
     ("copyright", ".*", "exiftool", r"(Keys|UserData|ItemList):Copyright(-\w+)*", says_text),
-    (TEXTS, ".*", "exiftool", "QuickTime:HandlerType", ("None|mdir", "(mdir, )?mdta")),
     (TEXTS, ".*", "ffprobe", r"format/tags/(com\.apple\.quicktime\.(producer|copyright)|copyright(-\w+)*)", says_text),
     (TEXTS, ".*", "mediainfo", "General/(extra/com_apple_quicktime_producer|Copyright)", says_text),
     # -- What a video description says
@@ -855,7 +854,7 @@ RULES = [
     *((edit, ".*", "exiftool", name, ("None", text)) for edit, _, text, name, *_ in ITEMS),
     *((edit, ".*", "ffprobe", "format/tags/" + re.escape(name), ("None", text)) for edit, _, text, _, name, _ in ITEMS),
     *((edit, ".*", "mediainfo", f"General/({name})", ("None|.*", text)) for edit, _, text, *_, name in ITEMS),
-    ("title|copyright|metadata", ".*", "exiftool", "QuickTime:HandlerType", ("None", "mdta")),
+    ("title|copyright|metadata", ".*", "exiftool", "QuickTime:HandlerType", ("None|mdir", "(mdir, )?mdta")),
     ("title|copyright|metadata", ".*", "atoms", "moov/children", family("meta", "mvex")),
     ("title|copyright|metadata", ".*", "atoms", "moov/meta/children", family("hdlr keys ilst")),
     ("title|copyright|metadata", ".*", "atoms", "moov/meta/besides", ("None", r"0{8}\|")),
