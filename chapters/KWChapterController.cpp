@@ -140,8 +140,11 @@ void KWChapterController::addTo(
     const auto length = ChapterTimes {movie}.frameLengthAt(time);
     const auto taken = startsOf(chapters);
     auto start = time;
-    while (taken.contains(start))
-        start = start + length;
+    while (taken.contains(start)) {
+        const auto next = length + start; // at the scale of frames, which a typed time need not have
+        const auto scale = std::max(next.scale, 1);
+        start = start < next ? next : QTTime {rescale(start.value, std::max(start.scale, 1), scale) + 1, scale};
+    }
     chapters.push_back({name, start});
 }
 
